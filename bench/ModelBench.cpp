@@ -1,0 +1,40 @@
+#include "model/JsonCodec.h"
+
+#include <benchmark/benchmark.h>
+
+using namespace quillmere;
+
+namespace {
+
+// About a month of blocks: 30 days of 20 blocks.
+std::vector<WorkBlock> monthOfBlocks() {
+    std::vector<WorkBlock> blocks;
+    for (int day = 1; day <= 30; ++day) {
+        for (int i = 0; i < 20; ++i) {
+            std::optional<QUuid> rule;
+            if (i % 4 == 0)
+                rule = QUuid::createUuid();
+            blocks.push_back({QUuid::createUuid(), QStringLiteral("Block %1").arg(i),
+                              QStringLiteral("2024-03-%1").arg(day, 2, 10, QLatin1Char('0')),
+                              i * 60, 45, i % 3 ? WorkKind::shallow : WorkKind::deep, rule,
+                              731232000.0 + day * 86400 + i});
+        }
+    }
+    return blocks;
+}
+
+void BM_DecodeAndReencode600Blocks(benchmark::State& state) {
+    const QByteArray file = json::encodeList(monthOfBlocks());
+    for (auto _ : state) {
+        auto decoded = json::decodeList<WorkBlock>(file);
+        QByteArray again = json::encodeList(*decoded);
+        benchmark::DoNotOptimize(again);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * file.size());
+    state.counters["file_bytes"] = static_cast<double>(file.size());
+}
+BENCHMARK(BM_DecodeAndReencode600Blocks)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,124 @@
+#include "model/AppClock.h"
+
+#include "model/TimeMath.h"
+
+#include <QTimer>
+
+#include <cmath>
+#include <limits>
+
+namespace quillmere {
+
+namespace {
+constexpr qint64 heartbeatMs = 30000;
+// Landing just after the mark means a new minute is never seen a moment before it begins.
+constexpr qint64 heartbeatLagMs = 100;
+} // namespace
+
+AppClock::AppClock(const WallClock& wallClock, QObject* parent)
+    : QObject(parent), m_wallClock(wallClock) {
+    const QDateTime now = m_wallClock.now();
+    m_nowMinutes = TimeMath::minutesOfDay(now);
+    m_today = TimeMath::dayKey(now);
+}
+
+// The timers are children of the clock and die with it, so neither can fire afterwards; the
+// queued tick is bound to the clock as its context and is dropped with it.
+AppClock::~AppClock() = default;
+
+int AppClock::msUntilNextHeartbeat() const {
+    // In whole milliseconds, so the mark is found exactly rather than a rounding error away.
+    const qint64 sinceReference = m_wallClock.now().toMSecsSinceEpoch() -
+                                  TimeMath::referenceEpochOffsetSeconds * 1000;
+    const qint64 remainder = ((sinceReference % heartbeatMs) + heartbeatMs) % heartbeatMs;
+    return static_cast<int>(heartbeatMs - remainder + heartbeatLagMs);
+}
+
+void AppClock::start() {
+    if (m_heartbeat)
+        return;
+    m_heartbeat = new QTimer(this);
+    m_heartbeat->setSingleShot(true);
+    // A coarse timer may be batched with other wake-ups (about 5% of 30 s), which keeps the
+    // program from waking the machine on its own schedule.
+    m_heartbeat->setTimerType(Qt::CoarseTimer);
+    connect(m_heartbeat, &QTimer::timeout, this, &AppClock::onHeartbeat);
+    m_heartbeat->start(msUntilNextHeartbeat());
+    requestTick();
+}
+
+void AppClock::onHeartbeat() {
+    // Re-aimed at the next mark from the wall clock on every firing instead of repeating a
+    // fixed interval, so that a suspend or a clock change never leaves it misaligned.
+    m_heartbeat->start(msUntilNextHeartbeat());
+    tick();
+}
+
+int AppClock::heartbeatRemainingMs() const {
+    return m_heartbeat ? m_heartbeat->remainingTime() : -1;
+}
+
+void AppClock::requestTick() {
+    if (m_tickPending)
+        return;
+    m_tickPending = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            m_tickPending = false;
+            tick();
+        },
+        Qt::QueuedConnection);
+}
+
+void AppClock::wake(std::optional<QDateTime> at) {
+    if (m_wakeTimer) {
+        m_wakeTimer->stop();
+        m_wakeTimer->deleteLater();
+        m_wakeTimer = nullptr;
+        m_wakeAt = {};
+    }
+    if (!at)
+        return;
+    const qint64 ms = std::max<qint64>(0, m_wallClock.now().msecsTo(*at));
+    m_wakeAt = *at;
+    m_wakeTimer = new QTimer(this);
+    m_wakeTimer->setSingleShot(true);
+    m_wakeTimer->setTimerType(Qt::PreciseTimer);
+    QTimer* timer = m_wakeTimer;
+    connect(timer, &QTimer::timeout, this, [this, timer] {
+        if (m_wakeTimer == timer) {
+            m_wakeTimer = nullptr;
+            m_wakeAt = {};
+        }
+        timer->deleteLater();
+        tick();
+    });
+    // A QTimer counts in int milliseconds; an alarm further out than that is re-armed by the
+    // refresh long before it matters, so the cap only keeps the interval valid.
+    timer->start(static_cast<int>(std::min<qint64>(ms, std::numeric_limits<int>::max())));
+}
+
+std::optional<QDateTime> AppClock::pendingWake() const {
+    if (!m_wakeTimer)
+        return std::nullopt;
+    return m_wakeAt;
+}
+
+void AppClock::tick() {
+    const QDateTime now = m_wallClock.now();
+    const Minutes minutes = TimeMath::minutesOfDay(now);
+    const QString key = TimeMath::dayKey(now);
+    if (minutes != m_nowMinutes) {
+        m_nowMinutes = minutes;
+        Q_EMIT nowMinutesChanged(m_nowMinutes);
+    }
+    if (key != m_today) {
+        m_today = key;
+        Q_EMIT todayChanged(m_today);
+    }
+    if (m_onTick)
+        m_onTick();
+}
+
+} // namespace quillmere

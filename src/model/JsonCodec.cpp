@@ -1,0 +1,249 @@
+#include "model/JsonCodec.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonParseError>
+
+#include <climits>
+#include <cmath>
+
+namespace quillmere::json {
+
+namespace {
+
+// Integers travel as JSON numbers, which are exact only up to 2^53. Anything larger (or
+// fractional, or not finite) is not an integer this program ever wrote.
+constexpr double largestExactInteger = 9007199254740992.0;
+
+std::optional<Minutes> integerValue(const QJsonValue& value) {
+    if (!value.isDouble())
+        return std::nullopt;
+    const double d = value.toDouble();
+    if (!std::isfinite(d) || d != std::trunc(d) || std::fabs(d) > largestExactInteger)
+        return std::nullopt;
+    return static_cast<Minutes>(d);
+}
+
+std::optional<double> numberValue(const QJsonValue& value) {
+    if (!value.isDouble() || !std::isfinite(value.toDouble()))
+        return std::nullopt;
+    return value.toDouble();
+}
+
+std::optional<QString> stringValue(const QJsonValue& value) {
+    if (!value.isString())
+        return std::nullopt;
+    return value.toString();
+}
+
+std::optional<bool> boolValue(const QJsonValue& value) {
+    if (!value.isBool())
+        return std::nullopt;
+    return value.toBool();
+}
+
+std::optional<QUuid> uuidValue(const QJsonValue& value) {
+    if (!value.isString())
+        return std::nullopt;
+    return parseUuid(value.toString());
+}
+
+std::optional<WorkKind> kindValue(const QJsonValue& value) {
+    if (!value.isString())
+        return std::nullopt;
+    return workKindFromRaw(value.toString());
+}
+
+// An optional key: missing or null is absent (`present` stays false); a present value must
+// convert, otherwise the whole record fails.
+template <typename T, typename Convert>
+bool readOptional(const QJsonObject& object, QLatin1StringView key, Convert convert,
+                  std::optional<T>& out) {
+    const QJsonValue value = object.value(key);
+    if (value.isUndefined() || value.isNull()) {
+        out.reset();
+        return true;
+    }
+    std::optional<T> converted = convert(value);
+    if (!converted)
+        return false;
+    out = std::move(converted);
+    return true;
+}
+
+} // namespace
+
+QString uuidText(const QUuid& id) {
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+std::optional<QUuid> parseUuid(const QString& text) {
+    if (text.size() != 36)
+        return std::nullopt;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        const bool hyphenPlace = i == 8 || i == 13 || i == 18 || i == 23;
+        const bool hex = (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') ||
+                         (c >= u'A' && c <= u'F');
+        if (hyphenPlace ? c != u'-' : !hex)
+            return std::nullopt;
+    }
+    return QUuid::fromString(text);
+}
+
+QJsonObject encode(const WorkBlock& block) {
+    QJsonObject o;
+    o.insert(QLatin1StringView("id"), uuidText(block.id));
+    o.insert(QLatin1StringView("title"), block.title);
+    o.insert(QLatin1StringView("day"), block.day);
+    o.insert(QLatin1StringView("startMinutes"), static_cast<double>(block.startMinutes));
+    o.insert(QLatin1StringView("durationMinutes"), static_cast<double>(block.durationMinutes));
+    o.insert(QLatin1StringView("kind"), rawValue(block.kind));
+    if (block.repeatRuleID)
+        o.insert(QLatin1StringView("repeatRuleID"), uuidText(*block.repeatRuleID));
+    if (block.createdAt)
+        o.insert(QLatin1StringView("createdAt"), *block.createdAt);
+    return o;
+}
+
+QJsonObject encode(const RepeatRule& rule) {
+    QJsonObject o;
+    o.insert(QLatin1StringView("id"), uuidText(rule.id));
+    o.insert(QLatin1StringView("title"), rule.title);
+    o.insert(QLatin1StringView("kind"), rawValue(rule.kind));
+    o.insert(QLatin1StringView("startMinutes"), static_cast<double>(rule.startMinutes));
+    o.insert(QLatin1StringView("durationMinutes"), static_cast<double>(rule.durationMinutes));
+    QJsonArray days;
+    for (int day : rule.weekdays)
+        days.append(day);
+    o.insert(QLatin1StringView("weekdays"), days);
+    if (rule.lastStampedDay)
+        o.insert(QLatin1StringView("lastStampedDay"), *rule.lastStampedDay);
+    return o;
+}
+
+QJsonObject encode(const PlannedBlock& item) {
+    QJsonObject o;
+    o.insert(QLatin1StringView("id"), uuidText(item.id));
+    o.insert(QLatin1StringView("title"), item.title);
+    o.insert(QLatin1StringView("kind"), rawValue(item.kind));
+    o.insert(QLatin1StringView("createdAt"), item.createdAt);
+    if (item.pinned)
+        o.insert(QLatin1StringView("pinned"), *item.pinned);
+    return o;
+}
+
+QJsonObject encode(const Settings& settings) {
+    QJsonObject o;
+    o.insert(QLatin1StringView("chimesEnabled"), settings.chimesEnabled);
+    o.insert(QLatin1StringView("deepWorkNoise"), rawValue(settings.deepWorkNoise));
+    o.insert(QLatin1StringView("noiseVolume"), settings.noiseVolume);
+    o.insert(QLatin1StringView("nudgesEnabled"), settings.nudgesEnabled);
+    o.insert(QLatin1StringView("remindersEnabled"), settings.remindersEnabled);
+    return o;
+}
+
+template <> std::optional<WorkBlock> decode<WorkBlock>(const QJsonValue& value) {
+    if (!value.isObject())
+        return std::nullopt;
+    const QJsonObject o = value.toObject();
+    const auto id = uuidValue(o.value(QLatin1StringView("id")));
+    const auto title = stringValue(o.value(QLatin1StringView("title")));
+    const auto day = stringValue(o.value(QLatin1StringView("day")));
+    const auto start = integerValue(o.value(QLatin1StringView("startMinutes")));
+    const auto duration = integerValue(o.value(QLatin1StringView("durationMinutes")));
+    const auto kind = kindValue(o.value(QLatin1StringView("kind")));
+    if (!id || !title || !day || !start || !duration || !kind)
+        return std::nullopt;
+    WorkBlock block{*id, *title, *day, *start, *duration, *kind, std::nullopt, std::nullopt};
+    if (!readOptional(o, QLatin1StringView("repeatRuleID"), uuidValue, block.repeatRuleID) ||
+        !readOptional(o, QLatin1StringView("createdAt"), numberValue, block.createdAt))
+        return std::nullopt;
+    return block;
+}
+
+template <> std::optional<RepeatRule> decode<RepeatRule>(const QJsonValue& value) {
+    if (!value.isObject())
+        return std::nullopt;
+    const QJsonObject o = value.toObject();
+    const auto id = uuidValue(o.value(QLatin1StringView("id")));
+    const auto title = stringValue(o.value(QLatin1StringView("title")));
+    const auto kind = kindValue(o.value(QLatin1StringView("kind")));
+    const auto start = integerValue(o.value(QLatin1StringView("startMinutes")));
+    const auto duration = integerValue(o.value(QLatin1StringView("durationMinutes")));
+    const QJsonValue days = o.value(QLatin1StringView("weekdays"));
+    if (!id || !title || !kind || !start || !duration || !days.isArray())
+        return std::nullopt;
+    RepeatRule rule{*id, *title, *kind, *start, *duration, {}, std::nullopt};
+    for (const QJsonValue& day : days.toArray()) {
+        const auto number = integerValue(day);
+        // Out-of-range numbers are kept (they never match a calendar weekday) as long as
+        // they fit the set's element type.
+        if (!number || *number < INT_MIN || *number > INT_MAX)
+            return std::nullopt;
+        rule.weekdays.insert(static_cast<int>(*number));
+    }
+    if (!readOptional(o, QLatin1StringView("lastStampedDay"), stringValue, rule.lastStampedDay))
+        return std::nullopt;
+    return rule;
+}
+
+template <> std::optional<PlannedBlock> decode<PlannedBlock>(const QJsonValue& value) {
+    if (!value.isObject())
+        return std::nullopt;
+    const QJsonObject o = value.toObject();
+    const auto id = uuidValue(o.value(QLatin1StringView("id")));
+    const auto title = stringValue(o.value(QLatin1StringView("title")));
+    const auto kind = kindValue(o.value(QLatin1StringView("kind")));
+    const auto createdAt = numberValue(o.value(QLatin1StringView("createdAt")));
+    if (!id || !title || !kind || !createdAt)
+        return std::nullopt;
+    PlannedBlock item{*id, *title, *kind, *createdAt, std::nullopt};
+    if (!readOptional(o, QLatin1StringView("pinned"), boolValue, item.pinned))
+        return std::nullopt;
+    return item;
+}
+
+template <> std::optional<Settings> decode<Settings>(const QJsonValue& value) {
+    if (!value.isObject())
+        return std::nullopt;
+    const QJsonObject o = value.toObject();
+    const auto chimes = boolValue(o.value(QLatin1StringView("chimesEnabled")));
+    const QJsonValue noiseValue = o.value(QLatin1StringView("deepWorkNoise"));
+    const auto noise =
+        noiseValue.isString() ? deepWorkNoiseFromRaw(noiseValue.toString()) : std::nullopt;
+    const auto volume = numberValue(o.value(QLatin1StringView("noiseVolume")));
+    const auto nudges = boolValue(o.value(QLatin1StringView("nudgesEnabled")));
+    const auto reminders = boolValue(o.value(QLatin1StringView("remindersEnabled")));
+    if (!chimes || !noise || !volume || !nudges || !reminders)
+        return std::nullopt;
+    return Settings{*chimes, *noise, *volume, *nudges, *reminders};
+}
+
+QByteArray encodeStateFile(const QJsonValue& value) {
+    // QJsonObject keeps its keys sorted, so the indented document is sorted as well.
+    const QJsonDocument document =
+        value.isArray() ? QJsonDocument(value.toArray()) : QJsonDocument(value.toObject());
+    return document.toJson(QJsonDocument::Indented);
+}
+
+std::optional<QJsonValue> parseDocument(const QByteArray& bytes) {
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (error.error != QJsonParseError::NoError)
+        return std::nullopt;
+    if (document.isArray())
+        return QJsonValue(document.array());
+    if (document.isObject())
+        return QJsonValue(document.object());
+    return std::nullopt;
+}
+
+std::optional<Settings> decodeSettingsFile(const QByteArray& bytes) {
+    const std::optional<QJsonValue> document = parseDocument(bytes);
+    if (!document)
+        return std::nullopt;
+    return decode<Settings>(*document);
+}
+
+} // namespace quillmere::json

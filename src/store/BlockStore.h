@@ -1,0 +1,147 @@
+#pragma once
+
+#include "model/AppClock.h"
+#include "model/PlannedBlock.h"
+#include "model/RepeatRule.h"
+#include "model/Settings.h"
+#include "model/WorkBlock.h"
+#include "store/FocusAids.h"
+#include "store/MinuteRange.h"
+
+#include <QDateTime>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QUuid>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace quillmere {
+
+class StatsDB;
+
+// The one model object: every block of the kept days, the repeat rules, the backlog and the
+// settings, each kept in its own JSON file and saved whole after every change. It refreshes on
+// every tick of its clock, stamps repeat rules onto new days, confirms blocks whose end passes
+// and drives the focus aids.
+class BlockStore final : public QObject {
+    Q_OBJECT
+
+public:
+    // `folder` defaults to the per-user data folder ("Quillmere" under the generic data
+    // location, so ~/.local/share/Quillmere); tests pass a folder of their own.
+    BlockStore(AppClock& clock, FocusAids& aids, std::optional<QString> folder = std::nullopt,
+               QObject* parent = nullptr);
+    ~BlockStore() override;
+
+    // Published state. Every assignment of a list or the settings is announced.
+    const std::vector<WorkBlock>& blocks() const { return m_blocks; }
+    std::optional<WorkKind> currentKind() const { return m_currentKind; }
+    const std::vector<RepeatRule>& rules() const { return m_rules; }
+    const std::vector<PlannedBlock>& planned() const { return m_planned; }
+    const Settings& settings() const { return m_settings; }
+    // Stores the value; only a real change saves settings.json and asks for a tick.
+    void setSettings(const Settings& settings);
+
+    AppClock& clock() const { return m_clock; }
+    const QSet<QUuid>& confirmedIDs() const { return m_confirmedIDs; }
+    QString folder() const { return m_folder; }
+    QString blocksFile() const;
+    QString rulesFile() const;
+    QString plannedFile() const;
+    QString settingsFile() const;
+    QString statsFile() const;
+
+    // Today's key and minute from the wall clock (not the clock's last published values).
+    QString todayKey() const;
+    Minutes wallMinutes() const;
+
+    // Queries and editing rules. The predicates judge the stored copy of a block, so an
+    // unsaved edit is judged by what is saved.
+    std::vector<WorkBlock> todayBlocks() const;
+    bool isInProgress(const WorkBlock& block) const;
+    bool isLocked(const WorkBlock& block) const;
+    bool isFrozen(const WorkBlock& block) const;
+    std::optional<WorkBlock> savedBlock(const QUuid& id) const;
+    void update(const WorkBlock& block);
+    void add(const WorkBlock& block);
+    void deleteBlock(const QUuid& id);
+    void clearToday();
+    Minutes totalMinutesToday(WorkKind kind) const;
+
+    // Free-time search on today's timeline.
+    std::vector<MinuteRange> reservedSlots(const Weekdays& repeatDays,
+                                           const std::optional<QUuid>& excludingRuleID) const;
+    std::optional<Minutes> nearestFreeStart(Minutes target, Minutes duration,
+                                            const std::optional<QUuid>& excluding,
+                                            const Weekdays& repeatDays) const;
+    std::optional<MinuteRange> freeGap(Minutes containing, const std::optional<QUuid>& excluding,
+                                       const Weekdays& repeatDays) const;
+    std::optional<WorkBlock> nextFreeBlock(WorkKind kind) const;
+
+    // Weekly repetition of a block through its repeat rule.
+    Weekdays repeatDays(const QUuid& blockID) const;
+    Weekdays conflictingRepeatDays(const WorkBlock& block) const;
+    void setRepeat(const Weekdays& days, const QUuid& blockID);
+
+    // The backlog.
+    void addPlanned(const PlannedBlock& item);
+    void updatePlanned(const PlannedBlock& item);
+    void removePlanned(const QUuid& id);
+
+    // The day's heartbeat, run on every tick of the clock.
+    void refreshBlock();
+    void materializeRepeats();
+
+    // Writes blocks.json (after asking the clock for a tick).
+    void save();
+
+Q_SIGNALS:
+    void blocksChanged();
+    void currentKindChanged(std::optional<quillmere::WorkKind> kind);
+    void rulesChanged();
+    void plannedChanged();
+    void settingsChanged();
+
+private:
+    struct ChimeTarget {
+        QUuid blockID;
+        WorkKind kind;
+        QDateTime end;
+    };
+
+    void setBlocks(std::vector<WorkBlock> blocks);
+    void setRules(std::vector<RepeatRule> rules);
+    void setPlanned(std::vector<PlannedBlock> planned);
+    void saveRules();
+    void savePlanned();
+    void saveSettings();
+    void pruneOldDays();
+    std::vector<MinuteRange> busyIntervals(const std::optional<QUuid>& excluding,
+                                           const Weekdays& repeatDays) const;
+    void scheduleBoundaryRefresh(Minutes after);
+    void recordConfirmedBlocks();
+    void updateNoise();
+    void updateChime(const std::optional<WorkBlock>& active);
+    void updateNudge(const std::optional<WorkBlock>& active);
+    void updateReminder(Minutes now);
+    QDateTime now() const;
+
+    AppClock& m_clock;
+    FocusAids& m_aids;
+    QString m_folder;
+    std::vector<WorkBlock> m_blocks;
+    std::optional<WorkKind> m_currentKind;
+    std::vector<RepeatRule> m_rules;
+    std::vector<PlannedBlock> m_planned;
+    Settings m_settings;
+    std::unique_ptr<StatsDB> m_statsDB;
+    QString m_knownDay;
+    std::optional<ChimeTarget> m_chimeTarget;
+    std::set<Minutes> m_wakeMoments;
+    QSet<QUuid> m_confirmedIDs;
+};
+
+} // namespace quillmere

@@ -1,0 +1,141 @@
+#include "model/AppClock.h"
+#include "model/TimeMath.h"
+
+#include "support/FakeWallClock.h"
+#include "support/Printers.h"
+#include "support/TzGuard.h"
+
+#include <QCoreApplication>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace quillmere;
+using quillmere::test::FakeWallClock;
+
+namespace {
+
+void drainEvents() {
+    for (int i = 0; i < 5; ++i)
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+}
+
+struct ClockFixture : ::testing::Test {
+    test::TzGuard tz{"Europe/Berlin"};
+    FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(9, 0, 10))};
+    std::unique_ptr<AppClock> clock = std::make_unique<AppClock>(wall);
+    int ticks = 0;
+
+    void SetUp() override { clock->setOnTick([this] { ++ticks; }); }
+};
+
+} // namespace
+
+TEST_F(ClockFixture, ConstructionPublishesNowAndStartsNothing) {
+    EXPECT_EQ(clock->nowMinutes(), 540);
+    EXPECT_EQ(clock->today(), QStringLiteral("2024-03-04"));
+    EXPECT_FALSE(clock->hasHeartbeat());
+    EXPECT_FALSE(clock->pendingWake());
+    drainEvents();
+    EXPECT_EQ(ticks, 0);
+}
+
+TEST_F(ClockFixture, RequestsInOnePassCoalesceAndARequestFromATickQueuesOneMore) {
+    clock->requestTick();
+    clock->requestTick();
+    clock->requestTick();
+    EXPECT_TRUE(clock->tickPending());
+    drainEvents();
+    EXPECT_EQ(ticks, 1);
+    EXPECT_FALSE(clock->tickPending());
+
+    bool again = true;
+    clock->setOnTick([&] {
+        ++ticks;
+        if (again) {
+            again = false;
+            clock->requestTick(); // as a save inside the refresh does
+        }
+    });
+    clock->requestTick();
+    drainEvents();
+    EXPECT_EQ(ticks, 3);
+}
+
+TEST_F(ClockFixture, StartTwiceMakesOneHeartbeatAndOneTick) {
+    clock->start();
+    clock->start();
+    EXPECT_TRUE(clock->hasHeartbeat());
+    drainEvents();
+    EXPECT_EQ(ticks, 1);
+}
+
+TEST_F(ClockFixture, HeartbeatLandsJustAfterTheNextHalfMinuteMark) {
+    // 09:00:10 local is 10 s past a half-minute mark of the 2001 timeline (which is whole
+    // minutes), so the first firing is 20.1 s away.
+    EXPECT_EQ(clock->msUntilNextHeartbeat(), 20100);
+    wall.advanceMSecs(19950); // 09:00:29.95: the next mark is 0.05 s away
+    EXPECT_EQ(clock->msUntilNextHeartbeat(), 150);
+    wall.advanceMSecs(100); // 09:00:30.05: just past a mark, so the one after it
+    EXPECT_EQ(clock->msUntilNextHeartbeat(), 30050);
+
+    // The coarse timer may shift a firing by a few percent, never by a whole mark.
+    clock->start();
+    EXPECT_NEAR(clock->heartbeatRemainingMs(), 30050, 1600);
+}
+
+TEST_F(ClockFixture, WakeInThePastFiresAtOnce) {
+    clock->wake(wall.now().addSecs(-10));
+    EXPECT_TRUE(clock->pendingWake());
+    QTest::qWait(20);
+    EXPECT_EQ(ticks, 1);
+    EXPECT_FALSE(clock->pendingWake());
+}
+
+TEST_F(ClockFixture, ALaterWakeReplacesAnEarlierOneAndNoneCancels) {
+    clock->wake(wall.now().addMSecs(40));
+    clock->wake(wall.now().addMSecs(160));
+    EXPECT_EQ(clock->pendingWake(), wall.now().addMSecs(160));
+    QTest::qWait(100);
+    EXPECT_EQ(ticks, 0);
+    QTest::qWait(150);
+    EXPECT_EQ(ticks, 1);
+
+    clock->wake(wall.now().addMSecs(30));
+    clock->wake(std::nullopt);
+    EXPECT_FALSE(clock->pendingWake());
+    QTest::qWait(80);
+    EXPECT_EQ(ticks, 1);
+}
+
+TEST_F(ClockFixture, DayRolloverPublishesBothValuesBeforeTheCallback) {
+    wall.set(QDate(2024, 3, 4), QTime(23, 59, 59));
+    clock->tick();
+    std::vector<QString> events;
+    QObject::connect(clock.get(), &AppClock::nowMinutesChanged, clock.get(),
+                     [&](Minutes m) { events.push_back(QStringLiteral("minutes %1").arg(m)); });
+    QObject::connect(clock.get(), &AppClock::todayChanged, clock.get(),
+                     [&](const QString& day) { events.push_back(u"today " + day); });
+    clock->setOnTick([&] { events.push_back(QStringLiteral("tick")); });
+
+    clock->tick(); // same minute, same day: nobody is told, the callback still runs
+    EXPECT_EQ(events, std::vector<QString>{QStringLiteral("tick")});
+
+    events.clear();
+    wall.set(QDate(2024, 3, 5), QTime(0, 0, 0));
+    clock->tick();
+    EXPECT_EQ(events, (std::vector<QString>{QStringLiteral("minutes 0"),
+                                            QStringLiteral("today 2024-03-05"),
+                                            QStringLiteral("tick")}));
+}
+
+TEST_F(ClockFixture, DestroyingTheClockDropsQueuedTicksAndTimers) {
+    clock->start();
+    clock->wake(wall.now());
+    clock->requestTick();
+    clock.reset();
+    QTest::qWait(30);
+    EXPECT_EQ(ticks, 0);
+}
