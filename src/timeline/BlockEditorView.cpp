@@ -1,0 +1,393 @@
+#include "timeline/BlockEditorView.h"
+
+#include "model/TimeMath.h"
+#include "ui/Glyphs.h"
+#include "ui/KindColors.h"
+#include "ui/Typography.h"
+
+#include <QButtonGroup>
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPushButton>
+#include <QShortcut>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace quillmere {
+
+namespace editor {
+
+WorkBlock withTitle(WorkBlock block, const QString& title) {
+    block.title = title;
+    return block;
+}
+
+WorkBlock withKind(WorkBlock block, WorkKind kind) {
+    if (block.title.isEmpty() || block.title == defaultTitle(block.kind))
+        block.title = defaultTitle(kind);
+    block.kind = kind;
+    return block;
+}
+
+WorkBlock withStart(WorkBlock block, Minutes start, ClosedMinuteRange range) {
+    block.startMinutes = range.clamp(start);
+    return block;
+}
+
+WorkBlock withDuration(WorkBlock block, Minutes duration, ClosedMinuteRange range) {
+    block.durationMinutes = range.clamp(duration);
+    return block;
+}
+
+Weekdays toggled(Weekdays days, int day) {
+    if (!days.erase(day))
+        days.insert(day);
+    return days;
+}
+
+QString weekdayName(int day) {
+    static const std::array<QString, 7> names{
+        QStringLiteral("Sunday"),    QStringLiteral("Monday"),   QStringLiteral("Tuesday"),
+        QStringLiteral("Wednesday"), QStringLiteral("Thursday"), QStringLiteral("Friday"),
+        QStringLiteral("Saturday")};
+    if (day < 1 || day > 7)
+        qFatal("weekday %d out of range", day);
+    return names[static_cast<size_t>(day - 1)];
+}
+
+QString weekdayLetter(int day) {
+    static const QString letters = QStringLiteral("SMTWTFS");
+    if (day < 1 || day > 7)
+        qFatal("weekday %d out of range", day);
+    return letters.mid(day - 1, 1);
+}
+
+QString dayHelp(int day, bool conflicting) {
+    if (conflicting)
+        return QStringLiteral("Another repeating block covers this time on ") + weekdayName(day) +
+               u's';
+    return QStringLiteral("Repeat on ") + weekdayName(day) + u's';
+}
+
+QString deleteHelp(const BlockEditorInput& input) {
+    if (input.isLocked)
+        return QStringLiteral("Deep work in progress — it can't be deleted");
+    if (input.isConfirmed)
+        return QStringLiteral("Confirmed — it can't be deleted");
+    if (input.isDraft)
+        return QStringLiteral("Discard draft");
+    return QStringLiteral("Delete block");
+}
+
+QString statusText(const BlockEditorInput& input) {
+    if (input.isLocked)
+        return QStringLiteral("Deep work in progress — locked");
+    if (input.isConfirmed)
+        return QStringLiteral("Confirmed — part of the day's record");
+    if (input.isDraft)
+        return QStringLiteral("Draft — not saved yet");
+    return TimeMath::timeString(input.block.startMinutes) + QStringLiteral(" – ") +
+           TimeMath::timeString(input.block.endMinutes());
+}
+
+QString statusSymbol(const BlockEditorInput& input) {
+    if (input.isLocked)
+        return QStringLiteral("lock.fill");
+    if (input.isConfirmed)
+        return QStringLiteral("checkmark");
+    return {};
+}
+
+} // namespace editor
+
+namespace {
+
+constexpr int daySize = 18;
+
+QColor secondaryColor(const QPalette& palette) {
+    return palette.color(QPalette::PlaceholderText);
+}
+
+QLabel* captionLabel(const QString& text, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    label->setFont(ui::font(ui::TextStyle::caption));
+    QPalette p = label->palette();
+    p.setColor(QPalette::WindowText, secondaryColor(p));
+    label->setPalette(p);
+    return label;
+}
+
+} // namespace
+
+DayToggle::DayToggle(int day, QWidget* parent) : QAbstractButton(parent), m_day(day) {
+    setText(editor::weekdayLetter(day));
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::NoFocus);
+    setFixedSize(daySize, daySize);
+    setToolTip(editor::dayHelp(day, false));
+}
+
+void DayToggle::setLook(bool chosen, bool conflicting, WorkKind kind) {
+    if (chosen == m_chosen && conflicting == m_conflicting && kind == m_kind)
+        return;
+    m_chosen = chosen;
+    m_conflicting = conflicting;
+    m_kind = kind;
+    setToolTip(editor::dayHelp(m_day, conflicting));
+    update();
+}
+
+QSize DayToggle::sizeHint() const {
+    return {daySize, daySize};
+}
+
+void DayToggle::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    p.setRenderHint(QPainter::Antialiasing);
+    if (m_conflicting)
+        p.setOpacity(0.5);
+    const QRectF circle(0, 0, daySize, daySize);
+    const QColor secondary = secondaryColor(palette());
+    QColor fill = secondary;
+    fill.setAlphaF(0.15f);
+    p.setPen(Qt::NoPen);
+    p.setBrush(m_chosen ? ui::kindColor(m_kind) : fill);
+    p.drawEllipse(circle);
+    if (m_conflicting) {
+        QColor ring = secondary;
+        ring.setAlphaF(1.0f);
+        p.setPen(QPen(ring, 1));
+        p.setBrush(Qt::NoBrush);
+        p.drawEllipse(circle.adjusted(0.5, 0.5, -0.5, -0.5));
+    }
+    QFont f = ui::systemFont(9, QFont::DemiBold);
+    p.setFont(f);
+    QColor letter = m_chosen ? QColor(Qt::white) : secondary;
+    letter.setAlphaF(1.0f);
+    p.setPen(letter);
+    p.drawText(circle, Qt::AlignCenter, text());
+}
+
+MinuteStepper::MinuteStepper(QWidget* parent)
+    : QWidget(parent), m_label(new QLabel(this)), m_down(new QToolButton(this)),
+      m_up(new QToolButton(this)) {
+    m_label->setFont(ui::font(ui::TextStyle::callout));
+    m_label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    m_down->setArrowType(Qt::DownArrow);
+    m_up->setArrowType(Qt::UpArrow);
+    for (QToolButton* b : {m_down, m_up}) {
+        b->setAutoRaise(true);
+        b->setFixedSize(18, 16);
+        b->setFocusPolicy(Qt::NoFocus);
+        b->setAutoRepeat(true);
+    }
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(4);
+    row->addWidget(m_label);
+    row->addWidget(m_down);
+    row->addWidget(m_up);
+    connect(m_down, &QToolButton::clicked, this, [this] { step(-gridStep); });
+    connect(m_up, &QToolButton::clicked, this, [this] { step(gridStep); });
+}
+
+void MinuteStepper::setWidestLabel(const QString& widest) {
+    // Without tabular digits the row would twitch with every step; a fixed width keeps it still.
+    m_label->setMinimumWidth(m_label->fontMetrics().horizontalAdvance(widest) + 2);
+}
+
+void MinuteStepper::setValue(Minutes value, ClosedMinuteRange range, const QString& label) {
+    m_value = value;
+    m_range = range;
+    m_label->setText(label);
+    m_down->setEnabled(value > range.lower);
+    m_up->setEnabled(value < range.upper);
+}
+
+QString MinuteStepper::label() const {
+    return m_label->text();
+}
+
+void MinuteStepper::step(Minutes delta) {
+    if (onStep)
+        onStep(checkedAdd(m_value, delta));
+}
+
+BlockEditorView::BlockEditorView(QWidget* parent)
+    : QWidget(parent), m_title(new QLineEdit(this)), m_deepSegment(new QToolButton(this)),
+      m_shallowSegment(new QToolButton(this)), m_start(new MinuteStepper(this)),
+      m_duration(new MinuteStepper(this)), m_statusIcon(new QLabel(this)),
+      m_statusText(new QLabel(this)), m_delete(new QToolButton(this)),
+      m_save(new QPushButton(QStringLiteral("Save"), this)) {
+    auto* stack = new QVBoxLayout(this);
+    stack->setSpacing(8);
+
+    m_title->setPlaceholderText(QStringLiteral("Title"));
+    m_title->setClearButtonEnabled(false);
+    stack->addWidget(m_title);
+    connect(m_title, &QLineEdit::textEdited, this,
+            [this](const QString& text) { emitChange(editor::withTitle(m_input.block, text)); });
+
+    auto* kinds = new QHBoxLayout;
+    kinds->setSpacing(0);
+    auto* group = new QButtonGroup(this);
+    for (WorkKind kind : allWorkKinds) {
+        QToolButton* segment = kindSegment(kind);
+        segment->setText(defaultTitle(kind));
+        segment->setCheckable(true);
+        segment->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        segment->setFocusPolicy(Qt::NoFocus);
+        group->addButton(segment);
+        kinds->addWidget(segment);
+        connect(segment, &QToolButton::clicked, this, [this, kind] {
+            if (m_input.block.kind != kind)
+                emitChange(editor::withKind(m_input.block, kind));
+        });
+    }
+    group->setExclusive(true);
+    stack->addLayout(kinds);
+
+    auto addRow = [&](const QString& caption, MinuteStepper* stepper) {
+        auto* row = new QHBoxLayout;
+        row->addWidget(captionLabel(caption, this));
+        row->addStretch(1);
+        row->addWidget(stepper);
+        stack->addLayout(row);
+    };
+    addRow(QStringLiteral("Start"), m_start);
+    addRow(QStringLiteral("Duration"), m_duration);
+    m_start->setWidestLabel(QStringLiteral("12:45 PM"));
+    m_duration->setWidestLabel(QStringLiteral("23 h 45 m"));
+    m_start->onStep = [this](Minutes v) {
+        emitChange(editor::withStart(m_input.block, v, m_input.startRange));
+    };
+    m_duration->onStep = [this](Minutes v) {
+        emitChange(editor::withDuration(m_input.block, v, m_input.durationRange));
+    };
+
+    auto* repeatRow = new QHBoxLayout;
+    repeatRow->addWidget(captionLabel(QStringLiteral("Repeat"), this));
+    repeatRow->addStretch(1);
+    auto* dayRow = new QHBoxLayout;
+    dayRow->setSpacing(3);
+    for (int day = 1; day <= 7; ++day) {
+        auto* toggle = new DayToggle(day, this);
+        m_days[static_cast<size_t>(day - 1)] = toggle;
+        dayRow->addWidget(toggle);
+        connect(toggle, &DayToggle::clicked, this, [this, day] {
+            m_input.repeatDays = editor::toggled(m_input.repeatDays, day);
+            refreshControls();
+            if (onRepeatChange)
+                onRepeatChange(m_input.repeatDays);
+        });
+    }
+    repeatRow->addLayout(dayRow);
+    stack->addLayout(repeatRow);
+
+    auto* statusRow = new QHBoxLayout;
+    statusRow->setSpacing(4);
+    m_statusText->setFont(ui::font(ui::TextStyle::caption));
+    statusRow->addWidget(m_statusIcon);
+    statusRow->addWidget(m_statusText, 1);
+    stack->addLayout(statusRow);
+
+    auto* buttons = new QHBoxLayout;
+    m_delete->setAutoRaise(true);
+    m_delete->setFocusPolicy(Qt::NoFocus);
+    m_delete->setIconSize(QSize(16, 16));
+    buttons->addWidget(m_delete);
+    buttons->addStretch(1);
+    m_save->setDefault(true);
+    m_save->setAutoDefault(false);
+    buttons->addWidget(m_save);
+    stack->addLayout(buttons);
+    connect(m_delete, &QToolButton::clicked, this, [this] {
+        if (onDelete)
+            onDelete();
+    });
+    connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
+
+    // Return saves from anywhere inside the form, including the title field.
+    for (int key : {Qt::Key_Return, Qt::Key_Enter}) {
+        auto* shortcut = new QShortcut(QKeySequence(key), this);
+        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        connect(shortcut, &QShortcut::activated, this, &BlockEditorView::commit);
+    }
+
+    refreshControls();
+}
+
+QToolButton* BlockEditorView::kindSegment(WorkKind kind) const {
+    return kind == WorkKind::deep ? m_deepSegment : m_shallowSegment;
+}
+
+void BlockEditorView::setInput(const BlockEditorInput& input) {
+    m_input = input;
+    refreshControls();
+}
+
+void BlockEditorView::emitChange(const WorkBlock& block) {
+    if (onChange)
+        onChange(block);
+}
+
+void BlockEditorView::commit() {
+    if (m_input.isFrozen())
+        return;
+    if (onCommit)
+        onCommit();
+}
+
+void BlockEditorView::refreshControls() {
+    const WorkBlock& b = m_input.block;
+    const bool editable = !m_input.isFrozen();
+
+    // Rewriting the text the user is typing would move the cursor.
+    if (m_title->text() != b.title)
+        m_title->setText(b.title);
+    m_title->setEnabled(editable);
+    for (WorkKind kind : allWorkKinds) {
+        kindSegment(kind)->setChecked(b.kind == kind);
+        kindSegment(kind)->setEnabled(editable);
+    }
+    m_start->setValue(b.startMinutes, m_input.startRange, TimeMath::timeString(b.startMinutes));
+    m_duration->setValue(b.durationMinutes, m_input.durationRange,
+                         TimeMath::durationString(b.durationMinutes));
+    m_start->setEnabled(editable);
+    m_duration->setEnabled(editable);
+
+    // A frozen block can no longer be saved, so its repeat days are shown but not offered.
+    for (DayToggle* toggle : m_days) {
+        toggle->setLook(m_input.repeatDays.contains(toggle->day()),
+                        m_input.conflictDays.contains(toggle->day()), b.kind);
+        toggle->setEnabled(editable);
+    }
+
+    m_statusText->setText(editor::statusText(m_input));
+    m_delete->setEnabled(editable);
+    m_delete->setToolTip(editor::deleteHelp(m_input));
+    m_save->setEnabled(editable);
+    refreshIcons();
+}
+
+void BlockEditorView::refreshIcons() {
+    const QString symbol = editor::statusSymbol(m_input);
+    m_statusIcon->setVisible(!symbol.isEmpty());
+    if (!symbol.isEmpty())
+        m_statusIcon->setPixmap(ui::Glyphs::pixmap(
+            symbol, QSize(11, 11), palette().color(QPalette::WindowText), devicePixelRatioF()));
+    const QColor trash =
+        m_delete->isEnabled() ? QColor(Qt::red) : secondaryColor(m_delete->palette());
+    m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("trash"), trash));
+}
+
+void BlockEditorView::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::PaletteChange)
+        refreshIcons();
+    QWidget::changeEvent(event);
+}
+
+} // namespace quillmere

@@ -1,0 +1,163 @@
+#pragma once
+
+#include "model/Minutes.h"
+#include "model/RepeatRule.h"
+#include "model/WorkBlock.h"
+
+#include <QAbstractButton>
+#include <QString>
+#include <QWidget>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QToolButton;
+
+namespace quillmere {
+
+// A closed range of minutes: both bounds are allowed values.
+struct ClosedMinuteRange {
+    Minutes lower = 0;
+    Minutes upper = 0;
+
+    Minutes clamp(Minutes value) const { return std::min(std::max(value, lower), upper); }
+    bool operator==(const ClosedMinuteRange&) const = default;
+};
+
+// Everything the host decides about the block being edited. The editor keeps nothing else.
+struct BlockEditorInput {
+    WorkBlock block;
+    bool isDraft = false;
+    bool isLocked = false;
+    bool isConfirmed = false;
+    ClosedMinuteRange startRange;
+    ClosedMinuteRange durationRange;
+    Weekdays repeatDays;
+    Weekdays conflictDays;
+
+    bool isFrozen() const { return isLocked || isConfirmed; }
+};
+
+// What each control writes, as plain functions so the rules can be checked without widgets.
+namespace editor {
+
+WorkBlock withTitle(WorkBlock block, const QString& title);
+// A title still reading as the old kind's default (or empty) follows the kind; typed ones stay.
+WorkBlock withKind(WorkBlock block, WorkKind kind);
+WorkBlock withStart(WorkBlock block, Minutes start, ClosedMinuteRange range);
+WorkBlock withDuration(WorkBlock block, Minutes duration, ClosedMinuteRange range);
+Weekdays toggled(Weekdays days, int day);
+
+QString weekdayName(int day); // 1 Sunday … 7 Saturday; anything else stops the program
+QString weekdayLetter(int day);
+QString dayHelp(int day, bool conflicting);
+QString deleteHelp(const BlockEditorInput& input);
+QString statusText(const BlockEditorInput& input);
+// The symbol shown before the status text, empty when there is none.
+QString statusSymbol(const BlockEditorInput& input);
+
+} // namespace editor
+
+// One circle of the repeat row: the day's letter, filled in the kind colour when chosen, ringed
+// and faded when another repeating block already holds this time on that day.
+class DayToggle final : public QAbstractButton {
+    Q_OBJECT
+
+public:
+    explicit DayToggle(int day, QWidget* parent = nullptr);
+
+    int day() const { return m_day; }
+    void setLook(bool chosen, bool conflicting, WorkKind kind);
+    bool isChosen() const { return m_chosen; }
+    bool isConflicting() const { return m_conflicting; }
+
+    QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    int m_day;
+    bool m_chosen = false;
+    bool m_conflicting = false;
+    WorkKind m_kind = WorkKind::deep;
+};
+
+// A value label with minus and plus buttons stepping by a quarter hour.
+class MinuteStepper final : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit MinuteStepper(QWidget* parent = nullptr);
+
+    void setValue(Minutes value, ClosedMinuteRange range, const QString& label);
+    void setWidestLabel(const QString& widest);
+    Minutes value() const { return m_value; }
+    QString label() const;
+    QToolButton* decrementButton() const { return m_down; }
+    QToolButton* incrementButton() const { return m_up; }
+
+    std::function<void(Minutes)> onStep;
+
+private:
+    void step(Minutes delta);
+
+    Minutes m_value = 0;
+    ClosedMinuteRange m_range;
+    QLabel* m_label;
+    QToolButton* m_down;
+    QToolButton* m_up;
+};
+
+// The small form under the timeline for the selected block. It edits nothing itself: each
+// control hands an edited copy to the host, which answers with a new input.
+class BlockEditorView final : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit BlockEditorView(QWidget* parent = nullptr);
+
+    void setInput(const BlockEditorInput& input);
+    const BlockEditorInput& input() const { return m_input; }
+
+    std::function<void(const WorkBlock&)> onChange;
+    std::function<void(const Weekdays&)> onRepeatChange;
+    std::function<void()> onCommit;
+    std::function<void()> onDelete;
+
+    QLineEdit* titleField() const { return m_title; }
+    QToolButton* kindSegment(WorkKind kind) const;
+    MinuteStepper* startStepper() const { return m_start; }
+    MinuteStepper* durationStepper() const { return m_duration; }
+    DayToggle* dayToggle(int day) const { return m_days.at(static_cast<size_t>(day - 1)); }
+    QLabel* statusLabel() const { return m_statusText; }
+    QToolButton* deleteButton() const { return m_delete; }
+    QPushButton* saveButton() const { return m_save; }
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void emitChange(const WorkBlock& block);
+    void commit();
+    void refreshControls();
+    void refreshIcons();
+
+    BlockEditorInput m_input;
+    QLineEdit* m_title;
+    QToolButton* m_deepSegment;
+    QToolButton* m_shallowSegment;
+    MinuteStepper* m_start;
+    MinuteStepper* m_duration;
+    std::array<DayToggle*, 7> m_days{};
+    QLabel* m_statusIcon;
+    QLabel* m_statusText;
+    QToolButton* m_delete;
+    QPushButton* m_save;
+};
+
+} // namespace quillmere

@@ -1,0 +1,215 @@
+#include "timeline/BlockEditorView.h"
+
+#include "model/WorkKind.h"
+#include "ui/KindColors.h"
+
+#include "support/Printers.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using namespace quillmere;
+
+namespace {
+
+WorkBlock block(const QString& title, WorkKind kind, Minutes start = 540, Minutes duration = 60) {
+    WorkBlock b;
+    b.id = QUuid::createUuid();
+    b.title = title;
+    b.day = QStringLiteral("2024-03-04");
+    b.startMinutes = start;
+    b.durationMinutes = duration;
+    b.kind = kind;
+    return b;
+}
+
+// Plays the host: every edit comes back as the new input, the way the schedule view does it.
+struct EditorFixture : ::testing::Test {
+    BlockEditorView editor;
+    BlockEditorInput input;
+    std::vector<WorkBlock> changes;
+    std::vector<Weekdays> repeats;
+    int commits = 0;
+    int deletes = 0;
+
+    void SetUp() override {
+        input.block = block(QStringLiteral("Deep Work"), WorkKind::deep);
+        input.startRange = {480, 600};
+        input.durationRange = {15, 120};
+        editor.onChange = [this](const WorkBlock& b) {
+            changes.push_back(b);
+            input.block = b;
+            editor.setInput(input);
+        };
+        editor.onRepeatChange = [this](const Weekdays& days) {
+            repeats.push_back(days);
+            input.repeatDays = days;
+            editor.setInput(input);
+        };
+        editor.onCommit = [this] { ++commits; };
+        editor.onDelete = [this] { ++deletes; };
+        editor.setInput(input);
+        editor.resize(340, 260);
+        editor.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&editor));
+    }
+
+    BlockEditorInput withBlock(const WorkBlock& b) const {
+        BlockEditorInput in = input;
+        in.block = b;
+        return in;
+    }
+
+    void show(const BlockEditorInput& in) {
+        input = in;
+        editor.setInput(input);
+    }
+};
+
+} // namespace
+
+TEST_F(EditorFixture, KindSegmentsRenameOnlyDefaultTitles) {
+    QTest::mouseClick(editor.kindSegment(WorkKind::shallow), Qt::LeftButton);
+    ASSERT_EQ(changes.size(), 1u);
+    EXPECT_EQ(changes.back().kind, WorkKind::shallow);
+    EXPECT_EQ(changes.back().title, QStringLiteral("Shallow Work"));
+    EXPECT_EQ(editor.titleField()->text(), QStringLiteral("Shallow Work"));
+    EXPECT_TRUE(editor.kindSegment(WorkKind::shallow)->isChecked());
+
+    show(withBlock(block(QStringLiteral("Deep Work session"), WorkKind::deep)));
+    QTest::mouseClick(editor.kindSegment(WorkKind::shallow), Qt::LeftButton);
+    EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work session"));
+    EXPECT_EQ(changes.back().kind, WorkKind::shallow);
+
+    show(withBlock(block(QString(), WorkKind::shallow)));
+    QTest::mouseClick(editor.kindSegment(WorkKind::deep), Qt::LeftButton);
+    EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work"));
+
+    // A title that only looks like the other kind's default is the user's own.
+    EXPECT_EQ(
+        editor::withKind(block(QStringLiteral("Shallow Work"), WorkKind::deep), WorkKind::shallow)
+            .title,
+        QStringLiteral("Shallow Work"));
+    EXPECT_EQ(
+        editor::withKind(block(QStringLiteral("deep work"), WorkKind::deep), WorkKind::shallow)
+            .title,
+        QStringLiteral("deep work"));
+}
+
+TEST_F(EditorFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
+    editor.titleField()->clear();
+    input.block.title.clear();
+    editor.setInput(input);
+    QTest::keyClicks(editor.titleField(), QStringLiteral(" Write "));
+    ASSERT_FALSE(changes.empty());
+    EXPECT_EQ(changes.back().title, QStringLiteral(" Write "));
+    EXPECT_EQ(editor.titleField()->cursorPosition(), 7);
+
+    QTest::keyClick(editor.titleField(), Qt::Key_Return);
+    EXPECT_EQ(commits, 1);
+    QTest::mouseClick(editor.saveButton(), Qt::LeftButton);
+    EXPECT_EQ(commits, 2);
+    QTest::mouseClick(editor.deleteButton(), Qt::LeftButton);
+    EXPECT_EQ(deletes, 1);
+}
+
+TEST_F(EditorFixture, SteppersMoveByAQuarterHourAndStopAtTheHostsBounds) {
+    BlockEditorInput in = input;
+    in.block.startMinutes = 545; // 9:05, off the grid after a timeline edit
+    in.startRange = {540, 600};
+    in.durationRange = {15, 70};
+    show(in);
+    EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:05 AM"));
+    EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h"));
+
+    QTest::mouseClick(editor.startStepper()->decrementButton(), Qt::LeftButton);
+    EXPECT_EQ(changes.back().startMinutes, 540); // clamped, not refused
+    EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:00 AM"));
+    EXPECT_FALSE(editor.startStepper()->decrementButton()->isEnabled());
+
+    for (int i = 0; i < 5; ++i)
+        QTest::mouseClick(editor.startStepper()->incrementButton(), Qt::LeftButton);
+    EXPECT_EQ(changes.back().startMinutes, 600);
+    EXPECT_FALSE(editor.startStepper()->incrementButton()->isEnabled());
+
+    QTest::mouseClick(editor.durationStepper()->incrementButton(), Qt::LeftButton);
+    EXPECT_EQ(changes.back().durationMinutes, 70);
+    EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h 10 m"));
+    for (int i = 0; i < 6; ++i)
+        QTest::mouseClick(editor.durationStepper()->decrementButton(), Qt::LeftButton);
+    EXPECT_EQ(changes.back().durationMinutes, 15);
+    EXPECT_EQ(changes.back().startMinutes, 600);
+}
+
+TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
+    BlockEditorInput in = input;
+    in.conflictDays = {2};
+    in.repeatDays = {6};
+    show(in);
+    DayToggle* monday = editor.dayToggle(2);
+    EXPECT_EQ(monday->toolTip(),
+              QStringLiteral("Another repeating block covers this time on Mondays"));
+    EXPECT_EQ(editor.dayToggle(6)->toolTip(), QStringLiteral("Repeat on Fridays"));
+    EXPECT_EQ(editor.dayToggle(1)->text(), QStringLiteral("S"));
+    EXPECT_EQ(editor.dayToggle(5)->text(), QStringLiteral("T"));
+
+    QTest::mouseClick(monday, Qt::LeftButton);
+    ASSERT_EQ(repeats.size(), 1u);
+    EXPECT_EQ(repeats.back(), (Weekdays{2, 6}));
+    EXPECT_TRUE(monday->isChosen());
+    EXPECT_TRUE(monday->isConflicting());
+
+    // Chosen and clear, the day is the kind's colour; chosen and conflicting, it is washed out
+    // toward the background.
+    const QImage friday = editor.dayToggle(6)->grab().toImage();
+    const QImage mon = monday->grab().toImage();
+    const QColor full = friday.pixelColor(friday.width() / 2, 3);
+    const QColor faded = mon.pixelColor(mon.width() / 2, 3);
+    EXPECT_NEAR(full.greenF(), ui::kindColor(WorkKind::deep).greenF(), 0.05);
+    EXPECT_GT(faded.greenF(), full.greenF() + 0.2);
+
+    QTest::mouseClick(monday, Qt::LeftButton);
+    EXPECT_EQ(repeats.back(), (Weekdays{6}));
+}
+
+TEST_F(EditorFixture, StatusLineAndButtonsFollowTheBlocksState) {
+    BlockEditorInput in = input;
+    in.block.startMinutes = 540;
+    in.block.durationMinutes = 90;
+    show(in);
+    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("9:00 AM – 10:30 AM"));
+    EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Delete block"));
+    EXPECT_TRUE(editor.saveButton()->isEnabled());
+
+    in.isDraft = true;
+    show(in);
+    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
+    EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Discard draft"));
+
+    in.isDraft = false;
+    in.isConfirmed = true;
+    show(in);
+    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Confirmed — part of the day's record"));
+    EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Confirmed — it can't be deleted"));
+    EXPECT_FALSE(editor.deleteButton()->isEnabled());
+    EXPECT_FALSE(editor.saveButton()->isEnabled());
+    EXPECT_FALSE(editor.titleField()->isEnabled());
+    EXPECT_FALSE(editor.startStepper()->isEnabled());
+
+    in.isLocked = true;
+    show(in);
+    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Deep work in progress — locked"));
+    EXPECT_EQ(editor.deleteButton()->toolTip(),
+              QStringLiteral("Deep work in progress — it can't be deleted"));
+
+    // Return does nothing for a frozen block either.
+    QTest::keyClick(&editor, Qt::Key_Return);
+    EXPECT_EQ(commits, 0);
+}
