@@ -1,0 +1,111 @@
+#pragma once
+
+#include "model/Minutes.h"
+#include "model/RepeatRule.h"
+#include "model/WorkBlock.h"
+#include "timeline/TimelineGeometry.h"
+#include "timeline/TimelineGestures.h"
+
+#include <QScrollArea>
+#include <QUuid>
+
+#include <optional>
+
+namespace quillmere {
+
+class AppClock;
+class BlockStore;
+
+namespace timeline {
+class TimelineCanvas;
+}
+
+// Today as one scrollable column of 24 hour rows with the day's blocks on it, drawn and edited
+// by dragging. The host owns the selection and the working block (the copy the editor shows);
+// this view reads and changes them through the properties below and never writes the store:
+// every drag ends by handing the changed or new block over as the working block.
+class DayTimelineView final : public QScrollArea {
+    Q_OBJECT
+    Q_PROPERTY(std::optional<QUuid> selectedID READ selectedID WRITE setSelectedID NOTIFY
+                   selectedIDChanged)
+    Q_PROPERTY(std::optional<quillmere::WorkBlock> working READ working WRITE setWorking NOTIFY
+                   workingChanged)
+
+public:
+    DayTimelineView(BlockStore& store, AppClock& clock, qreal hourHeight = 64,
+                    qreal labelWidth = 48, qreal blockLeading = 58, qreal blockTrailing = 12,
+                    QWidget* parent = nullptr);
+    ~DayTimelineView() override;
+
+    std::optional<QUuid> selectedID() const { return m_selectedID; }
+    // Selecting a block scrolls it into view (unless a drag is running); none deselects.
+    void setSelectedID(const std::optional<QUuid>& id);
+
+    std::optional<WorkBlock> working() const { return m_working; }
+    void setWorking(const std::optional<WorkBlock>& block);
+
+    // The repeat days the editor currently shows for the selected block. They decide which
+    // repeating blocks' times count as taken while that block is dragged, and which reserved
+    // spans are hatched.
+    Weekdays repeatDays() const { return m_repeatDays; }
+    void setRepeatDays(const Weekdays& days);
+
+    const timeline::TimelineGeometry& geometry() const { return m_geometry; }
+
+    // The widget that draws the day and takes the pointer and the keyboard; its coordinates
+    // are the timeline's shifted down by contentTop.
+    QWidget* canvas() const;
+    // Padding above 00:00 (and below 24:00) so the first and last hour labels are not cut.
+    static constexpr qreal contentTop = 8;
+
+    // Read-only views of the drag in progress.
+    std::optional<timeline::Creation> creation() const { return m_creation; }
+    bool isGestureInProgress() const;
+
+Q_SIGNALS:
+    void selectedIDChanged(const std::optional<QUuid>& id);
+    void workingChanged(const std::optional<quillmere::WorkBlock>& block);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    friend class timeline::TimelineCanvas;
+
+    struct DragState {
+        QUuid id;
+        Minutes delta = 0;
+    };
+
+    // The store's answers, as the free-time rules for one block need them.
+    Weekdays activeRepeatDays(const WorkBlock& block) const;
+    Minutes movedStart(const WorkBlock& block, Minutes delta) const;
+    Minutes resizedDuration(const WorkBlock& block, Minutes delta) const;
+    Minutes resizedTopStart(const WorkBlock& block, Minutes delta) const;
+    Minutes displayStart(const WorkBlock& block) const;
+    Minutes displayDuration(const WorkBlock& block) const;
+
+    void commit(const WorkBlock& block);
+    void requestReveal();
+    void revealIfIdle();
+    void scrollToHourOnFirstShow();
+
+    BlockStore& m_store;
+    AppClock& m_clock;
+    timeline::TimelineGeometry m_geometry;
+    timeline::TimelineCanvas* m_canvas = nullptr;
+
+    std::optional<QUuid> m_selectedID;
+    std::optional<WorkBlock> m_working;
+    Weekdays m_repeatDays;
+
+    std::optional<timeline::Creation> m_creation;
+    std::optional<DragState> m_moveState;
+    std::optional<DragState> m_resizeState;
+    std::optional<DragState> m_resizeTopState;
+    int m_revealRequest = 0;
+    bool m_revealPending = false;
+    bool m_shownOnce = false;
+};
+
+} // namespace quillmere
