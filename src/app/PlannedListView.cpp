@@ -1,0 +1,446 @@
+#include "app/PlannedListView.h"
+
+#include "model/TimeMath.h"
+#include "store/BlockStore.h"
+#include "ui/Glyphs.h"
+#include "ui/KindColors.h"
+#include "ui/Typography.h"
+
+#include <QEnterEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace quillmere {
+
+namespace {
+
+QColor secondary(const QPalette& palette, qreal opacity = 1.0) {
+    QColor c = palette.color(QPalette::PlaceholderText);
+    c.setAlphaF(static_cast<float>(c.alphaF() * opacity));
+    return c;
+}
+
+QString switchHelp(WorkKind kind) {
+    return defaultTitle(kind) + QStringLiteral(" — click to switch");
+}
+
+QString pinHelp(const PlannedBlock& item) {
+    return item.isPinned() ? QStringLiteral("Unpin — scheduling will remove it from the backlog")
+                           : QStringLiteral("Pin — keep it in the backlog to schedule again");
+}
+
+// The chevron before the count, turned down while the tray is open.
+class Chevron final : public QWidget {
+public:
+    explicit Chevron(QWidget* parent) : QWidget(parent) { setFixedSize(10, 10); }
+    void setExpanded(bool expanded) {
+        if (expanded != m_expanded) {
+            m_expanded = expanded;
+            update();
+        }
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.translate(width() / 2.0, height() / 2.0);
+        if (m_expanded)
+            p.rotate(90);
+        ui::paintGlyph(p, QStringLiteral("chevron.right"), QRectF(-4, -4, 8, 8),
+                       secondary(palette()));
+    }
+
+private:
+    bool m_expanded = false;
+};
+
+// The header's round plus button; it brightens under the pointer.
+class PlusButton final : public QAbstractButton {
+public:
+    explicit PlusButton(QWidget* parent) : QAbstractButton(parent) {
+        setFixedSize(16, 16);
+        setCursor(Qt::PointingHandCursor);
+        setFocusPolicy(Qt::NoFocus);
+        setToolTip(QStringLiteral("Plan a block"));
+        setAttribute(Qt::WA_Hover);
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        const bool hovered = underMouse();
+        QPainter p(this);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(Qt::NoPen);
+        p.setBrush(secondary(palette(), hovered ? 0.25 : 0.15));
+        p.drawEllipse(QRectF(0, 0, 16, 16));
+        const QColor ink = hovered ? palette().color(QPalette::WindowText) : secondary(palette());
+        ui::paintGlyph(p, QStringLiteral("plus"), QRectF(4, 4, 8, 8), ink);
+    }
+    void enterEvent(QEnterEvent* event) override {
+        update();
+        QAbstractButton::enterEvent(event);
+    }
+    void leaveEvent(QEvent* event) override {
+        update();
+        QAbstractButton::leaveEvent(event);
+    }
+};
+
+QToolButton* rowButton(QWidget* parent) {
+    auto* b = new QToolButton(parent);
+    b->setAutoRaise(true);
+    b->setFocusPolicy(Qt::NoFocus);
+    b->setIconSize(QSize(12, 12));
+    b->setFixedSize(18, 18);
+    b->setStyleSheet(QStringLiteral("QToolButton { border: none; background: transparent; }"));
+    return b;
+}
+
+} // namespace
+
+KindSwatch::KindSwatch(QWidget* parent) : QAbstractButton(parent) {
+    setFixedSize(14, 14);
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::NoFocus);
+    setToolTip(switchHelp(m_kind));
+}
+
+void KindSwatch::setKind(WorkKind kind) {
+    m_kind = kind;
+    setToolTip(switchHelp(kind));
+    update();
+}
+
+void KindSwatch::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(Qt::NoPen);
+    p.setBrush(ui::kindColor(m_kind));
+    p.drawRoundedRect(QRectF((width() - 8) / 2.0, (height() - 8) / 2.0, 8, 8), 2, 2);
+}
+
+void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && onEscape) {
+        onEscape();
+        return;
+    }
+    QLineEdit::keyPressEvent(event);
+}
+
+void PlannedEntryField::focusOutEvent(QFocusEvent* event) {
+    QLineEdit::focusOutEvent(event);
+    // A menu opening over the panel borrows the keyboard for a moment; the row stays open.
+    if (event->reason() != Qt::PopupFocusReason && onFocusLost)
+        onFocusLost();
+}
+
+PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
+    : QWidget(parent), m_list(list), m_swatch(new KindSwatch(this)), m_title(new QLabel(this)),
+      m_pin(rowButton(this)), m_delete(rowButton(this)) {
+    setFixedHeight(PlannedListView::rowHeight);
+    setAttribute(Qt::WA_Hover);
+    setToolTip(QStringLiteral("Schedule at the next free time"));
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(14, 0, 14, 0);
+    row->setSpacing(6);
+    row->addWidget(m_swatch);
+    row->addWidget(m_title, 1);
+    row->addWidget(m_pin);
+    row->addWidget(m_delete);
+    m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    m_delete->setToolTip(QStringLiteral("Delete planned block"));
+    connect(m_swatch, &KindSwatch::clicked, this, [this] { m_list.toggleKind(m_item); });
+    connect(m_pin, &QToolButton::clicked, this, [this] { m_list.togglePin(m_item); });
+    connect(m_delete, &QToolButton::clicked, this, [this] { m_list.removeRow(m_item); });
+}
+
+void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
+    m_item = item;
+    m_hovered = hovered;
+    m_pending = pending;
+    m_swatch->setKind(item.kind);
+    elideTitle();
+    const QColor ink = secondary(palette());
+    m_pin->setIcon(ui::Glyphs::icon(
+        item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
+    m_pin->setToolTip(pinHelp(item));
+    m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("xmark.circle.fill"), ink));
+    m_pin->setVisible(hovered);
+    m_delete->setVisible(hovered);
+    update();
+}
+
+void PlannedRow::elideTitle() {
+    const int room = std::max(0, m_title->width());
+    m_title->setText(m_title->fontMetrics().elidedText(m_item.title, Qt::ElideRight, room));
+}
+
+void PlannedRow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    elideTitle();
+}
+
+void PlannedRow::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    if (m_hovered)
+        p.fillRect(rect(), secondary(palette(), 0.08));
+    // The entry whose draft is open in the editor carries its kind's colour at the edge.
+    if (m_pending)
+        p.fillRect(QRectF(0, 3, 3, height() - 6), ui::kindColor(m_item.kind));
+}
+
+void PlannedRow::enterEvent(QEnterEvent* event) {
+    m_list.rowEntered(m_item.id);
+    QWidget::enterEvent(event);
+}
+
+void PlannedRow::leaveEvent(QEvent* event) {
+    m_list.rowLeft(m_item.id);
+    QWidget::leaveEvent(event);
+}
+
+void PlannedRow::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()))
+        m_list.scheduleRow(m_item);
+    QWidget::mouseReleaseEvent(event);
+}
+
+PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWidget* parent)
+    : QWidget(parent), m_store(store), m_state(state), m_header(new QWidget(this)),
+      m_chevron(new Chevron(m_header)), m_count(new QLabel(m_header)),
+      m_plus(new PlusButton(m_header)), m_entryRow(new QWidget(this)),
+      m_entrySwatch(new KindSwatch(m_entryRow)), m_entry(new PlannedEntryField(m_entryRow)),
+      m_rowsArea(new QScrollArea(this)), m_rowsHost(new QWidget),
+      m_rowsLayout(new QVBoxLayout(m_rowsHost)) {
+    auto* stack = new QVBoxLayout(this);
+    stack->setContentsMargins(0, 6, 0, 6);
+    stack->setSpacing(0);
+
+    auto* header = new QHBoxLayout(m_header);
+    header->setContentsMargins(14, 2, 14, 2);
+    header->setSpacing(5);
+    header->addWidget(m_chevron);
+    m_count->setFont(ui::font(ui::TextStyle::caption));
+    QPalette countPalette = m_count->palette();
+    countPalette.setColor(QPalette::WindowText, secondary(countPalette));
+    m_count->setPalette(countPalette);
+    header->addWidget(m_count);
+    header->addStretch(1);
+    header->addWidget(m_plus);
+    m_header->setCursor(Qt::PointingHandCursor);
+    m_header->installEventFilter(this);
+    stack->addWidget(m_header);
+
+    auto* entry = new QHBoxLayout(m_entryRow);
+    entry->setContentsMargins(14, 0, 14, 0);
+    entry->setSpacing(6);
+    m_entryRow->setFixedHeight(30);
+    entry->addWidget(m_entrySwatch);
+    entry->addWidget(m_entry, 1);
+    m_entry->setFont(ui::font(ui::TextStyle::caption));
+    m_entry->setPlaceholderText(QStringLiteral("Plan a block…"));
+    stack->addWidget(m_entryRow);
+
+    m_rowsLayout->setContentsMargins(0, 0, 0, 0);
+    m_rowsLayout->setSpacing(0);
+    m_rowsLayout->addStretch(1);
+    m_rowsArea->setWidget(m_rowsHost);
+    m_rowsArea->setWidgetResizable(true);
+    m_rowsArea->setFrameShape(QFrame::NoFrame);
+    m_rowsArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_rowsArea->viewport()->setAutoFillBackground(false);
+    m_rowsHost->setAutoFillBackground(false);
+    stack->addWidget(m_rowsArea);
+
+    connect(m_plus, &QAbstractButton::clicked, this, [this] {
+        m_state.expanded = true;
+        m_state.adding = true;
+        changed();
+    });
+    connect(m_entrySwatch, &KindSwatch::clicked, this, [this] {
+        m_state.newKind = otherKind(m_state.newKind);
+        changed();
+    });
+    connect(m_entry, &QLineEdit::textEdited, this,
+            [this](const QString& text) { m_state.newTitle = text; });
+    connect(m_entry, &QLineEdit::returnPressed, this, &PlannedListView::commitNew);
+    m_entry->onEscape = [this] { cancelNew(); };
+    m_entry->onFocusLost = [this] {
+        if (m_state.adding)
+            commitNew();
+    };
+    connect(&m_store, &BlockStore::plannedChanged, this, &PlannedListView::sync);
+
+    sync();
+}
+
+void PlannedListView::setPendingID(const std::optional<QUuid>& id) {
+    if (id == m_pendingID)
+        return;
+    m_pendingID = id;
+    syncRows();
+}
+
+void PlannedListView::changed() {
+    sync();
+    if (onStateChanged)
+        onStateChanged();
+}
+
+void PlannedListView::sync() {
+    static_cast<Chevron*>(m_chevron)->setExpanded(m_state.expanded);
+    m_count->setText(QStringLiteral("Planned (") + QString::number(m_store.planned().size()) +
+                     u')');
+    m_header->setToolTip(m_state.expanded ? QStringLiteral("Hide planned blocks")
+                                          : QStringLiteral("Show planned blocks"));
+
+    m_entrySwatch->setKind(m_state.newKind);
+    if (m_entry->text() != m_state.newTitle)
+        m_entry->setText(m_state.newTitle);
+    m_entryRow->setVisible(m_state.adding);
+    if (m_state.adding && !m_entryWasOpen)
+        openEntry();
+    m_entryWasOpen = m_state.adding;
+
+    syncRows();
+}
+
+void PlannedListView::openEntry() {
+    // Focus once the row is laid out and shown, on the next turn of the event loop.
+    QMetaObject::invokeMethod(
+        m_entry,
+        [field = QPointer<PlannedEntryField>(m_entry)] {
+            if (field && field->isVisible())
+                field->setFocus(Qt::OtherFocusReason);
+        },
+        Qt::QueuedConnection);
+}
+
+void PlannedListView::syncRows() {
+    const auto& planned = m_store.planned();
+    QHash<QUuid, PlannedRow*> keep;
+    while (m_rowsLayout->count() > 0)
+        delete m_rowsLayout->takeAt(0);
+    for (const PlannedBlock& item : planned) {
+        PlannedRow* row = m_rows.take(item.id);
+        if (!row)
+            row = new PlannedRow(*this, m_rowsHost);
+        row->setItem(item, m_hoveredID == item.id, m_pendingID == item.id);
+        m_rowsLayout->addWidget(row);
+        row->show();
+        keep.insert(item.id, row);
+    }
+    m_rowsLayout->addStretch(1);
+    // A row may be the one whose button is being clicked right now.
+    for (PlannedRow* gone : std::as_const(m_rows)) {
+        gone->hide();
+        gone->deleteLater();
+    }
+    m_rows = keep;
+
+    const int count = static_cast<int>(planned.size());
+    const bool scrolls = count >= scrollFrom;
+    m_rowsArea->setVisible(m_state.expanded && count > 0);
+    m_rowsArea->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn
+                                                   : Qt::ScrollBarAlwaysOff);
+    m_rowsArea->setFixedHeight(scrolls ? scrollHeight : count * rowHeight);
+}
+
+void PlannedListView::toggleExpanded() {
+    m_state.expanded = !m_state.expanded;
+    if (!m_state.expanded)
+        m_state.adding = false;
+    changed();
+}
+
+void PlannedListView::commitNew() {
+    const QString title = m_state.newTitle.trimmed();
+    if (!title.isEmpty()) {
+        PlannedBlock item;
+        item.id = QUuid::createUuid();
+        item.title = title;
+        item.kind = m_state.newKind;
+        item.createdAt = TimeMath::referenceSeconds(m_store.clock().wallClock().now());
+        m_store.addPlanned(item);
+    }
+    m_state.newTitle.clear();
+    m_state.adding = false;
+    changed();
+}
+
+void PlannedListView::cancelNew() {
+    m_state.newTitle.clear();
+    m_state.adding = false;
+    changed();
+}
+
+void PlannedListView::rowEntered(const QUuid& id) {
+    m_hoveredID = id;
+    syncRows();
+}
+
+void PlannedListView::rowLeft(const QUuid& id) {
+    // A late exit of the row the pointer came from must not clear the row it went to.
+    if (m_hoveredID != id)
+        return;
+    m_hoveredID.reset();
+    syncRows();
+}
+
+void PlannedListView::scheduleRow(const PlannedBlock& item) {
+    if (onSchedule)
+        onSchedule(item);
+}
+
+void PlannedListView::toggleKind(const PlannedBlock& item) {
+    PlannedBlock changedItem = item;
+    changedItem.kind = otherKind(item.kind);
+    m_store.updatePlanned(changedItem);
+}
+
+void PlannedListView::togglePin(const PlannedBlock& item) {
+    PlannedBlock changedItem = item;
+    if (item.isPinned())
+        changedItem.pinned.reset();
+    else
+        changedItem.pinned = true;
+    m_store.updatePlanned(changedItem);
+}
+
+void PlannedListView::removeRow(const PlannedBlock& item) {
+    m_store.removePlanned(item.id);
+}
+
+PlannedRow* PlannedListView::row(const QUuid& id) const {
+    return m_rows.value(id, nullptr);
+}
+
+QList<PlannedRow*> PlannedListView::visibleRows() const {
+    QList<PlannedRow*> rows;
+    if (!m_rowsArea->isVisible())
+        return rows;
+    for (const PlannedBlock& item : m_store.planned())
+        if (PlannedRow* r = row(item.id))
+            rows.append(r);
+    return rows;
+}
+
+bool PlannedListView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_header && event->type() == QEvent::MouseButtonRelease) {
+        auto* mouse = static_cast<QMouseEvent*>(event);
+        if (mouse->button() == Qt::LeftButton && m_header->rect().contains(mouse->position().toPoint()))
+            toggleExpanded();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+} // namespace quillmere

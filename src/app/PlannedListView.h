@@ -1,0 +1,175 @@
+#pragma once
+
+#include "model/PlannedBlock.h"
+#include "model/WorkKind.h"
+
+#include <QAbstractButton>
+#include <QHash>
+#include <QLineEdit>
+#include <QPointer>
+#include <QUuid>
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+
+class QLabel;
+class QScrollArea;
+class QToolButton;
+class QVBoxLayout;
+
+namespace quillmere {
+
+class BlockStore;
+
+// The backlog tray's small state. The schedule view owns it (its dismiss layer and "Plan a
+// Block" change it too); the list reads and writes it in place.
+struct PlannedTrayState {
+    bool expanded = false;
+    bool adding = false;
+    QString newTitle;
+    WorkKind newKind = WorkKind::deep;
+};
+
+// The small coloured square that names a kind and switches it when clicked.
+class KindSwatch final : public QAbstractButton {
+    Q_OBJECT
+
+public:
+    explicit KindSwatch(QWidget* parent = nullptr);
+    void setKind(WorkKind kind);
+    WorkKind kind() const { return m_kind; }
+    QSize sizeHint() const override { return {14, 14}; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    WorkKind m_kind = WorkKind::deep;
+};
+
+// The entry row's text field: Escape discards, and losing focus is reported.
+class PlannedEntryField final : public QLineEdit {
+    Q_OBJECT
+
+public:
+    using QLineEdit::QLineEdit;
+    std::function<void()> onEscape;
+    std::function<void()> onFocusLost;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+};
+
+class PlannedListView;
+
+// One backlog entry: its kind swatch, its title and, while the pointer is over it, the pin and
+// delete buttons. A click anywhere else on it schedules the entry.
+class PlannedRow final : public QWidget {
+    Q_OBJECT
+
+public:
+    PlannedRow(PlannedListView& list, QWidget* parent);
+
+    void setItem(const PlannedBlock& item, bool hovered, bool pending);
+    const PlannedBlock& item() const { return m_item; }
+    bool isPending() const { return m_pending; }
+
+    KindSwatch* swatch() const { return m_swatch; }
+    QToolButton* pinButton() const { return m_pin; }
+    QToolButton* deleteButton() const { return m_delete; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void elideTitle();
+
+    PlannedListView& m_list;
+    PlannedBlock m_item;
+    bool m_hovered = false;
+    bool m_pending = false;
+    KindSwatch* m_swatch;
+    QLabel* m_title;
+    QToolButton* m_pin;
+    QToolButton* m_delete;
+};
+
+// The collapsible backlog at the top of the panel.
+class PlannedListView final : public QWidget {
+    Q_OBJECT
+
+public:
+    static constexpr int rowHeight = 26;
+    static constexpr int scrollHeight = 117; // four and a half rows: the cut row shows there is more
+    static constexpr int scrollFrom = 5;
+
+    PlannedListView(BlockStore& store, PlannedTrayState& state, QWidget* parent = nullptr);
+
+    // The block open in the editor; a row with that id is marked.
+    void setPendingID(const std::optional<QUuid>& id);
+
+    std::function<void(const PlannedBlock&)> onSchedule;
+    // Called after the list changed the tray state, so the host can follow.
+    std::function<void()> onStateChanged;
+
+    // Rebuilds the view from the tray state and the store's backlog.
+    void sync();
+
+    // Return in the field or the field losing focus: keep a non-blank title, close the row.
+    void commitNew();
+    // Escape: close the row and forget the text.
+    void cancelNew();
+
+    std::optional<QUuid> hoveredID() const { return m_hoveredID; }
+    void rowEntered(const QUuid& id);
+    void rowLeft(const QUuid& id);
+    void scheduleRow(const PlannedBlock& item);
+    void toggleKind(const PlannedBlock& item);
+    void togglePin(const PlannedBlock& item);
+    void removeRow(const PlannedBlock& item);
+
+    QWidget* headerRow() const { return m_header; }
+    QLabel* countLabel() const { return m_count; }
+    QAbstractButton* plusButton() const { return m_plus; }
+    QWidget* entryRow() const { return m_entryRow; }
+    PlannedEntryField* entryField() const { return m_entry; }
+    KindSwatch* entrySwatch() const { return m_entrySwatch; }
+    QScrollArea* rowsArea() const { return m_rowsArea; }
+    PlannedRow* row(const QUuid& id) const;
+    QList<PlannedRow*> visibleRows() const;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void changed();
+    void toggleExpanded();
+    void openEntry();
+    void syncRows();
+
+    BlockStore& m_store;
+    PlannedTrayState& m_state;
+    std::optional<QUuid> m_pendingID;
+    std::optional<QUuid> m_hoveredID;
+
+    QWidget* m_header;
+    QWidget* m_chevron;
+    QLabel* m_count;
+    QAbstractButton* m_plus;
+    QWidget* m_entryRow;
+    KindSwatch* m_entrySwatch;
+    PlannedEntryField* m_entry;
+    QScrollArea* m_rowsArea;
+    QWidget* m_rowsHost;
+    QVBoxLayout* m_rowsLayout;
+    QHash<QUuid, PlannedRow*> m_rows;
+    bool m_entryWasOpen = false;
+};
+
+} // namespace quillmere

@@ -1,0 +1,60 @@
+#include "app/QuillmereApp.h"
+
+#include "app/ScheduleView.h"
+#include "app/ShellFocusAids.h"
+#include "store/BlockStore.h"
+
+#include <QApplication>
+#include <QSystemTrayIcon>
+
+namespace quillmere {
+
+QuillmereApp::QuillmereApp(const WallClock& wallClock, std::optional<QString> folder,
+                           QObject* parent)
+    : QObject(parent), m_clock(wallClock), m_folder(std::move(folder)) {}
+
+QuillmereApp::~QuillmereApp() {
+    // The panel's views hold the store; they go first.
+    m_panel.reset();
+}
+
+void QuillmereApp::start(int trayGraceMs) {
+    if (m_store)
+        return;
+    m_aids = makeFocusAids(
+        m_clock.wallClock(), [this](const std::optional<QString>& text) { m_shell.setToolTip(text); },
+        [this] { return m_shell.iconGeometry(); });
+    m_store = std::make_unique<BlockStore>(m_clock, *m_aids, m_folder);
+    m_shell.setCurrentKind(m_store->currentKind());
+    connect(m_store.get(), &BlockStore::currentKindChanged, this,
+            [this](std::optional<WorkKind> kind) { m_shell.setCurrentKind(kind); });
+    m_waiter.wait([this] { showPresence(); }, trayGraceMs);
+}
+
+void QuillmereApp::showPresence() {
+    const bool tray = QSystemTrayIcon::isSystemTrayAvailable();
+    auto factory = [this](QWidget* parent) -> QWidget* {
+        return new ScheduleView(*m_store, m_clock, parent);
+    };
+    m_panel = std::make_unique<PanelWindow>(
+        tray ? PanelWindow::Style::popup : PanelWindow::Style::window, factory);
+    if (tray) {
+        m_shell.onTogglePanel = [this](const PanelAnchor& anchor) { m_panel->toggle(anchor); };
+        m_shell.onOpenPanel = [this](const PanelAnchor& anchor) { m_panel->open(anchor); };
+        m_shell.showIcon();
+    } else {
+        // Without a tray the window is the program: closing it quits.
+        QApplication::setQuitOnLastWindowClosed(true);
+        m_panel->open({});
+    }
+}
+
+void QuillmereApp::openPanel() {
+    if (!m_panel)
+        return;
+    PanelAnchor anchor;
+    anchor.iconGeometry = m_shell.iconGeometry();
+    m_panel->open(anchor);
+}
+
+} // namespace quillmere

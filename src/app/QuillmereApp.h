@@ -1,0 +1,55 @@
+#pragma once
+
+#include "app/PanelWindow.h"
+#include "app/TrayHostWaiter.h"
+#include "app/TrayShell.h"
+#include "model/AppClock.h"
+#include "model/WallClock.h"
+
+#include <QObject>
+
+#include <memory>
+#include <optional>
+
+namespace quillmere {
+
+class BlockStore;
+class FocusAids;
+
+// The composition root: one clock, the focus aids, one store for the life of the process, the
+// tray icon and the panel (made the first time it opens).
+class QuillmereApp final : public QObject {
+    Q_OBJECT
+
+public:
+    // `folder` replaces the per-user data folder (tests and tools only).
+    explicit QuillmereApp(const WallClock& wallClock, std::optional<QString> folder = std::nullopt,
+                          QObject* parent = nullptr);
+    ~QuillmereApp() override;
+
+    // Loads the store (which starts the clock), then shows the tray icon once a tray host is
+    // there, or the panel as a window when there is none.
+    void start(int trayGraceMs = TrayHostWaiter::defaultGraceMs);
+    // A second start asked for the panel.
+    void openPanel();
+
+    BlockStore& store() const { return *m_store; }
+    AppClock& clock() { return m_clock; }
+    TrayShell& shell() { return m_shell; }
+    PanelWindow* panel() const { return m_panel.get(); }
+    bool isStarted() const { return m_store != nullptr; }
+    bool hasPresence() const { return m_panel != nullptr; }
+
+private:
+    void showPresence();
+
+    AppClock m_clock;
+    std::optional<QString> m_folder;
+    TrayShell m_shell;
+    std::unique_ptr<FocusAids> m_aids;
+    std::unique_ptr<BlockStore> m_store;
+    TrayHostWaiter m_waiter;
+    std::unique_ptr<PanelWindow> m_panel;
+};
+
+} // namespace quillmere

@@ -1,0 +1,693 @@
+#include "app/ScheduleView.h"
+
+#include "model/AppClock.h"
+#include "model/TimeMath.h"
+#include "store/BlockStore.h"
+#include "timeline/BlockEditorView.h"
+#include "timeline/DayTimelineView.h"
+#include "ui/Glyphs.h"
+#include "ui/KindColors.h"
+#include "ui/Typography.h"
+
+#include <QActionGroup>
+#include <QCoreApplication>
+#include <QGraphicsDropShadowEffect>
+#include <QGraphicsOpacityEffect>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLocale>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QParallelAnimationGroup>
+#include <QPropertyAnimation>
+#include <QSlider>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace quillmere {
+
+namespace {
+
+QColor secondary(const QPalette& palette, qreal opacity = 1.0) {
+    QColor c = palette.color(QPalette::PlaceholderText);
+    c.setAlphaF(static_cast<float>(c.alphaF() * opacity));
+    return c;
+}
+
+QFrame* divider(QWidget* parent) {
+    auto* line = new QFrame(parent);
+    line->setFrameShape(QFrame::HLine);
+    line->setFrameShadow(QFrame::Plain);
+    line->setFixedHeight(1);
+    QPalette p = line->palette();
+    p.setColor(QPalette::WindowText, secondary(p, 0.35));
+    line->setPalette(p);
+    return line;
+}
+
+QToolButton* menuButton(const QString& symbol, QWidget* parent) {
+    auto* b = new QToolButton(parent);
+    b->setAutoRaise(true);
+    b->setPopupMode(QToolButton::InstantPopup);
+    b->setIcon(ui::Glyphs::icon(symbol, parent->palette().color(QPalette::WindowText)));
+    b->setIconSize(QSize(18, 18));
+    b->setFocusPolicy(Qt::NoFocus);
+    b->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; width: 0; }"));
+    return b;
+}
+
+QString scheduledHelp(WorkKind kind) {
+    return defaultTitle(kind) + QStringLiteral(" scheduled today");
+}
+
+// Moves and fades `widget` between two vertical positions; `after` runs at the end.
+void slide(QWidget* widget, int fromY, int toY, qreal fromOpacity, qreal toOpacity,
+           std::function<void()> after = {}) {
+    auto* effect = qobject_cast<QGraphicsOpacityEffect*>(widget->graphicsEffect());
+    auto* group = new QParallelAnimationGroup(widget);
+    auto* move = new QPropertyAnimation(widget, "pos", group);
+    move->setStartValue(QPoint(widget->x(), fromY));
+    move->setEndValue(QPoint(widget->x(), toY));
+    move->setDuration(200);
+    move->setEasingCurve(QEasingCurve::OutCubic);
+    if (effect) {
+        auto* fade = new QPropertyAnimation(effect, "opacity", group);
+        fade->setStartValue(fromOpacity);
+        fade->setEndValue(toOpacity);
+        fade->setDuration(200);
+    }
+    QObject::connect(group, &QAbstractAnimation::finished, widget, [after = std::move(after)] {
+        if (after)
+            after();
+    });
+    group->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+} // namespace
+
+// One chip of the header's summary: the kind's swatch and its scheduled time.
+class SummaryChip final : public QWidget {
+public:
+    SummaryChip(WorkKind kind, QWidget* parent) : QWidget(parent), m_kind(kind) {
+        setToolTip(scheduledHelp(kind));
+        setFont(ui::font(ui::TextStyle::caption));
+    }
+    void setMinutes(Minutes minutes) {
+        m_text = TimeMath::durationString(minutes);
+        updateGeometry();
+        update();
+    }
+    QString text() const { return m_text; }
+    QSize sizeHint() const override {
+        return {8 + 4 + fontMetrics().horizontalAdvance(m_text) + 1, fontMetrics().height()};
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(Qt::NoPen);
+        p.setBrush(ui::kindColor(m_kind));
+        p.drawRoundedRect(QRectF(0, (height() - 8) / 2.0, 8, 8), 2, 2);
+        p.setPen(secondary(palette()));
+        p.drawText(QRect(12, 0, width() - 12, height()), Qt::AlignLeft | Qt::AlignVCenter,
+                   m_text);
+    }
+
+private:
+    WorkKind m_kind;
+    QString m_text;
+};
+
+// Lies over the timeline while the backlog tray is open: one click closes the tray (keeping a
+// typed title) and never reaches the timeline below.
+class DismissLayer final : public QWidget {
+public:
+    explicit DismissLayer(QWidget* parent) : QWidget(parent) {
+        setAttribute(Qt::WA_NoSystemBackground);
+        setFocusPolicy(Qt::NoFocus);
+    }
+    std::function<void()> onClick;
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override { event->accept(); }
+    void mouseReleaseEvent(QMouseEvent* event) override {
+        event->accept();
+        if (event->button() == Qt::LeftButton && onClick)
+            onClick();
+    }
+    void mouseDoubleClickEvent(QMouseEvent* event) override { event->accept(); }
+    void wheelEvent(QWheelEvent* event) override { event->accept(); }
+};
+
+// "No free time left today", on an outlined capsule near the top of the timeline.
+class DayFullBanner final : public QWidget {
+public:
+    explicit DayFullBanner(QWidget* parent) : QWidget(parent) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        setFont(ui::font(ui::TextStyle::caption));
+        auto* shadow = new QGraphicsOpacityEffect(this);
+        shadow->setOpacity(1.0);
+        setGraphicsEffect(shadow);
+        resize(sizeHint());
+    }
+    static QString text() { return QStringLiteral("No free time left today"); }
+    QSize sizeHint() const override {
+        const QFontMetrics fm = fontMetrics();
+        const int glyph = fm.height();
+        return {12 + glyph + 6 + fm.horizontalAdvance(text()) + 12, fm.height() + 12 + 3};
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter p(this);
+        p.setRenderHint(QPainter::Antialiasing);
+        const QRectF capsule(0.5, 0.5, width() - 1, height() - 4);
+        const qreal r = capsule.height() / 2;
+        // A soft shadow two points down, then the capsule over it.
+        p.setPen(Qt::NoPen);
+        p.setBrush(QColor(0, 0, 0, 38));
+        p.drawRoundedRect(capsule.translated(0, 2), r, r);
+        QColor material = palette().color(QPalette::Window);
+        material.setAlphaF(0.94f);
+        p.setBrush(material);
+        const QColor orange(255, 149, 0);
+        QColor edge = orange;
+        edge.setAlphaF(0.4f);
+        p.setPen(QPen(edge, 1));
+        p.drawRoundedRect(capsule, r, r);
+        const QFontMetrics fm = fontMetrics();
+        const qreal glyph = fm.height();
+        ui::paintGlyph(p, QStringLiteral("exclamationmark.triangle.fill"),
+                       QRectF(12, capsule.center().y() - glyph / 2, glyph, glyph), orange);
+        p.setPen(palette().color(QPalette::WindowText));
+        p.drawText(QRectF(12 + glyph + 6, capsule.top(), width(), capsule.height()),
+                   Qt::AlignLeft | Qt::AlignVCenter, text());
+    }
+};
+
+// The noise volume: a slider between two speaker symbols, hanging from the options button.
+class VolumePopup final : public QFrame {
+public:
+    explicit VolumePopup(QWidget* parent)
+        : QFrame(parent, Qt::Popup), m_slider(new QSlider(Qt::Horizontal, this)) {
+        setFrameShape(QFrame::StyledPanel);
+        auto* row = new QHBoxLayout(this);
+        row->setContentsMargins(12, 10, 12, 10);
+        const QColor ink = secondary(palette());
+        auto symbol = [&](const QString& name) {
+            auto* label = new QLabel(this);
+            label->setPixmap(ui::Glyphs::pixmap(name, QSize(12, 12), ink, devicePixelRatioF()));
+            row->addWidget(label);
+        };
+        symbol(QStringLiteral("speaker.fill"));
+        // Fine enough to feel continuous: a thousandth of full volume per step.
+        m_slider->setRange(100, 1000);
+        m_slider->setFixedWidth(140);
+        row->addWidget(m_slider);
+        symbol(QStringLiteral("speaker.wave.3.fill"));
+    }
+    QSlider* slider() const { return m_slider; }
+    std::function<void()> onClosed;
+
+protected:
+    void hideEvent(QHideEvent* event) override {
+        QFrame::hideEvent(event);
+        if (onClosed)
+            onClosed();
+    }
+
+private:
+    QSlider* m_slider;
+};
+
+// Keeps the timeline's overlays on top of it and sized with it.
+class TimelineHost final : public QWidget {
+public:
+    TimelineHost(QWidget* timeline, QWidget* dismiss, QWidget* banner, QWidget* parent)
+        : QWidget(parent), m_timeline(timeline), m_dismiss(dismiss), m_banner(banner) {}
+
+    int bannerY() const { return 10; }
+    int bannerX() const { return (width() - m_banner->width()) / 2; }
+
+protected:
+    void resizeEvent(QResizeEvent*) override {
+        m_timeline->setGeometry(rect());
+        m_dismiss->setGeometry(rect());
+        m_banner->move(bannerX(), m_banner->y());
+    }
+
+private:
+    QWidget* m_timeline;
+    QWidget* m_dismiss;
+    QWidget* m_banner;
+};
+
+ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, int dayFullMs)
+    : QWidget(parent), m_store(store), m_clock(clock) {
+    setFixedSize(340, 560);
+    auto* stack = new QVBoxLayout(this);
+    stack->setContentsMargins(0, 0, 0, 0);
+    stack->setSpacing(0);
+
+    stack->addWidget(buildHeader());
+    stack->addWidget(divider(this));
+
+    m_trayArea = new QWidget(this);
+    auto* trayStack = new QVBoxLayout(m_trayArea);
+    trayStack->setContentsMargins(0, 0, 0, 0);
+    trayStack->setSpacing(0);
+    m_planned = new PlannedListView(m_store, m_tray, m_trayArea);
+    trayStack->addWidget(m_planned);
+    trayStack->addWidget(divider(m_trayArea));
+    stack->addWidget(m_trayArea);
+    m_planned->onSchedule = [this](const PlannedBlock& p) { schedulePlanned(p); };
+    m_planned->onStateChanged = [this] { refresh(); };
+
+    m_timeline = new DayTimelineView(m_store, m_clock, 64, 48, 58, 12);
+    m_dismiss = new DismissLayer(nullptr);
+    m_banner = new DayFullBanner(nullptr);
+    auto* host = new TimelineHost(m_timeline, m_dismiss, m_banner, this);
+    m_timeline->setParent(host);
+    m_dismiss->setParent(host);
+    m_banner->setParent(host);
+    m_banner->hide();
+    m_dismiss->onClick = [this] { dismissTray(); };
+    stack->addWidget(host, 1);
+    connect(m_timeline, &DayTimelineView::workingChanged, this,
+            [this](const std::optional<WorkBlock>& block) {
+                if (m_refreshing || block == m_working)
+                    return;
+                m_working = block;
+                refresh();
+            });
+    connect(m_timeline, &DayTimelineView::selectedIDChanged, this,
+            [this](const std::optional<QUuid>& id) {
+                if (!m_refreshing)
+                    setSelectedID(id);
+            });
+
+    m_editorArea = new QWidget(this);
+    auto* editorStack = new QVBoxLayout(m_editorArea);
+    editorStack->setContentsMargins(0, 0, 0, 0);
+    editorStack->setSpacing(0);
+    editorStack->addWidget(divider(m_editorArea));
+    m_editor = new BlockEditorView(m_editorArea);
+    editorStack->addWidget(m_editor);
+    stack->addWidget(m_editorArea);
+    m_editor->onChange = [this](const WorkBlock& block) {
+        m_working = block;
+        refresh();
+    };
+    m_editor->onRepeatChange = [this](const Weekdays& days) {
+        m_workingRepeatDays = days;
+        refresh();
+    };
+    m_editor->onCommit = [this] { commit(); };
+    m_editor->onDelete = [this] { deleteSelected(); };
+
+    m_dayFullTimer = new QTimer(this);
+    m_dayFullTimer->setSingleShot(true);
+    m_dayFullTimer->setInterval(dayFullMs);
+    connect(m_dayFullTimer, &QTimer::timeout, this, &ScheduleView::hideDayFullBanner);
+
+    connect(&m_store, &BlockStore::blocksChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::rulesChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::plannedChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::settingsChanged, this, &ScheduleView::refreshMenus);
+    connect(&m_clock, &AppClock::todayChanged, this, &ScheduleView::newDay);
+    connect(&m_clock, &AppClock::nowMinutesChanged, this, &ScheduleView::refresh);
+
+    refresh();
+}
+
+ScheduleView::~ScheduleView() = default;
+
+QWidget* ScheduleView::buildHeader() {
+    auto* header = new QWidget(this);
+    auto* row = new QHBoxLayout(header);
+    row->setContentsMargins(14, 12, 14, 10);
+    row->setSpacing(6);
+
+    auto* lines = new QVBoxLayout;
+    lines->setSpacing(2);
+    m_date = new QLabel(header);
+    m_date->setFont(ui::font(ui::TextStyle::headline));
+    lines->addWidget(m_date);
+
+    auto* summary = new QHBoxLayout;
+    summary->setSpacing(10);
+    m_hint = new QLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
+    m_hint->setFont(ui::font(ui::TextStyle::caption));
+    QPalette hintPalette = m_hint->palette();
+    hintPalette.setColor(QPalette::WindowText, secondary(hintPalette));
+    m_hint->setPalette(hintPalette);
+    m_deepChip = new SummaryChip(WorkKind::deep, header);
+    m_shallowChip = new SummaryChip(WorkKind::shallow, header);
+    summary->addWidget(m_hint);
+    summary->addWidget(m_deepChip);
+    summary->addWidget(m_shallowChip);
+    summary->addStretch(1);
+    lines->addLayout(summary);
+    row->addLayout(lines, 1);
+
+    m_addButton = menuButton(QStringLiteral("plus.circle.fill"), header);
+    m_addButton->setToolTip(QStringLiteral("Add a block (or drag on the timeline)"));
+    m_optionsButton = menuButton(QStringLiteral("ellipsis.circle"), header);
+    row->addWidget(m_addButton);
+    row->addWidget(m_optionsButton);
+    buildMenus();
+    return header;
+}
+
+void ScheduleView::buildMenus() {
+    const QColor ink = palette().color(QPalette::WindowText);
+    m_addMenu = new QMenu(this);
+    m_addMenu->addAction(ui::Glyphs::icon(QStringLiteral("circle.fill"), ink),
+                         QStringLiteral("Add Deep Work"), this,
+                         [this] { startDraft(WorkKind::deep); });
+    m_addMenu->addAction(ui::Glyphs::icon(QStringLiteral("circle"), ink),
+                         QStringLiteral("Add Shallow Work"), this,
+                         [this] { startDraft(WorkKind::shallow); });
+    m_addMenu->addSeparator();
+    m_addMenu->addAction(ui::Glyphs::icon(QStringLiteral("square.dashed"), ink),
+                         QStringLiteral("Plan a Block"), this, [this] { planABlock(); });
+    m_addButton->setMenu(m_addMenu);
+
+    m_optionsMenu = new QMenu(this);
+    m_optionsMenu->setToolTipsVisible(true);
+    auto toggle = [this](const QString& text, bool Settings::*field) {
+        QAction* a = m_optionsMenu->addAction(text);
+        a->setCheckable(true);
+        connect(a, &QAction::triggered, this, [this, field](bool on) {
+            writeSettings([&](Settings& s) { s.*field = on; });
+        });
+        return a;
+    };
+    m_chimes = toggle(QStringLiteral("Chimes"), &Settings::chimesEnabled);
+    m_nudges = toggle(QStringLiteral("Focus Nudges"), &Settings::nudgesEnabled);
+    m_reminders = toggle(QStringLiteral("Upcoming Reminders"), &Settings::remindersEnabled);
+
+    m_noiseMenu = m_optionsMenu->addMenu(QStringLiteral("Deep Work Noise"));
+    m_noiseChoice = new QActionGroup(this);
+    m_noiseChoice->setExclusive(true);
+    for (DeepWorkNoise noise : allDeepWorkNoises) {
+        QAction* a = m_noiseMenu->addAction(noise == DeepWorkNoise::off
+                                                ? QStringLiteral("Off")
+                                                : QStringLiteral("Brown Noise"));
+        a->setCheckable(true);
+        a->setData(static_cast<int>(noise));
+        m_noiseChoice->addAction(a);
+        connect(a, &QAction::triggered, this, [this, noise] {
+            writeSettings([&](Settings& s) { s.deepWorkNoise = noise; });
+        });
+    }
+    m_noiseMenu->addSeparator();
+    m_noiseMenu->addAction(QStringLiteral("Volume…"), this, [this] { openNoiseVolume(); });
+
+    m_optionsMenu->addAction(QStringLiteral("Clear Today's Blocks"), this,
+                             [this] { clearToday(); });
+    m_optionsMenu->addSeparator();
+    m_optionsMenu->addAction(QStringLiteral("Quit Quillmere"), this,
+                             [] { QCoreApplication::quit(); });
+    m_optionsButton->setMenu(m_optionsMenu);
+
+    m_volume = new VolumePopup(this);
+    m_volume->onClosed = [this] { m_showNoiseVolume = false; };
+    connect(m_volume->slider(), &QSlider::valueChanged, this, [this](int value) {
+        if (!m_refreshing)
+            writeSettings([&](Settings& s) { s.noiseVolume = value / 1000.0; });
+    });
+    refreshMenus();
+}
+
+QAction* ScheduleView::action(const QString& text) const {
+    for (QMenu* menu : {m_addMenu, m_optionsMenu, m_noiseMenu})
+        for (QAction* a : menu->actions())
+            if (a->text() == text)
+                return a;
+    return nullptr;
+}
+
+SummaryChip* ScheduleView::summaryChip(WorkKind kind) const {
+    return kind == WorkKind::deep ? m_deepChip : m_shallowChip;
+}
+
+QWidget* ScheduleView::dismissLayer() const {
+    return m_dismiss;
+}
+
+QWidget* ScheduleView::dayFullBanner() const {
+    return m_banner;
+}
+
+QWidget* ScheduleView::volumePopup() const {
+    return m_volume;
+}
+
+QSlider* ScheduleView::volumeSlider() const {
+    return m_volume->slider();
+}
+
+std::optional<WorkBlock> ScheduleView::selectedBlock() const {
+    if (!m_selectedID)
+        return std::nullopt;
+    if (m_working && m_working->id == *m_selectedID)
+        return m_working;
+    return m_store.savedBlock(*m_selectedID);
+}
+
+bool ScheduleView::isDraft(const WorkBlock& block) const {
+    return !m_store.savedBlock(block.id).has_value();
+}
+
+void ScheduleView::setSelectedID(const std::optional<QUuid>& id) {
+    if (id == m_selectedID)
+        return;
+    m_selectedID = id;
+    if (!id) {
+        m_working.reset();
+        m_workingRepeatDays.clear();
+    } else {
+        if (!(m_working && m_working->id == *id))
+            m_working = m_store.savedBlock(*id);
+        m_workingRepeatDays = m_store.repeatDays(*id);
+    }
+    refresh();
+}
+
+void ScheduleView::startDraft(WorkKind kind) {
+    std::optional<WorkBlock> block = m_store.nextFreeBlock(kind);
+    if (!block) {
+        showDayFullBanner();
+        return;
+    }
+    m_working = block;
+    setSelectedID(block->id);
+}
+
+void ScheduleView::schedulePlanned(const PlannedBlock& planned) {
+    std::optional<WorkBlock> block = m_store.nextFreeBlock(planned.kind);
+    if (!block) {
+        showDayFullBanner();
+        return;
+    }
+    // An unpinned entry lends the draft its id, so committing the draft takes it off the
+    // backlog; a pinned one stays to be scheduled again.
+    if (!planned.isPinned())
+        block->id = planned.id;
+    block->title = planned.title;
+    commitPendingPlannedTitle();
+    m_working = block;
+    if (m_selectedID == block->id)
+        refresh();
+    else
+        setSelectedID(block->id);
+}
+
+void ScheduleView::showDayFullBanner() {
+    if (!m_showDayFull) {
+        m_showDayFull = true;
+        m_banner->resize(m_banner->sizeHint());
+        m_banner->move((m_banner->parentWidget()->width() - m_banner->width()) / 2, 10);
+        m_banner->show();
+        m_banner->raise();
+        slide(m_banner, 10 - m_banner->height(), 10, 0.0, 1.0);
+    }
+    // Each failure restarts the wait, so the banner stays up 2.5 s after the last one.
+    m_dayFullTimer->start();
+}
+
+void ScheduleView::hideDayFullBanner() {
+    if (!m_showDayFull)
+        return;
+    m_showDayFull = false;
+    slide(m_banner, m_banner->y(), 10 - m_banner->height(), 1.0, 0.0,
+          [banner = QPointer<QWidget>(m_banner), this] {
+              if (banner && !m_showDayFull)
+                  banner->hide();
+          });
+}
+
+bool ScheduleView::commitPendingPlannedTitle() {
+    const QString title = m_tray.newTitle.trimmed();
+    if (!m_tray.adding || title.isEmpty())
+        return false;
+    PlannedBlock item;
+    item.id = QUuid::createUuid();
+    item.title = title;
+    item.kind = m_tray.newKind;
+    item.createdAt = TimeMath::referenceSeconds(m_clock.wallClock().now());
+    m_tray.newTitle.clear();
+    m_store.addPlanned(item);
+    return true;
+}
+
+void ScheduleView::collapsePlannedTray() {
+    m_tray.expanded = false;
+    m_tray.adding = false;
+    refresh();
+}
+
+void ScheduleView::planABlock() {
+    m_tray.expanded = true;
+    m_tray.adding = true;
+    refresh();
+}
+
+void ScheduleView::dismissTray() {
+    commitPendingPlannedTitle();
+    collapsePlannedTray();
+}
+
+void ScheduleView::commit() {
+    if (m_working) {
+        const WorkBlock block = *m_working;
+        if (isDraft(block)) {
+            m_store.add(block);
+            m_store.removePlanned(block.id);
+        } else {
+            m_store.update(block);
+        }
+        m_store.setRepeat(m_workingRepeatDays, block.id);
+    }
+    m_working.reset();
+    m_workingRepeatDays.clear();
+    setSelectedID(std::nullopt);
+    refresh();
+}
+
+void ScheduleView::deleteSelected() {
+    const std::optional<WorkBlock> block = selectedBlock();
+    if (block && !isDraft(*block))
+        m_store.deleteBlock(block->id);
+    m_working.reset();
+    m_workingRepeatDays.clear();
+    setSelectedID(std::nullopt);
+    refresh();
+}
+
+void ScheduleView::clearToday() {
+    setSelectedID(std::nullopt);
+    m_store.clearToday();
+}
+
+void ScheduleView::openNoiseVolume() {
+    m_showNoiseVolume = true;
+    refreshMenus();
+    m_volume->adjustSize();
+    const QPoint below = m_optionsButton->mapToGlobal(QPoint(m_optionsButton->width(),
+                                                             m_optionsButton->height()));
+    m_volume->move(below.x() - m_volume->width(), below.y() + 2);
+    m_volume->show();
+}
+
+void ScheduleView::newDay() {
+    // Yesterday's block must not stay open in the editor.
+    m_selectedID.reset();
+    m_working.reset();
+    m_workingRepeatDays.clear();
+    refresh();
+}
+
+void ScheduleView::writeSettings(const std::function<void(Settings&)>& change) {
+    Settings s = m_store.settings();
+    change(s);
+    m_store.setSettings(s);
+}
+
+void ScheduleView::refresh() {
+    if (m_refreshing)
+        return;
+    m_refreshing = true;
+    refreshHeader();
+
+    const bool backlog = !m_store.planned().empty();
+    m_trayArea->setVisible(backlog || m_tray.adding);
+    m_planned->setPendingID(m_selectedID);
+    m_planned->sync();
+
+    m_timeline->setWorking(m_working);
+    m_timeline->setRepeatDays(m_workingRepeatDays);
+    m_timeline->setSelectedID(m_selectedID);
+    m_dismiss->setVisible((backlog && m_tray.expanded) || m_tray.adding);
+    if (m_dismiss->isVisible())
+        m_dismiss->raise();
+    if (m_banner->isVisible())
+        m_banner->raise();
+
+    refreshEditor();
+    m_refreshing = false;
+}
+
+void ScheduleView::refreshHeader() {
+    const std::optional<QDate> today = TimeMath::dateFromDayKey(m_clock.today());
+    m_date->setText(today ? QLocale().toString(*today, QStringLiteral("dddd, MMMM d")) : QString());
+
+    const Minutes deep = m_store.totalMinutesToday(WorkKind::deep);
+    const Minutes shallow = m_store.totalMinutesToday(WorkKind::shallow);
+    m_hint->setVisible(deep == 0 && shallow == 0);
+    m_deepChip->setVisible(deep >= 1);
+    m_shallowChip->setVisible(shallow >= 1);
+    m_deepChip->setMinutes(deep);
+    m_shallowChip->setMinutes(shallow);
+}
+
+void ScheduleView::refreshMenus() {
+    const Settings& s = m_store.settings();
+    m_chimes->setChecked(s.chimesEnabled);
+    m_nudges->setChecked(s.nudgesEnabled);
+    m_reminders->setChecked(s.remindersEnabled);
+    for (QAction* a : m_noiseChoice->actions())
+        a->setChecked(a->data().toInt() == static_cast<int>(s.deepWorkNoise));
+    const bool wasRefreshing = std::exchange(m_refreshing, true);
+    m_volume->slider()->setValue(static_cast<int>(std::lround(s.noiseVolume * 1000)));
+    m_refreshing = wasRefreshing;
+}
+
+void ScheduleView::refreshEditor() {
+    const std::optional<WorkBlock> block = selectedBlock();
+    m_editorArea->setVisible(block.has_value());
+    if (!block)
+        return;
+
+    BlockEditorInput in;
+    in.block = *block;
+    in.isDraft = isDraft(*block);
+    in.isLocked = m_store.isLocked(*block);
+    in.isConfirmed = m_store.confirmedIDs().contains(block->id);
+    const std::optional<MinuteRange> gap =
+        m_store.freeGap(block->startMinutes, block->id, m_workingRepeatDays);
+    const Minutes g0 = gap ? gap->lower : block->startMinutes;
+    const Minutes g1 = gap ? gap->upper : block->endMinutes();
+    in.startRange = {g0, std::max(g0, g1 - block->durationMinutes)};
+    in.durationRange = {gridStep, std::max(gridStep, g1 - block->startMinutes)};
+    in.repeatDays = m_workingRepeatDays;
+    in.conflictDays = m_store.conflictingRepeatDays(*block);
+    m_editor->setInput(in);
+}
+
+} // namespace quillmere

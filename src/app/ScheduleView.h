@@ -1,0 +1,138 @@
+#pragma once
+
+#include "app/PlannedListView.h"
+#include "model/RepeatRule.h"
+#include "model/Settings.h"
+#include "model/WorkBlock.h"
+
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+
+class QAction;
+class QActionGroup;
+class QFrame;
+class QLabel;
+class QMenu;
+class QSlider;
+class QTimer;
+class QToolButton;
+
+namespace quillmere {
+
+class AppClock;
+class BlockEditorView;
+class BlockStore;
+class DayFullBanner;
+class DayTimelineView;
+class DismissLayer;
+class SummaryChip;
+class VolumePopup;
+
+// The whole panel: today's header with its menus, the backlog tray, the timeline and the
+// editor. It owns the selection and the working copy of the selected block; the timeline and
+// the editor change only the copy, and nothing reaches the store before a commit.
+class ScheduleView final : public QWidget {
+    Q_OBJECT
+
+public:
+    static constexpr int defaultDayFullMs = 2500;
+
+    // `dayFullMs` exists so tests can watch the banner's timing without waiting seconds.
+    ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent = nullptr,
+                 int dayFullMs = defaultDayFullMs);
+    ~ScheduleView() override;
+
+    std::optional<QUuid> selectedID() const { return m_selectedID; }
+    std::optional<WorkBlock> working() const { return m_working; }
+    Weekdays workingRepeatDays() const { return m_workingRepeatDays; }
+    std::optional<WorkBlock> selectedBlock() const;
+    bool isDraft(const WorkBlock& block) const;
+    bool showDayFull() const { return m_showDayFull; }
+    bool showNoiseVolume() const { return m_showNoiseVolume; }
+    const PlannedTrayState& tray() const { return m_tray; }
+
+    // Every change of the selection goes through here: a new id loads its saved copy unless
+    // the working copy already is that block (how a draft survives its own selection).
+    void setSelectedID(const std::optional<QUuid>& id);
+
+    void startDraft(WorkKind kind);
+    void schedulePlanned(const PlannedBlock& planned);
+    void showDayFullBanner();
+    bool commitPendingPlannedTitle();
+    void collapsePlannedTray();
+    void planABlock();
+    void dismissTray();
+    void commit();
+    void deleteSelected();
+    void clearToday();
+    void openNoiseVolume();
+
+    QLabel* dateLabel() const { return m_date; }
+    QLabel* summaryHint() const { return m_hint; }
+    SummaryChip* summaryChip(WorkKind kind) const;
+    QToolButton* addButton() const { return m_addButton; }
+    QMenu* addMenu() const { return m_addMenu; }
+    QToolButton* optionsButton() const { return m_optionsButton; }
+    QMenu* optionsMenu() const { return m_optionsMenu; }
+    QMenu* noiseMenu() const { return m_noiseMenu; }
+    QAction* action(const QString& text) const;
+    PlannedListView* plannedList() const { return m_planned; }
+    QWidget* trayArea() const { return m_trayArea; }
+    DayTimelineView* timeline() const { return m_timeline; }
+    QWidget* dismissLayer() const;
+    QWidget* dayFullBanner() const;
+    QTimer* dayFullTimer() const { return m_dayFullTimer; }
+    BlockEditorView* editor() const { return m_editor; }
+    QWidget* editorArea() const { return m_editorArea; }
+    QWidget* volumePopup() const;
+    QSlider* volumeSlider() const;
+
+private:
+    QWidget* buildHeader();
+    void buildMenus();
+    void refresh();
+    void refreshHeader();
+    void refreshMenus();
+    void refreshEditor();
+    void newDay();
+    void hideDayFullBanner();
+    void writeSettings(const std::function<void(Settings&)>& change);
+
+    BlockStore& m_store;
+    AppClock& m_clock;
+
+    std::optional<QUuid> m_selectedID;
+    std::optional<WorkBlock> m_working;
+    Weekdays m_workingRepeatDays;
+    bool m_showDayFull = false;
+    PlannedTrayState m_tray;
+    bool m_showNoiseVolume = false;
+    bool m_refreshing = false;
+
+    QLabel* m_date = nullptr;
+    QLabel* m_hint = nullptr;
+    SummaryChip* m_deepChip = nullptr;
+    SummaryChip* m_shallowChip = nullptr;
+    QToolButton* m_addButton = nullptr;
+    QMenu* m_addMenu = nullptr;
+    QToolButton* m_optionsButton = nullptr;
+    QMenu* m_optionsMenu = nullptr;
+    QMenu* m_noiseMenu = nullptr;
+    QAction* m_chimes = nullptr;
+    QAction* m_nudges = nullptr;
+    QAction* m_reminders = nullptr;
+    QActionGroup* m_noiseChoice = nullptr;
+    VolumePopup* m_volume = nullptr;
+    QWidget* m_trayArea = nullptr;
+    PlannedListView* m_planned = nullptr;
+    DayTimelineView* m_timeline = nullptr;
+    DismissLayer* m_dismiss = nullptr;
+    DayFullBanner* m_banner = nullptr;
+    QTimer* m_dayFullTimer = nullptr;
+    QWidget* m_editorArea = nullptr;
+    BlockEditorView* m_editor = nullptr;
+};
+
+} // namespace quillmere

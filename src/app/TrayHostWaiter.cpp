@@ -1,0 +1,51 @@
+#include "app/TrayHostWaiter.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusServiceWatcher>
+#include <QGuiApplication>
+#include <QTimer>
+
+namespace quillmere {
+
+namespace {
+const QString watcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
+
+bool platformHasNoTray() {
+    const QString name = QGuiApplication::platformName();
+    return name == u"offscreen" || name == u"minimal";
+}
+} // namespace
+
+TrayHostWaiter::TrayHostWaiter(QObject* parent) : QObject(parent) {}
+
+bool TrayHostWaiter::isWatcherRegistered() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    return bus.isConnected() && bus.interface() &&
+           bus.interface()->isServiceRegistered(watcherService).value();
+}
+
+void TrayHostWaiter::wait(std::function<void()> ready, int graceMs) {
+    m_ready = std::move(ready);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (platformHasNoTray() || !bus.isConnected() || isWatcherRegistered()) {
+        finish();
+        return;
+    }
+    auto* watcher = new QDBusServiceWatcher(watcherService, bus,
+                                            QDBusServiceWatcher::WatchForRegistration, this);
+    connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { finish(); });
+    m_grace = new QTimer(this);
+    m_grace->setSingleShot(true);
+    connect(m_grace, &QTimer::timeout, this, [this] { finish(); });
+    m_grace->start(graceMs);
+}
+
+void TrayHostWaiter::finish() {
+    if (m_grace)
+        m_grace->stop();
+    if (auto ready = std::exchange(m_ready, nullptr))
+        ready();
+}
+
+} // namespace quillmere
