@@ -436,7 +436,8 @@ QList<PlannedRow*> PlannedListView::visibleRows() const {
 bool PlannedListView::eventFilter(QObject* watched, QEvent* event) {
     if (watched == m_header && event->type() == QEvent::MouseButtonRelease) {
         auto* mouse = static_cast<QMouseEvent*>(event);
-        if (mouse->button() == Qt::LeftButton && m_header->rect().contains(mouse->position().toPoint()))
+        if (mouse->button() == Qt::LeftButton &&
+            m_header->rect().contains(mouse->position().toPoint()))
             toggleExpanded();
         return true;
     }

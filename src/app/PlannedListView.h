@@ -106,7 +106,8 @@ class PlannedListView final : public QWidget {
 
 public:
     static constexpr int rowHeight = 26;
-    static constexpr int scrollHeight = 117; // four and a half rows: the cut row shows there is more
+    static constexpr int scrollHeight =
+        117; // four and a half rows: the cut row shows there is more
     static constexpr int scrollFrom = 5;
 
     PlannedListView(BlockStore& store, PlannedTrayState& state, QWidget* parent = nullptr);

@@ -22,7 +22,8 @@ void QuillmereApp::start(int trayGraceMs) {
     if (m_store)
         return;
     m_aids = makeFocusAids(
-        m_clock.wallClock(), [this](const std::optional<QString>& text) { m_shell.setToolTip(text); },
+        m_clock.wallClock(),
+        [this](const std::optional<QString>& text) { m_shell.setToolTip(text); },
         [this] { return m_shell.iconGeometry(); });
     m_store = std::make_unique<BlockStore>(m_clock, *m_aids, m_folder);
     m_shell.setCurrentKind(m_store->currentKind());

@@ -113,8 +113,7 @@ protected:
         p.setBrush(ui::kindColor(m_kind));
         p.drawRoundedRect(QRectF(0, (height() - 8) / 2.0, 8, 8), 2, 2);
         p.setPen(secondary(palette()));
-        p.drawText(QRect(12, 0, width() - 12, height()), Qt::AlignLeft | Qt::AlignVCenter,
-                   m_text);
+        p.drawText(QRect(12, 0, width() - 12, height()), Qt::AlignLeft | Qt::AlignVCenter, m_text);
     }
 
 private:
@@ -382,9 +381,8 @@ void ScheduleView::buildMenus() {
     auto toggle = [this](const QString& text, bool Settings::*field) {
         QAction* a = m_optionsMenu->addAction(text);
         a->setCheckable(true);
-        connect(a, &QAction::triggered, this, [this, field](bool on) {
-            writeSettings([&](Settings& s) { s.*field = on; });
-        });
+        connect(a, &QAction::triggered, this,
+                [this, field](bool on) { writeSettings([&](Settings& s) { s.*field = on; }); });
         return a;
     };
     m_chimes = toggle(QStringLiteral("Chimes"), &Settings::chimesEnabled);
@@ -395,15 +393,13 @@ void ScheduleView::buildMenus() {
     m_noiseChoice = new QActionGroup(this);
     m_noiseChoice->setExclusive(true);
     for (DeepWorkNoise noise : allDeepWorkNoises) {
-        QAction* a = m_noiseMenu->addAction(noise == DeepWorkNoise::off
-                                                ? QStringLiteral("Off")
-                                                : QStringLiteral("Brown Noise"));
+        QAction* a = m_noiseMenu->addAction(
+            noise == DeepWorkNoise::off ? QStringLiteral("Off") : QStringLiteral("Brown Noise"));
         a->setCheckable(true);
         a->setData(static_cast<int>(noise));
         m_noiseChoice->addAction(a);
-        connect(a, &QAction::triggered, this, [this, noise] {
-            writeSettings([&](Settings& s) { s.deepWorkNoise = noise; });
-        });
+        connect(a, &QAction::triggered, this,
+                [this, noise] { writeSettings([&](Settings& s) { s.deepWorkNoise = noise; }); });
     }
     m_noiseMenu->addSeparator();
     m_noiseMenu->addAction(QStringLiteral("Volume…"), this, [this] { openNoiseVolume(); });
@@ -599,8 +595,8 @@ void ScheduleView::openNoiseVolume() {
     m_showNoiseVolume = true;
     refreshMenus();
     m_volume->adjustSize();
-    const QPoint below = m_optionsButton->mapToGlobal(QPoint(m_optionsButton->width(),
-                                                             m_optionsButton->height()));
+    const QPoint below =
+        m_optionsButton->mapToGlobal(QPoint(m_optionsButton->width(), m_optionsButton->height()));
     m_volume->move(below.x() - m_volume->width(), below.y() + 2);
     m_volume->show();
 }

@@ -75,7 +75,8 @@ bool SingleInstance::askPrimaryToOpen(int timeoutMs) {
         socket.connectToServer(socketPath());
         if (socket.waitForConnected(static_cast<int>(deadline.remainingTime()))) {
             socket.write(openRequest);
-            const bool sent = socket.waitForBytesWritten(static_cast<int>(deadline.remainingTime()));
+            const bool sent =
+                socket.waitForBytesWritten(static_cast<int>(deadline.remainingTime()));
             socket.disconnectFromServer();
             return sent;
         }

@@ -1,0 +1,185 @@
+#include "app/PanelPlacement.h"
+#include "app/PanelWindow.h"
+#include "app/SingleInstance.h"
+#include "app/StatusIcon.h"
+#include "app/TrayShell.h"
+
+#include "support/TempDataDir.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace quillmere;
+
+namespace {
+
+bool isTransparent(const QImage& img, int x, int y) {
+    return img.pixelColor(x, y).alpha() == 0;
+}
+
+} // namespace
+
+TEST(StatusIcon, ImageFollowsTheCurrentKind) {
+    EXPECT_EQ(StatusIcon::imageFor(std::nullopt), StatusIcon::Image::idle);
+    EXPECT_EQ(StatusIcon::imageFor(WorkKind::deep), StatusIcon::Image::deep);
+    EXPECT_EQ(StatusIcon::imageFor(WorkKind::shallow), StatusIcon::Image::shallow);
+    // Made once, handed out again.
+    EXPECT_EQ(&StatusIcon::icon(StatusIcon::Image::deep),
+              &StatusIcon::icon(StatusIcon::Image::deep));
+}
+
+TEST(StatusIcon, BarsAreFilledInTheKindColourAndSharpAtEveryPixelRatio) {
+    for (qreal dpr : {1.0, 2.0, 3.0}) {
+        const QImage deep = StatusIcon::render(StatusIcon::Image::deep, 20, dpr, Qt::black);
+        const int side = static_cast<int>(20 * dpr);
+        ASSERT_EQ(deep.width(), side);
+        const QColor centre = deep.pixelColor(side / 2, side / 2);
+        EXPECT_EQ(centre.rgba(), QColor::fromRgbF(0.86f, 0.08f, 0.24f).rgba()) << dpr;
+        // The bar is half as tall as it is wide: nothing above or below it.
+        EXPECT_TRUE(isTransparent(deep, side / 2, static_cast<int>(4 * dpr)));
+        EXPECT_TRUE(isTransparent(deep, side / 2, static_cast<int>(16 * dpr)));
+        // Inside the bar's edge the fill is solid, so the edge is no blurrier than one pixel.
+        EXPECT_EQ(deep.pixelColor(side / 2, static_cast<int>(6 * dpr)).alpha(), 255) << dpr;
+        EXPECT_EQ(deep.pixelColor(side / 2, static_cast<int>(14 * dpr) - 1).alpha(), 255) << dpr;
+
+        const QImage shallow = StatusIcon::render(StatusIcon::Image::shallow, 20, dpr, Qt::black);
+        EXPECT_EQ(shallow.pixelColor(side / 2, side / 2).rgba(),
+                  QColor::fromRgbF(0.12f, 0.45f, 0.90f).rgba());
+    }
+}
+
+TEST(StatusIcon, IdleIsAnOutlineInThePalettesColour) {
+    const QImage light = StatusIcon::render(StatusIcon::Image::idle, 20, 2.0, Qt::black);
+    const QImage dark = StatusIcon::render(StatusIcon::Image::idle, 20, 2.0, Qt::white);
+    EXPECT_TRUE(isTransparent(light, 20, 20)); // hollow
+    // The top edge of the outline lies at 5 + 1 units, 1.6 units thick.
+    const QColor edgeLight = light.pixelColor(20, 12);
+    const QColor edgeDark = dark.pixelColor(20, 12);
+    EXPECT_GT(edgeLight.alpha(), 200);
+    EXPECT_LT(edgeLight.red(), 30);
+    EXPECT_GT(edgeDark.red(), 225);
+}
+
+TEST(TrayShell, TooltipIsWrittenOnlyWhenItChanges) {
+    TrayShell shell;
+    shell.showIcon();
+    shell.setToolTip(QStringLiteral("Write chapter"));
+    shell.setToolTip(QStringLiteral("Write chapter"));
+    EXPECT_EQ(shell.toolTipWrites(), 1);
+    EXPECT_EQ(shell.trayIcon()->toolTip(), QStringLiteral("Write chapter"));
+    shell.setToolTip(std::nullopt);
+    EXPECT_EQ(shell.toolTipWrites(), 2);
+    EXPECT_TRUE(shell.trayIcon()->toolTip().isEmpty());
+    shell.setToolTip(std::nullopt);
+    EXPECT_EQ(shell.toolTipWrites(), 2);
+}
+
+TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOffersOpenAndQuit) {
+    TrayShell shell;
+    shell.setCurrentKind(WorkKind::shallow);
+    shell.setToolTip(QStringLiteral("Email"));
+    EXPECT_FALSE(shell.hasIcon());
+    int opened = 0;
+    shell.onOpenPanel = [&](const PanelAnchor&) { ++opened; };
+    shell.showIcon();
+    EXPECT_EQ(shell.image(), StatusIcon::Image::shallow);
+    EXPECT_EQ(shell.trayIcon()->toolTip(), QStringLiteral("Email"));
+
+    const QList<QAction*> items = shell.contextMenu()->actions();
+    ASSERT_GE(items.size(), 2);
+    EXPECT_EQ(items.first()->text(), QStringLiteral("Open Quillmere"));
+    EXPECT_EQ(items.last()->text(), QStringLiteral("Quit Quillmere"));
+    items.first()->trigger();
+    EXPECT_EQ(opened, 1);
+
+    int toggled = 0;
+    shell.onTogglePanel = [&](const PanelAnchor&) { ++toggled; };
+    for (auto reason : {QSystemTrayIcon::Trigger, QSystemTrayIcon::DoubleClick,
+                        QSystemTrayIcon::MiddleClick, QSystemTrayIcon::Context})
+        Q_EMIT shell.trayIcon()->activated(reason);
+    EXPECT_EQ(toggled, 3);
+}
+
+TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreen) {
+    const QRect screen(0, 0, 1920, 1080);
+    const QRect topBar(0, 28, 1920, 1052);
+    const QSize panel(340, 560);
+
+    // An icon in a top bar near the right edge: below it, pushed back inside the screen.
+    PanelAnchor top{QRect(1880, 2, 24, 24), std::nullopt};
+    EXPECT_EQ(panelPosition(panel, top, screen, topBar), QPoint(1920 - 340, 30));
+    PanelAnchor middle{QRect(800, 2, 24, 24), std::nullopt};
+    EXPECT_EQ(panelPosition(panel, middle, screen, topBar),
+              QPoint(middle.iconGeometry->center().x() - 170, 30));
+
+    // An icon in a bottom panel: above it.
+    const QRect bottomBar(0, 0, 1920, 1040);
+    PanelAnchor bottom{QRect(1700, 1050, 24, 24), std::nullopt};
+    EXPECT_EQ(panelPosition(panel, bottom, screen, bottomBar),
+              QPoint(bottom.iconGeometry->center().x() - 170, 1040 - 560));
+
+    // Only the pointer known (StatusNotifierItem on X11).
+    PanelAnchor pointer{std::nullopt, QPoint(1000, 1060)};
+    EXPECT_EQ(panelPosition(panel, pointer, screen, bottomBar), QPoint(830, 1040 - 560));
+}
+
+TEST(PanelPlacement, WithNothingKnownGoesToTheCornerBesideTheDesktopsPanel) {
+    const QRect screen(0, 0, 1920, 1080);
+    const QSize panel(340, 560);
+    EXPECT_EQ(panelPosition(panel, {}, screen, QRect(0, 32, 1920, 1048)), QPoint(1576, 36));
+    EXPECT_EQ(panelPosition(panel, {}, screen, QRect(0, 0, 1920, 1040)), QPoint(1576, 476));
+    EXPECT_EQ(panelPosition(panel, {}, screen, screen), QPoint(1576, 4));
+    // A screen smaller than the panel still shows its top-left corner.
+    EXPECT_EQ(panelPosition(panel, {}, QRect(0, 0, 300, 400), QRect(0, 0, 300, 400)), QPoint(0, 0));
+}
+
+TEST(PanelWindow, ContentIsMadeOnFirstOpenAndTheIconsClickDoesNotReopenIt) {
+    int made = 0;
+    PanelWindow panel(PanelWindow::Style::popup, [&](QWidget* parent) {
+        ++made;
+        return new QWidget(parent);
+    });
+    EXPECT_EQ(made, 0);
+    EXPECT_EQ(panel.size(), QSize(340, 560));
+    panel.toggle({});
+    EXPECT_TRUE(panel.isVisible());
+    panel.hide();     // the press on the icon is a click outside the popup…
+    panel.toggle({}); // …and its activation follows at once
+    EXPECT_FALSE(panel.isVisible());
+    QTest::qWait(350);
+    panel.toggle({});
+    EXPECT_TRUE(panel.isVisible());
+    panel.toggle({});
+    EXPECT_FALSE(panel.isVisible());
+    EXPECT_EQ(made, 1);
+
+    PanelWindow window(PanelWindow::Style::window, {});
+    EXPECT_EQ(window.windowTitle(), QStringLiteral("Quillmere"));
+    EXPECT_FALSE(window.windowFlags().testFlag(Qt::Popup));
+}
+
+TEST(SingleInstance, ASecondStartReachesTheFirstAndTheLockOutlivesNoOne) {
+    test::TempDataDir runtime;
+    auto first = std::make_unique<SingleInstance>(runtime.path());
+    ASSERT_TRUE(first->tryBecomePrimary());
+    QSignalSpy opened(first.get(), &SingleInstance::openRequested);
+
+    SingleInstance second(runtime.path());
+    EXPECT_FALSE(second.tryBecomePrimary());
+    EXPECT_TRUE(second.askPrimaryToOpen());
+    EXPECT_TRUE(opened.wait(2000));
+    EXPECT_EQ(opened.count(), 1);
+
+    first.reset();
+    SingleInstance third(runtime.path());
+    EXPECT_TRUE(third.tryBecomePrimary());
+
+    test::TempDataDir empty;
+    SingleInstance lonely(empty.path());
+    EXPECT_FALSE(lonely.askPrimaryToOpen(200));
+}
