@@ -1,0 +1,204 @@
+#include "app/PlannedListView.h"
+
+#include "AppFixture.h"
+#include "ui/KindColors.h"
+
+#include <QApplication>
+#include <QEnterEvent>
+#include <QLabel>
+#include <QScrollArea>
+#include <QTest>
+#include <QToolButton>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+struct PlannedListFixture : AppFixture {
+    PlannedTrayState state;
+    std::unique_ptr<QWidget> window;
+    PlannedListView* list = nullptr;
+    QLineEdit* elsewhere = nullptr;
+    std::vector<PlannedBlock> scheduled;
+
+    void build() {
+        open();
+        window = std::make_unique<QWidget>();
+        window->resize(340, 400);
+        list = new PlannedListView(*store, state, window.get());
+        list->setGeometry(0, 0, 340, 300);
+        elsewhere = new QLineEdit(window.get());
+        elsewhere->setGeometry(0, 350, 340, 30);
+        list->onSchedule = [this](const PlannedBlock& p) { scheduled.push_back(p); };
+        window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+        QApplication::setActiveWindow(window.get());
+    }
+
+    void hover(PlannedRow* row) {
+        QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
+        QCoreApplication::sendEvent(row, &enter);
+    }
+    void unhover(PlannedRow* row) {
+        QEvent leave(QEvent::Leave);
+        QCoreApplication::sendEvent(row, &leave);
+    }
+
+    std::vector<QString> titles() const {
+        std::vector<QString> out;
+        for (const auto& p : store->planned())
+            out.push_back(p.title);
+        return out;
+    }
+};
+
+} // namespace
+
+TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
+    build();
+    EXPECT_EQ(list->countLabel()->text(), QStringLiteral("Planned (0)"));
+    EXPECT_EQ(list->plusButton()->toolTip(), QStringLiteral("Plan a block"));
+    QTest::mouseClick(list->plusButton(), Qt::LeftButton);
+    EXPECT_TRUE(state.expanded);
+    EXPECT_TRUE(state.adding);
+    EXPECT_EQ(list->countLabel()->text(), QStringLiteral("Planned (0)"));
+    EXPECT_EQ(list->headerRow()->toolTip(), QStringLiteral("Hide planned blocks"));
+    EXPECT_EQ(list->entryField()->placeholderText(), QStringLiteral("Plan a block…"));
+    QTRY_VERIFY(list->entryField()->hasFocus());
+
+    QTest::mouseClick(list->entrySwatch(), Qt::LeftButton);
+    EXPECT_EQ(state.newKind, WorkKind::shallow);
+    EXPECT_EQ(list->entrySwatch()->toolTip(), QStringLiteral("Shallow Work — click to switch"));
+
+    QTest::keyClicks(list->entryField(), QStringLiteral("  Read the paper  "));
+    QTest::keyClick(list->entryField(), Qt::Key_Return);
+    ASSERT_EQ(store->planned().size(), 1u);
+    EXPECT_EQ(store->planned()[0].title, QStringLiteral("Read the paper"));
+    EXPECT_EQ(store->planned()[0].kind, WorkKind::shallow);
+    EXPECT_FALSE(state.adding);
+    EXPECT_TRUE(state.newTitle.isEmpty());
+    EXPECT_EQ(state.newKind, WorkKind::shallow); // kept for the next entry
+    EXPECT_EQ(plannedJson().size(), 1);
+    EXPECT_EQ(list->countLabel()->text(), QStringLiteral("Planned (1)"));
+
+    // A blank title adds nothing but still closes the row.
+    QTest::mouseClick(list->plusButton(), Qt::LeftButton);
+    QTRY_VERIFY(list->entryField()->hasFocus());
+    QTest::keyClicks(list->entryField(), QStringLiteral("   "));
+    QTest::keyClick(list->entryField(), Qt::Key_Return);
+    EXPECT_EQ(store->planned().size(), 1u);
+    EXPECT_FALSE(state.adding);
+}
+
+TEST_F(PlannedListFixture, EscapeDiscardsAndLosingFocusKeepsTheTitleOnce) {
+    build();
+    QTest::mouseClick(list->plusButton(), Qt::LeftButton);
+    QTRY_VERIFY(list->entryField()->hasFocus());
+    QTest::keyClicks(list->entryField(), QStringLiteral("Draft outline"));
+    QTest::keyClick(list->entryField(), Qt::Key_Escape);
+    EXPECT_TRUE(store->planned().empty());
+    EXPECT_FALSE(state.adding);
+    EXPECT_TRUE(state.newTitle.isEmpty());
+    EXPECT_FALSE(dir.exists(QStringLiteral("planned.json")) && plannedJson().size() > 0);
+
+    QTest::mouseClick(list->plusButton(), Qt::LeftButton);
+    QTRY_VERIFY(list->entryField()->hasFocus());
+    EXPECT_TRUE(list->entryField()->text().isEmpty());
+    QTest::keyClicks(list->entryField(), QStringLiteral("Call the printer"));
+    elsewhere->setFocus(Qt::MouseFocusReason);
+    processEvents();
+    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Call the printer")}));
+    EXPECT_FALSE(state.adding);
+    elsewhere->clearFocus();
+    processEvents();
+    EXPECT_EQ(store->planned().size(), 1u);
+}
+
+TEST_F(PlannedListFixture, HeaderCollapsesAndFiveRowsScroll) {
+    seedPlanned({planned(QStringLiteral("One")), planned(QStringLiteral("Two")),
+                 planned(QStringLiteral("Three")), planned(QStringLiteral("Four"))});
+    build();
+    EXPECT_EQ(list->headerRow()->toolTip(), QStringLiteral("Show planned blocks"));
+    EXPECT_TRUE(list->visibleRows().isEmpty());
+    QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
+    EXPECT_TRUE(state.expanded);
+    ASSERT_EQ(list->visibleRows().size(), 4);
+    EXPECT_EQ(list->rowsArea()->height(), 4 * PlannedListView::rowHeight);
+    EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+
+    store->addPlanned(planned(QStringLiteral("Five")));
+    processEvents();
+    ASSERT_EQ(list->visibleRows().size(), 5);
+    EXPECT_EQ(list->rowsArea()->height(), 117);
+    EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
+    EXPECT_EQ(list->visibleRows().last()->item().title, QStringLiteral("Five"));
+
+    // Collapsing also closes an open entry row.
+    state.adding = true;
+    list->sync();
+    QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
+    EXPECT_FALSE(state.expanded);
+    EXPECT_FALSE(state.adding);
+}
+
+TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
+    const PlannedBlock a = planned(QStringLiteral("Alpha"));
+    const PlannedBlock b = planned(QStringLiteral("Beta"), WorkKind::shallow);
+    seedPlanned({a, b});
+    state.expanded = true;
+    build();
+    PlannedRow* rowA = list->row(a.id);
+    PlannedRow* rowB = list->row(b.id);
+    ASSERT_TRUE(rowA && rowB);
+    EXPECT_FALSE(rowA->pinButton()->isVisible());
+    EXPECT_EQ(rowA->toolTip(), QStringLiteral("Schedule at the next free time"));
+
+    hover(rowA);
+    EXPECT_TRUE(rowA->pinButton()->isVisible());
+    EXPECT_TRUE(rowA->deleteButton()->isVisible());
+    hover(rowB);   // the pointer arrives in B…
+    unhover(rowA); // …before A hears that it left
+    EXPECT_EQ(list->hoveredID(), b.id);
+    EXPECT_TRUE(rowB->pinButton()->isVisible());
+    EXPECT_FALSE(rowA->pinButton()->isVisible());
+
+    // Pin, then unpin: the key leaves the file again.
+    EXPECT_EQ(rowB->pinButton()->toolTip(),
+              QStringLiteral("Pin — keep it in the backlog to schedule again"));
+    QTest::mouseClick(rowB->pinButton(), Qt::LeftButton);
+    EXPECT_EQ(plannedJson()[1].toObject().value(QStringLiteral("pinned")), QJsonValue(true));
+    EXPECT_EQ(list->row(b.id)->pinButton()->toolTip(),
+              QStringLiteral("Unpin — scheduling will remove it from the backlog"));
+    QTest::mouseClick(list->row(b.id)->pinButton(), Qt::LeftButton);
+    EXPECT_FALSE(plannedJson()[1].toObject().contains(QStringLiteral("pinned")));
+
+    QTest::mouseClick(list->row(b.id)->swatch(), Qt::LeftButton);
+    EXPECT_EQ(store->planned()[1].kind, WorkKind::deep);
+
+    QTest::mouseClick(rowA, Qt::LeftButton, {}, QPoint(120, 10));
+    ASSERT_EQ(scheduled.size(), 1u);
+    EXPECT_EQ(scheduled[0].id, a.id);
+    EXPECT_EQ(store->planned().size(), 2u); // scheduling alone removes nothing
+
+    QTest::mouseClick(list->row(b.id)->deleteButton(), Qt::LeftButton);
+    processEvents();
+    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Alpha")}));
+    EXPECT_EQ(plannedJson().size(), 1);
+}
+
+TEST_F(PlannedListFixture, TheRowWhoseDraftIsOpenIsMarkedAndStillClickable) {
+    const PlannedBlock a = planned(QStringLiteral("Alpha"));
+    seedPlanned({a, planned(QStringLiteral("Beta"))});
+    state.expanded = true;
+    build();
+    list->setPendingID(a.id);
+    EXPECT_TRUE(list->row(a.id)->isPending());
+    EXPECT_FALSE(list->visibleRows().last()->isPending());
+    const QImage marked = list->row(a.id)->grab().toImage();
+    EXPECT_EQ(marked.pixelColor(1, 13).rgb(), ui::kindColor(WorkKind::deep).rgb());
+    QTest::mouseClick(list->row(a.id), Qt::LeftButton, {}, QPoint(120, 10));
+    EXPECT_EQ(scheduled.size(), 1u);
+    list->setPendingID(std::nullopt);
+    EXPECT_FALSE(list->row(a.id)->isPending());
+}
