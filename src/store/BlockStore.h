@@ -6,6 +6,7 @@
 #include "model/Settings.h"
 #include "model/WorkBlock.h"
 #include "store/FocusAids.h"
+#include "store/FocusDriving.h"
 #include "store/MinuteRange.h"
 
 #include <QDateTime>
@@ -16,6 +17,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace quillmere {
@@ -98,6 +100,9 @@ public:
     // Writes blocks.json (after asking the clock for a tick).
     void save();
 
+    // The moments (minutes of today) the last refresh wanted to be woken at; for tests.
+    const std::set<Minutes>& wakeMoments() const { return m_wakeMoments; }
+
 Q_SIGNALS:
     void blocksChanged();
     void currentKindChanged(std::optional<quillmere::WorkKind> kind);
@@ -106,12 +111,6 @@ Q_SIGNALS:
     void settingsChanged();
 
 private:
-    struct ChimeTarget {
-        QUuid blockID;
-        WorkKind kind;
-        QDateTime end;
-    };
-
     void setBlocks(std::vector<WorkBlock> blocks);
     void setRules(std::vector<RepeatRule> rules);
     void setPlanned(std::vector<PlannedBlock> planned);
@@ -121,6 +120,7 @@ private:
     void pruneOldDays();
     std::vector<MinuteRange> busyIntervals(const std::optional<QUuid>& excluding,
                                            const Weekdays& repeatDays) const;
+    void loadFiles();
     void scheduleBoundaryRefresh(Minutes after);
     void recordConfirmedBlocks();
     void updateNoise();
@@ -139,7 +139,7 @@ private:
     Settings m_settings;
     std::unique_ptr<StatsDB> m_statsDB;
     QString m_knownDay;
-    std::optional<ChimeTarget> m_chimeTarget;
+    std::optional<FocusDriving::ChimeTarget> m_chimeTarget;
     std::set<Minutes> m_wakeMoments;
     QSet<QUuid> m_confirmedIDs;
 };

@@ -8,16 +8,17 @@
 
 namespace quillmere::test {
 
-// A wall clock the test moves by hand.
+// A wall clock the test moves by hand. It holds an instant (kept in UTC), so a change of the
+// process's time zone shows the same instant in the new zone, as the system clock would.
 class FakeWallClock final : public WallClock {
 public:
-    explicit FakeWallClock(QDateTime now = QDateTime(QDate(2024, 3, 4), QTime(9, 0)))
-        : m_now(std::move(now)) {}
+    explicit FakeWallClock(const QDateTime& now = QDateTime(QDate(2024, 3, 4), QTime(9, 0)))
+        : m_now(now.toUTC()) {}
 
     QDateTime now() const override { return m_now; }
-    void set(QDateTime now) { m_now = std::move(now); }
-    // Local wall time on a given date.
-    void set(QDate date, QTime time) { m_now = QDateTime(date, time); }
+    void set(const QDateTime& now) { m_now = now.toUTC(); }
+    // Local wall time on a given date, in the zone in force now.
+    void set(QDate date, QTime time) { m_now = QDateTime(date, time).toUTC(); }
     void advanceSecs(qint64 seconds) { m_now = m_now.addSecs(seconds); }
     void advanceMSecs(qint64 ms) { m_now = m_now.addMSecs(ms); }
 

@@ -1,0 +1,90 @@
+#include "store/FreeTime.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace quillmere::FreeTime {
+
+std::vector<MinuteRange> reservedSlots(const std::vector<RepeatRule>& rules,
+                                       const Weekdays& repeatDays,
+                                       const std::optional<QUuid>& excludingRuleID) {
+    std::vector<MinuteRange> slots;
+    if (repeatDays.empty())
+        return slots;
+    for (const RepeatRule& rule : rules) {
+        if (excludingRuleID && rule.id == *excludingRuleID)
+            continue;
+        const bool shares = std::any_of(rule.weekdays.begin(), rule.weekdays.end(),
+                                        [&](int day) { return repeatDays.count(day) > 0; });
+        if (shares)
+            slots.push_back({rule.startMinutes, rule.endMinutes()});
+    }
+    return slots;
+}
+
+std::optional<Minutes> nearestFreeStart(std::vector<MinuteRange> busy, Minutes target,
+                                        Minutes duration) {
+    std::stable_sort(busy.begin(), busy.end(),
+                     [](const MinuteRange& a, const MinuteRange& b) { return a.lower < b.lower; });
+    std::optional<Minutes> best;
+    Minutes bestDistance = 0;
+    const auto consider = [&](Minutes lower, Minutes upper) {
+        if (upper - lower < duration)
+            return;
+        const Minutes candidate = std::max(std::min(target, upper - duration), lower);
+        const Minutes distance = std::llabs(candidate - target);
+        if (!best || distance < bestDistance) {
+            best = candidate;
+            bestDistance = distance;
+        }
+    };
+    Minutes cursor = 0;
+    for (const MinuteRange& interval : busy) {
+        if (cursor < interval.lower)
+            consider(cursor, interval.lower);
+        cursor = std::max(cursor, interval.upper);
+    }
+    if (cursor < minutesPerDay)
+        consider(cursor, minutesPerDay);
+    return best;
+}
+
+std::optional<MinuteRange> freeGap(const std::vector<MinuteRange>& busy, Minutes minute) {
+    MinuteRange gap{0, minutesPerDay};
+    for (const MinuteRange& interval : busy) {
+        if (interval.upper <= minute)
+            gap.lower = std::max(gap.lower, interval.upper);
+        else if (interval.lower < minute)
+            return std::nullopt;
+        else
+            gap.upper = std::min(gap.upper, interval.lower);
+    }
+    return gap;
+}
+
+Minutes roundUpToGrid(Minutes m) {
+    const Minutes rest = ((m % gridStep) + gridStep) % gridStep;
+    return rest == 0 ? m : checkedAdd(m, gridStep - rest);
+}
+
+std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now) {
+    Minutes start = roundUpToGrid(now);
+    for (const WorkBlock& block : todaySorted) {
+        if (checkedAdd(start, gridStep) <= block.startMinutes)
+            break;
+        if (start < block.endMinutes())
+            start = roundUpToGrid(block.endMinutes());
+    }
+    if (checkedAdd(start, gridStep) > minutesPerDay)
+        return std::nullopt;
+    Minutes next = minutesPerDay;
+    for (const WorkBlock& block : todaySorted) {
+        if (block.startMinutes > start) {
+            next = block.startMinutes;
+            break;
+        }
+    }
+    return Placement{start, std::min<Minutes>(next - start, 60)};
+}
+
+} // namespace quillmere::FreeTime

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "model/RepeatRule.h"
+#include "model/WorkBlock.h"
+#include "store/MinuteRange.h"
+
+#include <QUuid>
+
+#include <optional>
+#include <vector>
+
+// Finding room on one day's timeline. Pure functions over busy intervals, called on every
+// drag update, so they only build small lists.
+namespace quillmere::FreeTime {
+
+// The times that other repeat rules hold on any of the given weekdays, whatever today is.
+std::vector<MinuteRange> reservedSlots(const std::vector<RepeatRule>& rules,
+                                       const Weekdays& repeatDays,
+                                       const std::optional<QUuid>& excludingRuleID);
+
+// The start nearest to `target` at which `duration` fits into a free gap of the day; ties go
+// to the earlier start. Nothing when no gap is long enough.
+std::optional<Minutes> nearestFreeStart(std::vector<MinuteRange> busy, Minutes target,
+                                        Minutes duration);
+
+// The free gap that holds `minute`; nothing when the minute lies strictly inside a busy
+// interval. A busy interval starting exactly at the minute gives an empty gap, not nothing.
+std::optional<MinuteRange> freeGap(const std::vector<MinuteRange>& busy, Minutes minute);
+
+struct Placement {
+    Minutes start;
+    Minutes duration;
+};
+
+// The next free quarter hour at or after `now` among a day's blocks (sorted by start), with a
+// length of up to an hour; nothing when the day is full.
+std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now);
+
+Minutes roundUpToGrid(Minutes m);
+
+} // namespace quillmere::FreeTime

@@ -1,0 +1,91 @@
+#include "StoreFixture.h"
+
+#include <QFile>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+std::vector<std::pair<const char*, QByteArray>> damagedContents() {
+    QByteArray deep(200000, '[');
+    QByteArray huge = "[" + QByteArray(50 * 1024 * 1024, ' ') + "{\"x\":1}]";
+    return {
+        {"empty", QByteArray()},
+        {"truncated",
+         QByteArray(R"([{"id": "6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0", "title": "Wr)")},
+        {"wrong type", QByteArray(R"({"id": 5})")},
+        {"wrong element", QByteArray(R"([1, 2, 3])")},
+        {"deep nesting", deep},
+        {"huge numbers", QByteArray(R"([{"startMinutes": 1e400, "durationMinutes": -1e308}])")},
+        {"binary", QByteArray("\x00\x01\xff\xfe", 4)},
+        {"fifty megabytes", huge},
+    };
+}
+
+} // namespace
+
+TEST_F(StoreFixture, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListChanges) {
+    const QStringList files{QStringLiteral("blocks.json"), QStringLiteral("rules.json"),
+                            QStringLiteral("planned.json"), QStringLiteral("settings.json")};
+    for (const auto& [label, bytes] : damagedContents()) {
+        SCOPED_TRACE(label);
+        for (const QString& file : files)
+            dir.write(file, bytes);
+        open();
+        processEvents();
+        EXPECT_TRUE(store->blocks().empty());
+        EXPECT_TRUE(store->rules().empty());
+        EXPECT_TRUE(store->planned().empty());
+        EXPECT_EQ(store->settings(), Settings{});
+        for (const QString& file : files)
+            EXPECT_EQ(dir.read(file), bytes) << file.toStdString();
+    }
+
+    // The first change of one list replaces that file and only that file.
+    const QByteArray junk("not json");
+    for (const QString& file : files)
+        dir.write(file, junk);
+    open();
+    store->addPlanned({QUuid::createUuid(), QStringLiteral("x"), WorkKind::deep, 0, std::nullopt});
+    EXPECT_EQ(
+        json::decodeList<PlannedBlock>(dir.read(QStringLiteral("planned.json")).value())->size(),
+        1u);
+    EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), junk);
+    EXPECT_EQ(dir.read(QStringLiteral("rules.json")), junk);
+    EXPECT_EQ(dir.read(QStringLiteral("settings.json")), junk);
+}
+
+TEST_F(StoreFixture, AnUnwritableFolderStillWorksInMemory) {
+    // A regular file where the data folder's parent should be: nothing can be created below it.
+    dir.write(QStringLiteral("occupied"), "x");
+    store =
+        std::make_unique<BlockStore>(clock, aids, dir.file(QStringLiteral("occupied/Quillmere")));
+    processEvents();
+    const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 600, 60);
+    store->add(block);
+    store->setRepeat({2}, block.id);
+    Settings changed;
+    changed.nudgesEnabled = false;
+    store->setSettings(changed);
+    EXPECT_EQ(store->blocks().size(), 1u);
+    EXPECT_EQ(store->rules().size(), 1u);
+    EXPECT_FALSE(store->settings().nudgesEnabled);
+    EXPECT_EQ(store->nextFreeBlock(WorkKind::deep)->startMinutes, 540);
+    EXPECT_EQ(dir.read(QStringLiteral("occupied")), QByteArray("x"));
+}
+
+TEST_F(StoreFixture, ADamagedStatisticsDatabaseDoesNotStopStartUp) {
+    const QByteArray garbage(4096, 'z');
+    dir.write(QStringLiteral("stats.sqlite"), garbage);
+    const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 480, 60);
+    seedBlocks({block});
+    wall.set(QDate(2024, 3, 4), QTime(9, 0, 0, 100)); // just after the block's end
+    open();
+    EXPECT_TRUE(store->confirmedIDs().empty());
+    store->refreshBlock();
+    // Confirmation still freezes the block for this run, and the damaged file is left alone.
+    EXPECT_TRUE(store->confirmedIDs().contains(block.id));
+    EXPECT_TRUE(store->isFrozen(block));
+    EXPECT_EQ(dir.read(QStringLiteral("stats.sqlite")), garbage);
+}

@@ -1,0 +1,208 @@
+#include "store/StatsDB.h"
+
+#include "StoreFixture.h"
+
+#include <functional>
+#include <map>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+// Runs the store through simulated time the way the real clock would: a tick 0.1 s after
+// every half minute, and one at each alarm the store set, whichever comes first.
+struct DayRun : StoreFixture {
+    std::multimap<QDateTime, std::function<void()>> actions;
+    std::vector<QDateTime> wakes;
+
+    void at(QDate date, QTime time, std::function<void()> action) {
+        actions.emplace(QDateTime(date, time).toUTC(), std::move(action));
+    }
+
+    void runUntil(const QDateTime& end) {
+        const QDateTime stop = end.toUTC();
+        while (wall.now() < stop) {
+            QDateTime next = wall.now().addSecs(30);
+            next = next.addMSecs(-(next.toMSecsSinceEpoch() % 30000) + 100);
+            if (const auto wake = clock.pendingWake(); wake && *wake<next&& * wake> wall.now())
+                next = wake->toUTC();
+            // Actions happen at their own instant, with the refresh their changes request.
+            while (!actions.empty() && actions.begin()->first <= next) {
+                wall.set(actions.begin()->first);
+                auto action = actions.begin()->second;
+                actions.erase(actions.begin());
+                action();
+                processEvents();
+            }
+            wall.set(next);
+            clock.tick();
+            processEvents();
+            if (const auto wake = clock.pendingWake();
+                wake && (wakes.empty() || wakes.back() != *wake))
+                wakes.push_back(*wake);
+        }
+    }
+
+    int stampedOn(const QString& day, const QUuid& rule) const {
+        return static_cast<int>(
+            std::count_if(store->blocks().begin(), store->blocks().end(), [&](const WorkBlock& b) {
+                return b.day == day && b.repeatRuleID == rule;
+            }));
+    }
+};
+
+const QDate monday(2024, 3, 4);
+const QDate tuesday(2024, 3, 5);
+
+} // namespace
+
+TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
+    const RepeatRule standup = makeRule(QStringLiteral("Standup"), 540, 15, {2}, WorkKind::shallow);
+    const RepeatRule focus = makeRule(QStringLiteral("Focus"), 600, 60, {2, 3});
+    const RepeatRule tuesdayOnly = makeRule(QStringLiteral("Tuesday"), 840, 60, {3});
+    seedRules({tuesdayOnly, focus, standup});
+    const WorkBlock write = makeBlock(QStringLiteral("Write"), today, 660, 60);
+    const WorkBlock mail =
+        makeBlock(QStringLiteral(" \tMail\t"), today, 780, 30, WorkKind::shallow);
+    WorkBlock later = makeBlock(QStringLiteral("Later"), today, 960, 30);
+    seedBlocks({write, mail, later});
+    wall.set(monday, QTime(7, 0));
+    open();
+    processEvents();
+
+    // Start-up stamped Monday's rules once and marked every rule as considered.
+    EXPECT_EQ(stampedOn(today, standup.id), 1);
+    EXPECT_EQ(stampedOn(today, focus.id), 1);
+    EXPECT_EQ(stampedOn(today, tuesdayOnly.id), 0);
+    for (const RepeatRule& rule : rulesOnDisk())
+        EXPECT_EQ(rule.lastStampedDay, today);
+
+    const QUuid standupBlock =
+        std::find_if(store->blocks().begin(), store->blocks().end(), [&](const WorkBlock& b) {
+            return b.repeatRuleID == standup.id;
+        })->id;
+    std::optional<QString> tipAt1030, tipAt1315, tipAt1230;
+    std::optional<QDateTime> wakeAt0930;
+    std::optional<WorkKind> kindAt1310;
+    WorkBlock drawnOverPast = makeBlock(QStringLiteral("Past"), today, 720, 30);
+    at(monday, QTime(7, 30), [&] { store->deleteBlock(standupBlock); });
+    at(monday, QTime(9, 30), [&] { wakeAt0930 = clock.pendingWake(); });
+    at(monday, QTime(10, 30, 5), [&] { tipAt1030 = aids.toolTip; });
+    at(monday, QTime(12, 30, 5), [&] { tipAt1230 = aids.toolTip; });
+    at(monday, QTime(13, 5), [&] {
+        drawnOverPast.createdAt = TimeMath::referenceSeconds(wall.now());
+        store->add(drawnOverPast);
+    });
+    at(monday, QTime(13, 10, 5), [&] { kindAt1310 = store->currentKind(); });
+    at(monday, QTime(13, 15, 5), [&] { tipAt1315 = aids.toolTip; });
+    at(monday, QTime(15, 56), [&] {
+        later = *store->savedBlock(later.id);
+        later.startMinutes = 958;
+        store->update(later);
+    });
+    runUntil(QDateTime(tuesday, QTime(0, 30)));
+
+    EXPECT_EQ(aids.calls,
+              (QStringList{QStringLiteral("remind Focus at 595"), QStringLiteral("noise 0.1"),
+                           QStringLiteral("sound Submarine"), QStringLiteral("watch Focus"),
+                           QStringLiteral("remind Write at 655"), QStringLiteral("sound Glass"),
+                           QStringLiteral("sound Submarine"), QStringLiteral("watch Write"),
+                           QStringLiteral("noise off"), QStringLiteral("sound Glass"),
+                           QStringLiteral("watch off"), QStringLiteral("remind Later at 955"),
+                           QStringLiteral("remind Later at 956"), QStringLiteral("noise 0.1"),
+                           QStringLiteral("sound Submarine"), QStringLiteral("watch Later"),
+                           QStringLiteral("noise off"), QStringLiteral("sound Glass"),
+                           QStringLiteral("watch off")}));
+
+    EXPECT_EQ(tipAt1030, QStringLiteral("Focus"));
+    EXPECT_EQ(tipAt1230, std::nullopt);
+    EXPECT_EQ(tipAt1315, QStringLiteral("Mail"));
+    EXPECT_EQ(kindAt1310, WorkKind::shallow);
+    EXPECT_EQ(wakeAt0930, QDateTime(monday, QTime(9, 55, 0, 100)));
+    // Every boundary and reminder moment was asked for, 0.1 s after it began.
+    for (const QTime& t : {QTime(9, 55), QTime(10, 0), QTime(10, 55), QTime(11, 0), QTime(12, 0),
+                           QTime(13, 0), QTime(13, 30), QTime(15, 58), QTime(16, 28)})
+        EXPECT_NE(std::find(wakes.begin(), wakes.end(), QDateTime(monday, t.addMSecs(100))),
+                  wakes.end())
+            << t.toString().toStdString();
+
+    // The deleted stamped block did not come back on Monday; Tuesday got its own stamps.
+    EXPECT_EQ(stampedOn(today, standup.id), 0);
+    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), focus.id), 1);
+    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), tuesdayOnly.id), 1);
+    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), standup.id), 0);
+
+    // Each block that ended while the program ran was confirmed once; the one drawn over the
+    // past never was.
+    StatsDB stats(dir.file(QStringLiteral("stats.sqlite")));
+    const QSet<QUuid> confirmed = stats.confirmedIDs(today);
+    EXPECT_EQ(confirmed.size(), 4);
+    EXPECT_TRUE(confirmed.contains(write.id) && confirmed.contains(mail.id) &&
+                confirmed.contains(later.id));
+    EXPECT_FALSE(confirmed.contains(drawnOverPast.id));
+    EXPECT_EQ(store->confirmedIDs(), confirmed);
+}
+
+TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
+    seedBlocks({makeBlock(QStringLiteral("Deep"), today, 540, 60)});
+    wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
+    open();
+    processEvents();
+    Settings settings = store->settings();
+    settings.deepWorkNoise = DeepWorkNoise::off;
+    settings.nudgesEnabled = false;
+    settings.chimesEnabled = false;
+    at(monday, QTime(9, 40), [&] { store->setSettings(settings); });
+    at(monday, QTime(9, 50), [&] {
+        settings.chimesEnabled = true;
+        settings.noiseVolume = 0.5;
+        settings.deepWorkNoise = DeepWorkNoise::brown;
+        store->setSettings(settings);
+    });
+    runUntil(QDateTime(monday, QTime(10, 1)));
+    EXPECT_EQ(aids.calls, (QStringList{QStringLiteral("noise 0.1"), QStringLiteral("watch Deep"),
+                                       QStringLiteral("noise off"), QStringLiteral("watch off"),
+                                       QStringLiteral("noise 0.5"), QStringLiteral("noise off"),
+                                       QStringLiteral("sound Glass")}));
+}
+
+TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
+    TzGuard::set("America/New_York");
+    const RepeatRule early = makeRule(QStringLiteral("Early"), 120, 60, {1, 2, 3, 4, 5, 6, 7});
+    const RepeatRule noon = makeRule(QStringLiteral("Noon"), 720, 60, {1, 2, 3, 4, 5, 6, 7});
+    seedRules({early, noon});
+    for (const QDate& day : {QDate(2024, 3, 10), QDate(2024, 11, 3)}) {
+        SCOPED_TRACE(day.toString(Qt::ISODate).toStdString());
+        wall.set(day.addDays(-1), QTime(22, 0));
+        clock.tick();
+        open();
+        processEvents();
+        runUntil(QDateTime(day.addDays(1), QTime(1, 0)));
+        const QString key = day.toString(Qt::ISODate);
+        EXPECT_EQ(stampedOn(key, early.id), 1);
+        EXPECT_EQ(stampedOn(key, noon.id), 1);
+        EXPECT_EQ(clock.today(), day.addDays(1).toString(Qt::ISODate));
+        for (const WorkBlock& block : store->blocks())
+            EXPECT_TRUE(TimeMath::dateFromDayKey(block.day).has_value());
+    }
+
+    // Travelling east past midnight: the new day is stamped once, and going back does not
+    // stamp the old day again.
+    wall.set(QDate(2024, 6, 3), QTime(20, 0));
+    clock.tick();
+    open();
+    processEvents();
+    runUntil(QDateTime(QDate(2024, 6, 3), QTime(20, 5)));
+    TzGuard::set("Asia/Tokyo");
+    runUntil(wall.now().addSecs(300));
+    EXPECT_EQ(clock.today(), QStringLiteral("2024-06-04"));
+    TzGuard::set("America/New_York");
+    runUntil(wall.now().addSecs(300));
+    EXPECT_EQ(clock.today(), QStringLiteral("2024-06-03"));
+    for (const QString& key : {QStringLiteral("2024-06-03"), QStringLiteral("2024-06-04")}) {
+        EXPECT_LE(stampedOn(key, early.id), 1);
+        EXPECT_LE(stampedOn(key, noon.id), 1);
+    }
+    EXPECT_EQ(stampedOn(QStringLiteral("2024-06-04"), noon.id), 1);
+}

@@ -1,0 +1,109 @@
+#include "StoreFixture.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+TEST_F(StoreFixture, FirstStartInAnEmptyFolderWritesNothing) {
+    const QString folder = dir.file(QStringLiteral("nested/Quillmere"));
+    store = std::make_unique<BlockStore>(clock, aids, folder);
+    EXPECT_TRUE(QFileInfo(folder).isDir());
+    EXPECT_TRUE(store->blocks().empty());
+    EXPECT_TRUE(store->rules().empty());
+    EXPECT_TRUE(store->planned().empty());
+    EXPECT_EQ(store->settings(), Settings{});
+    EXPECT_TRUE(clock.hasHeartbeat());
+    processEvents();
+    const QStringList files = QDir(folder).entryList(QDir::Files);
+    EXPECT_EQ(files, QStringList{QStringLiteral("stats.sqlite")});
+}
+
+TEST_F(StoreFixture, SettingsAreRewrittenAtStartOnlyWhenTheyDifferFromTheDefaults) {
+    const QByteArray defaults = R"({"chimesEnabled":true,"deepWorkNoise":"brown","noiseVolume":0.1,
+        "nudgesEnabled":true,"remindersEnabled":true})";
+    dir.write(QStringLiteral("settings.json"), defaults);
+    open();
+    EXPECT_EQ(dir.read(QStringLiteral("settings.json")), defaults);
+
+    const QByteArray custom = R"({"remindersEnabled":false,"noiseVolume":0.5,"unknown":1,
+        "nudgesEnabled":true,"deepWorkNoise":"off","chimesEnabled":true})";
+    dir.write(QStringLiteral("settings.json"), custom);
+    open();
+    EXPECT_EQ(store->settings().deepWorkNoise, DeepWorkNoise::off);
+    const QByteArray written = dir.read(QStringLiteral("settings.json")).value();
+    EXPECT_NE(written, custom);
+    EXPECT_LT(written.indexOf("chimesEnabled"), written.indexOf("remindersEnabled"));
+    EXPECT_FALSE(written.contains("unknown"));
+}
+
+TEST_F(StoreFixture, SettingsChangeHookSavesAndTicksOnlyOnRealChanges) {
+    open();
+    processEvents();
+    int ticks = 0;
+    clock.setOnTick([&] { ++ticks; });
+    store->setSettings(store->settings());
+    processEvents();
+    EXPECT_FALSE(dir.exists(QStringLiteral("settings.json")));
+    EXPECT_EQ(ticks, 0);
+
+    Settings quiet = store->settings();
+    quiet.chimesEnabled = false;
+    store->setSettings(quiet);
+    processEvents();
+    EXPECT_EQ(json::decodeSettingsFile(dir.read(QStringLiteral("settings.json")).value()), quiet);
+    EXPECT_EQ(ticks, 1);
+}
+
+TEST_F(StoreFixture, PruningKeepsThirtyCalendarDaysAndRewritesOnlyWhenSomethingGoes) {
+    wall.set(QDate(2024, 3, 31), QTime(12, 0));
+    const WorkBlock kept = makeBlock(QStringLiteral("kept"), QStringLiteral("2024-03-01"), 540, 60);
+    const WorkBlock gone = makeBlock(QStringLiteral("gone"), QStringLiteral("2024-02-29"), 540, 60);
+    const WorkBlock future =
+        makeBlock(QStringLiteral("later"), QStringLiteral("2025-01-01"), 60, 60);
+    seedBlocks({gone, kept, future});
+    open();
+    EXPECT_EQ(store->blocks(), (std::vector<WorkBlock>{kept, future}));
+    EXPECT_EQ(blocksOnDisk(), (std::vector<WorkBlock>{kept, future}));
+
+    // Nothing to prune: the file keeps its exact bytes.
+    const QByteArray compact =
+        QJsonDocument(QJsonArray{json::encode(kept)}).toJson(QJsonDocument::Compact);
+    dir.write(QStringLiteral("blocks.json"), compact);
+    open();
+    EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), compact);
+}
+
+TEST_F(StoreFixture, EachOperationWritesItsOwnFileWhole) {
+    open();
+    const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 600, 60);
+    store->add(block);
+    EXPECT_EQ(blocksOnDisk(), std::vector<WorkBlock>{block});
+    EXPECT_FALSE(dir.exists(QStringLiteral("rules.json")));
+    EXPECT_FALSE(dir.exists(QStringLiteral("planned.json")));
+    const QByteArray bytes = dir.read(QStringLiteral("blocks.json")).value();
+    EXPECT_TRUE(bytes.startsWith("[\n    {\n"));
+
+    const PlannedBlock item{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::shallow, 5.0,
+                            std::nullopt};
+    store->addPlanned(item);
+    EXPECT_EQ(json::decodeList<PlannedBlock>(dir.read(QStringLiteral("planned.json")).value()),
+              std::vector<PlannedBlock>{item});
+    EXPECT_FALSE(dir.exists(QStringLiteral("rules.json")));
+    // No temporary files are left behind.
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), 3);
+}
+
+TEST_F(StoreFixture, ChangesToBlocksRequestOneCoalescedTick) {
+    open();
+    processEvents();
+    int ticks = 0;
+    clock.setOnTick([&] { ++ticks; });
+    store->add(makeBlock(QStringLiteral("a"), today, 600, 30));
+    store->add(makeBlock(QStringLiteral("b"), today, 700, 30));
+    store->addPlanned({QUuid::createUuid(), QStringLiteral("c"), WorkKind::deep, 0, std::nullopt});
+    processEvents();
+    EXPECT_EQ(ticks, 1);
+}

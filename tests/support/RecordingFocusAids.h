@@ -1,0 +1,59 @@
+#pragma once
+
+#include "model/JsonCodec.h"
+#include "store/FocusAids.h"
+
+#include <QString>
+#include <QStringList>
+
+namespace quillmere::test {
+
+// Writes every call the store makes into a readable log, so tests can compare whole sequences.
+// Repeated calls that change nothing (noise kept at the same volume, the same block watched
+// again, the same tooltip) are folded, as the real aids do nothing for them either.
+class RecordingFocusAids final : public FocusAids {
+public:
+    QStringList calls;
+    std::optional<QString> toolTip;
+    int toolTipCalls = 0;
+    int reminderOffers = 0;
+
+    void playNoise(float volume) override { note(u"noise " + QString::number(volume, 'g', 3)); }
+    void stopNoise() override { note(QStringLiteral("noise off")); }
+    void playSound(const QString& name) override { calls << u"sound " + name; }
+    void watchBanners(const WorkBlock& block) override { note(u"watch " + block.title); }
+    void stopWatchingBanners() override { note(QStringLiteral("watch off")); }
+    // The store offers on every refresh inside the lead time; what the user sees is one card
+    // per block and start, which is what gets a line.
+    void offerReminder(const WorkBlock& block, Minutes now) override {
+        ++reminderOffers;
+        auto& announced = m_reminded[block.id];
+        if (announced == block.startMinutes)
+            return;
+        announced = block.startMinutes;
+        calls << QStringLiteral("remind %1 at %2").arg(block.title).arg(now);
+    }
+    void setToolTip(const std::optional<QString>& text) override {
+        ++toolTipCalls;
+        toolTip = text;
+    }
+
+    // Only the changes of the folded states, and every sound and reminder.
+    void note(const QString& state) {
+        const QString family = state.section(u' ', 0, 0);
+        auto& last = m_lastState[family];
+        if (last == state)
+            return;
+        // "noise off" or "watch off" before anything ever started is not worth a line.
+        if (last.isEmpty() && state.endsWith(u" off"))
+            return;
+        last = state;
+        calls << state;
+    }
+
+private:
+    QHash<QString, QString> m_lastState;
+    QHash<QUuid, std::optional<Minutes>> m_reminded;
+};
+
+} // namespace quillmere::test
