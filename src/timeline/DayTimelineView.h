@@ -10,6 +10,7 @@
 #include <QUuid>
 
 #include <optional>
+#include <vector>
 
 namespace quillmere {
 
@@ -77,6 +78,13 @@ private:
         Minutes delta = 0;
     };
 
+    // Today's stored blocks with the working copy in place of its saved version (or added
+    // after them when it is a draft).
+    std::vector<WorkBlock> visible() const;
+    bool isDraftBlock(const QUuid& id) const;
+    qreal inkFraction(const QUuid& id, Minutes start, Minutes duration) const;
+    QString durationText(const WorkBlock& block, Minutes start, Minutes duration) const;
+
     // The store's answers, as the free-time rules for one block need them.
     Weekdays activeRepeatDays(const WorkBlock& block) const;
     Minutes movedStart(const WorkBlock& block, Minutes delta) const;
@@ -85,6 +93,9 @@ private:
     Minutes displayStart(const WorkBlock& block) const;
     Minutes displayDuration(const WorkBlock& block) const;
 
+    // Changes the selection without scrolling yet: a gesture sets its own state in the same
+    // step, and revealIfIdle() decides afterwards whether the request still stands.
+    void select(const std::optional<QUuid>& id);
     void commit(const WorkBlock& block);
     void requestReveal();
     void revealIfIdle();

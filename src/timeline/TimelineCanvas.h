@@ -1,0 +1,74 @@
+#pragma once
+
+#include "model/WorkBlock.h"
+#include "timeline/BlockView.h"
+
+#include <QPointF>
+#include <QRectF>
+#include <QWidget>
+
+#include <optional>
+#include <vector>
+
+namespace quillmere {
+class DayTimelineView;
+}
+
+namespace quillmere::timeline {
+
+// The scrolled content of DayTimelineView: paints the day and turns pointer and keys into the
+// view's gestures. All state lives in the view; this widget only holds the press under way.
+class TimelineCanvas final : public QWidget {
+public:
+    explicit TimelineCanvas(DayTimelineView& view);
+
+    // Distances a press must travel before it becomes a drag, by what it started on.
+    static constexpr qreal createThreshold = 5;
+    static constexpr qreal moveThreshold = 4;
+    static constexpr qreal resizeThreshold = 2;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    enum class Target { grid, body, topHandle, bottomHandle, frozen };
+
+    struct Placed {
+        WorkBlock block; // as visible, before any drag is applied
+        BlockView card;
+        QRectF box; // timeline coordinates
+        bool frozen = false;
+    };
+
+    struct Press {
+        QPointF position; // timeline coordinates
+        Target target = Target::grid;
+        WorkBlock block;
+        bool dragging = false;
+    };
+
+    std::vector<Placed> place() const;
+    // The block (and which part of it) under a point, topmost first; none is the empty grid.
+    std::optional<std::pair<Target, WorkBlock>> hit(const QPointF& point) const;
+    QPointF toTimeline(const QPointF& canvasPoint) const;
+
+    void paintGrid(QPainter& painter, const QRectF& clip, const TextColors& colors) const;
+    void paintReserved(QPainter& painter, const TextColors& colors) const;
+    void paintCreation(QPainter& painter, const TextColors& colors) const;
+    void paintNow(QPainter& painter) const;
+
+    void updateDrag(const QPointF& point);
+    void endDrag();
+    void nudgeSelected(int direction, bool resize);
+    void showCursor(Qt::CursorShape shape);
+
+    DayTimelineView& m_view;
+    std::optional<Press> m_press;
+    Qt::CursorShape m_cursor = Qt::ArrowCursor;
+};
+
+} // namespace quillmere::timeline
