@@ -428,7 +428,7 @@ QAction* ScheduleView::action(const QString& text) const {
     return nullptr;
 }
 
-SummaryChip* ScheduleView::summaryChip(WorkKind kind) const {
+QWidget* ScheduleView::summaryChip(WorkKind kind) const {
     return kind == WorkKind::deep ? m_deepChip : m_shallowChip;
 }
 

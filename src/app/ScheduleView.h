@@ -71,7 +71,7 @@ public:
 
     QLabel* dateLabel() const { return m_date; }
     QLabel* summaryHint() const { return m_hint; }
-    SummaryChip* summaryChip(WorkKind kind) const;
+    QWidget* summaryChip(WorkKind kind) const;
     QToolButton* addButton() const { return m_addButton; }
     QMenu* addMenu() const { return m_addMenu; }
     QToolButton* optionsButton() const { return m_optionsButton; }

@@ -310,7 +310,9 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     });
     connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
 
-    // Return saves from anywhere inside the form, including the title field.
+    // Return saves from anywhere inside the form. The shortcut takes it first whenever the form
+    // holds the focus; the field's own signal covers key presses sent to it directly.
+    connect(m_title, &QLineEdit::returnPressed, this, &BlockEditorView::commit);
     for (int key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(QKeySequence(key), this);
         shortcut->setContext(Qt::WidgetWithChildrenShortcut);

@@ -1,0 +1,311 @@
+#include "app/ScheduleView.h"
+#include "timeline/BlockEditorView.h"
+#include "timeline/DayTimelineView.h"
+
+#include "AppFixture.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QSlider>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+struct ScheduleFixture : AppFixture {
+    std::unique_ptr<ScheduleView> view;
+
+    ScheduleView& build(int dayFullMs = ScheduleView::defaultDayFullMs) {
+        open();
+        view = std::make_unique<ScheduleView>(*store, clock, nullptr, dayFullMs);
+        view->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+        QApplication::setActiveWindow(view.get());
+        return *view;
+    }
+
+    void choose(const QString& item) {
+        QAction* a = view->action(item);
+        ASSERT_NE(a, nullptr) << item.toStdString();
+        a->trigger();
+        processEvents();
+    }
+
+    bool editorShown() const { return view->editorArea()->isVisible(); }
+};
+
+} // namespace
+
+TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
+    const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);
+    seedBlocks({standup});
+    build();
+    EXPECT_EQ(view->size(), QSize(340, 560));
+    EXPECT_FALSE(editorShown());
+
+    choose(QStringLiteral("Add Deep Work"));
+    ASSERT_TRUE(view->working());
+    const WorkBlock draft = *view->working();
+    EXPECT_EQ(view->selectedID(), draft.id);
+    EXPECT_EQ(draft.startMinutes, 555); // 09:15, the next free quarter hour
+    EXPECT_EQ(draft.title, QStringLiteral("Deep Work"));
+    EXPECT_TRUE(view->isDraft(draft));
+    EXPECT_TRUE(editorShown());
+    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
+    EXPECT_EQ(view->timeline()->working(), draft);
+    EXPECT_EQ(view->timeline()->selectedID(), draft.id);
+
+    // The timeline selects the standup: the draft is gone without a trace.
+    view->timeline()->setSelectedID(standup.id);
+    processEvents();
+    EXPECT_EQ(view->selectedID(), standup.id);
+    EXPECT_EQ(view->working(), standup);
+    EXPECT_EQ(store->blocks().size(), 1u);
+    EXPECT_EQ(blocksOnDisk(), (std::vector<WorkBlock>{standup}));
+    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("1:00 PM – 1:30 PM"));
+
+    // Clicking empty timeline deselects and closes the editor.
+    view->timeline()->setSelectedID(std::nullopt);
+    processEvents();
+    EXPECT_FALSE(view->working());
+    EXPECT_FALSE(editorShown());
+}
+
+TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
+    seedBlocks({todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow)});
+    build();
+    choose(QStringLiteral("Add Shallow Work"));
+    QLineEdit* title = view->editor()->titleField();
+    QTest::mouseClick(title, Qt::LeftButton);
+    title->selectAll();
+    QTest::keyClicks(title, QStringLiteral("Inbox zero"));
+    QTest::mouseClick(view->editor()->dayToggle(3), Qt::LeftButton);
+    EXPECT_EQ(view->workingRepeatDays(), (Weekdays{3}));
+    const QUuid id = *view->selectedID();
+    QTest::keyClick(title, Qt::Key_Return);
+    processEvents();
+
+    ASSERT_EQ(store->blocks().size(), 2u);
+    const WorkBlock saved = store->blocks().back();
+    EXPECT_EQ(saved.id, id);
+    EXPECT_EQ(saved.title, QStringLiteral("Inbox zero"));
+    EXPECT_EQ(saved.kind, WorkKind::shallow);
+    EXPECT_TRUE(saved.repeatRuleID.has_value());
+    ASSERT_EQ(store->rules().size(), 1u);
+    EXPECT_EQ(store->rules()[0].weekdays, (Weekdays{3}));
+    EXPECT_EQ(blocksOnDisk().back().title, QStringLiteral("Inbox zero"));
+    EXPECT_FALSE(view->selectedID());
+    EXPECT_FALSE(view->working());
+    EXPECT_FALSE(editorShown());
+
+    // Editing a saved block and saving updates it in place.
+    view->setSelectedID(id);
+    QTest::mouseClick(view->editor()->startStepper()->incrementButton(), Qt::LeftButton);
+    QTest::mouseClick(view->editor()->saveButton(), Qt::LeftButton);
+    EXPECT_EQ(store->savedBlock(id)->startMinutes, saved.startMinutes + 15);
+    EXPECT_EQ(store->blocks().size(), 2u);
+
+    // Deleting a saved block removes it; a draft is only dropped.
+    view->setSelectedID(id);
+    QTest::mouseClick(view->editor()->deleteButton(), Qt::LeftButton);
+    EXPECT_FALSE(store->savedBlock(id));
+    EXPECT_EQ(blocksOnDisk().size(), 1u);
+}
+
+TEST_F(ScheduleFixture, SummaryShowsTheHintOrOneChipPerKindWithTime) {
+    build();
+    EXPECT_EQ(view->dateLabel()->text(),
+              QLocale().toString(QDate(2024, 3, 4), QStringLiteral("dddd, MMMM d")));
+    EXPECT_TRUE(view->summaryHint()->isVisible());
+    EXPECT_EQ(view->summaryHint()->text(),
+              QStringLiteral("No blocks yet — drag on the timeline to add one"));
+    store->add(todayBlock(QStringLiteral("Write"), 600, 90));
+    processEvents();
+    EXPECT_FALSE(view->summaryHint()->isVisible());
+    EXPECT_TRUE(view->summaryChip(WorkKind::deep)->isVisible());
+    EXPECT_FALSE(view->summaryChip(WorkKind::shallow)->isVisible());
+    EXPECT_EQ(view->summaryChip(WorkKind::deep)->toolTip(),
+              QStringLiteral("Deep Work scheduled today"));
+    EXPECT_EQ(view->addButton()->toolTip(),
+              QStringLiteral("Add a block (or drag on the timeline)"));
+}
+
+TEST_F(ScheduleFixture, TheDayFullBannerStaysForTheWholeWaitAfterTheLastFailure) {
+    {
+        // The real wait, without waiting for it.
+        build();
+        EXPECT_EQ(view->dayFullTimer()->interval(), 2500);
+        view.reset();
+    }
+    wall.set(QDate(2024, 3, 4), QTime(23, 50));
+    const WorkBlock late = todayBlock(QStringLiteral("Late"), 1380, 30);
+    seedBlocks({late});
+    // A tenth of the real wait keeps the suite fast; the failures are a tenth of 2 s apart.
+    build(250);
+    view->setSelectedID(late.id);
+
+    QElapsedTimer since;
+    choose(QStringLiteral("Add Shallow Work"));
+    since.start();
+    EXPECT_TRUE(view->showDayFull());
+    EXPECT_TRUE(view->dayFullBanner()->isVisible());
+    EXPECT_EQ(view->selectedID(), late.id); // nothing else changes
+    EXPECT_EQ(view->working(), late);
+
+    QTest::qWait(200);
+    choose(QStringLiteral("Add Deep Work"));
+    QElapsedTimer sinceSecond;
+    sinceSecond.start();
+    QTest::qWait(120); // past the first failure's 250 ms
+    if (sinceSecond.elapsed() < 240) {
+        EXPECT_TRUE(view->showDayFull());
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(!view->showDayFull(), 2000);
+    EXPECT_GE(sinceSecond.elapsed(), 250);
+    QTRY_VERIFY_WITH_TIMEOUT(!view->dayFullBanner()->isVisible(), 2000);
+    EXPECT_EQ(view->selectedID(), late.id);
+}
+
+TEST_F(ScheduleFixture, SchedulingUnpinnedAndPinnedBacklogItems) {
+    const PlannedBlock once = planned(QStringLiteral("Read chapter"));
+    const PlannedBlock again = planned(QStringLiteral("Stretch"), WorkKind::shallow, true);
+    seedPlanned({once, again});
+    build();
+    EXPECT_TRUE(view->trayArea()->isVisible());
+
+    view->schedulePlanned(once);
+    ASSERT_TRUE(view->working());
+    EXPECT_EQ(view->working()->id, once.id);
+    EXPECT_EQ(view->working()->title, QStringLiteral("Read chapter"));
+    EXPECT_TRUE(view->plannedList()->row(once.id)->isPending());
+    view->commit();
+    EXPECT_TRUE(store->savedBlock(once.id));
+    ASSERT_EQ(store->planned().size(), 1u);
+    EXPECT_EQ(plannedJson().size(), 1);
+
+    view->schedulePlanned(again);
+    const QUuid first = view->working()->id;
+    EXPECT_NE(first, again.id);
+    EXPECT_EQ(view->working()->kind, WorkKind::shallow);
+    view->commit();
+    view->schedulePlanned(again);
+    EXPECT_NE(view->working()->id, first);
+    view->commit();
+    EXPECT_EQ(store->planned().size(), 1u);
+    EXPECT_EQ(store->blocks().size(), 3u);
+}
+
+TEST_F(ScheduleFixture, SchedulingKeepsAHalfTypedEntryFirst) {
+    const PlannedBlock item = planned(QStringLiteral("Essay"));
+    seedPlanned({item});
+    build();
+    choose(QStringLiteral("Plan a Block"));
+    EXPECT_TRUE(view->tray().expanded);
+    EXPECT_TRUE(view->tray().adding);
+    QTRY_VERIFY(view->plannedList()->entryField()->hasFocus());
+    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("  Notes for Tom  "));
+
+    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
+    processEvents();
+    ASSERT_EQ(store->planned().size(), 2u);
+    EXPECT_EQ(store->planned()[1].title, QStringLiteral("Notes for Tom"));
+    EXPECT_EQ(view->working()->id, item.id);
+    EXPECT_TRUE(view->tray().newTitle.isEmpty());
+}
+
+TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
+    build();
+    EXPECT_FALSE(view->trayArea()->isVisible());
+    choose(QStringLiteral("Plan a Block"));
+    EXPECT_TRUE(view->trayArea()->isVisible());
+    EXPECT_TRUE(view->dismissLayer()->isVisible());
+    QTRY_VERIFY(view->plannedList()->entryField()->hasFocus());
+    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("Book flights"));
+
+    QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
+    processEvents();
+    ASSERT_EQ(store->planned().size(), 1u);
+    EXPECT_EQ(store->planned()[0].title, QStringLiteral("Book flights"));
+    EXPECT_EQ(plannedJson().size(), 1);
+    EXPECT_FALSE(view->tray().expanded);
+    EXPECT_FALSE(view->tray().adding);
+    EXPECT_FALSE(view->dismissLayer()->isVisible());
+    EXPECT_FALSE(view->selectedID()); // the click never reached the timeline
+
+    // With nothing typed the layer only collapses the tray.
+    choose(QStringLiteral("Plan a Block"));
+    QTRY_VERIFY(view->plannedList()->entryField()->hasFocus());
+    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("   "));
+    QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
+    processEvents();
+    EXPECT_EQ(store->planned().size(), 1u);
+    EXPECT_FALSE(view->tray().adding);
+}
+
+TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
+    const WorkBlock write = todayBlock(QStringLiteral("Write"), 600, 60);
+    seedBlocks({write, todayBlock(QStringLiteral("Mail"), 720, 30, WorkKind::shallow)});
+    build();
+    view->setSelectedID(write.id);
+    EXPECT_TRUE(editorShown());
+    std::vector<std::optional<QUuid>> seenAtClear;
+    QObject::connect(store.get(), &BlockStore::blocksChanged, view.get(),
+                     [&] { seenAtClear.push_back(view->selectedID()); });
+    choose(QStringLiteral("Clear Today's Blocks"));
+    ASSERT_EQ(seenAtClear.size(), 1u);
+    EXPECT_FALSE(seenAtClear[0]);
+    EXPECT_TRUE(store->todayBlocks().empty());
+    EXPECT_FALSE(editorShown());
+}
+
+TEST_F(ScheduleFixture, MidnightClosesTheEditor) {
+    const WorkBlock evening = todayBlock(QStringLiteral("Evening"), 1380, 30);
+    seedBlocks({evening});
+    build();
+    view->setSelectedID(evening.id);
+    QTest::keyClicks(view->editor()->titleField(), QStringLiteral(" plan"));
+    EXPECT_TRUE(editorShown());
+    tickAt(QDate(2024, 3, 5), QTime(0, 0, 30));
+    EXPECT_FALSE(view->selectedID());
+    EXPECT_FALSE(view->working());
+    EXPECT_FALSE(editorShown());
+    EXPECT_EQ(view->dateLabel()->text(),
+              QLocale().toString(QDate(2024, 3, 5), QStringLiteral("dddd, MMMM d")));
+    EXPECT_EQ(store->savedBlock(evening.id)->title, QStringLiteral("Evening"));
+}
+
+TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
+    build();
+    choose(QStringLiteral("Chimes"));
+    EXPECT_FALSE(store->settings().chimesEnabled);
+    choose(QStringLiteral("Upcoming Reminders"));
+    EXPECT_FALSE(store->settings().remindersEnabled);
+    choose(QStringLiteral("Off"));
+    EXPECT_EQ(store->settings().deepWorkNoise, DeepWorkNoise::off);
+    EXPECT_TRUE(view->action(QStringLiteral("Off"))->isChecked());
+    EXPECT_FALSE(view->action(QStringLiteral("Brown Noise"))->isChecked());
+    const QByteArray saved = dir.read(QStringLiteral("settings.json")).value_or("");
+    EXPECT_TRUE(saved.contains("\"chimesEnabled\": false"));
+
+    choose(QStringLiteral("Volume…"));
+    EXPECT_TRUE(view->showNoiseVolume());
+    EXPECT_EQ(view->volumeSlider()->minimum(), 100);
+    EXPECT_EQ(view->volumeSlider()->maximum(), 1000);
+    view->volumeSlider()->setValue(650);
+    EXPECT_DOUBLE_EQ(store->settings().noiseVolume, 0.65);
+    view->volumePopup()->hide();
+    EXPECT_FALSE(view->showNoiseVolume());
+
+    const QList<QAction*> options = view->optionsMenu()->actions();
+    EXPECT_EQ(options.first()->text(), QStringLiteral("Chimes"));
+    EXPECT_EQ(options.last()->text(), QStringLiteral("Quit Quillmere"));
+}
