@@ -30,6 +30,10 @@ test: build
 bench: build
 	@for b in $(BUILD)/bin/bench_*; do [ -x "$$b" ] && "$$b" || exit 1; done
 
+# The README's picture: the panel for the sample data at 10:40 with one block open.
+snapshot: build
+	@$(BUILD)/bin/quillmere-snapshot docs/sample-data docs/panel.png 10:40 "Team sync"
+
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
 

@@ -1,0 +1,103 @@
+// quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]
+//
+// Renders the panel offscreen as it looks for a data folder at a given local time today, with
+// BLOCK (a block's title or id) open in the editor if given. The folder is copied first, so
+// the stamping and confirming that opening a store does never touch the original.
+
+#include "app/ScheduleView.h"
+#include "model/AppClock.h"
+#include "model/TimeMath.h"
+#include "store/BlockStore.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QTime>
+
+#include <cstdio>
+
+namespace {
+
+class FixedWallClock final : public quillmere::WallClock {
+public:
+    explicit FixedWallClock(QDateTime at) : m_at(std::move(at)) {}
+    QDateTime now() const override { return m_at; }
+
+private:
+    QDateTime m_at;
+};
+
+int usage() {
+    std::fputs("usage: quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]\n", stderr);
+    return 2;
+}
+
+bool copyFolder(const QString& from, const QString& to) {
+    const QDir source(from);
+    if (!source.exists())
+        return false;
+    for (const QString& name : source.entryList(QDir::Files)) {
+        if (!QFile::copy(source.filePath(name), to + u'/' + name))
+            return false;
+    }
+    return true;
+}
+
+void settle() {
+    for (int i = 0; i < 10; ++i)
+        QCoreApplication::processEvents();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Twice the points in pixels, so the picture stays sharp on a high-density screen.
+    if (!qEnvironmentVariableIsSet("QT_SCALE_FACTOR"))
+        qputenv("QT_SCALE_FACTOR", "2");
+    QApplication app(argc, argv);
+    const QStringList args = QCoreApplication::arguments();
+    if (args.size() < 3 || args.size() > 5)
+        return usage();
+
+    QTime time = QTime::currentTime();
+    if (args.size() >= 4) {
+        time = QTime::fromString(args[3], QStringLiteral("H:mm"));
+        if (!time.isValid())
+            return usage();
+    }
+
+    QTemporaryDir copy;
+    if (!copy.isValid() || !copyFolder(args[1], copy.path())) {
+        std::fprintf(stderr, "quillmere-snapshot: cannot read %s\n", qPrintable(args[1]));
+        return 1;
+    }
+
+    FixedWallClock wallClock(QDateTime(QDate::currentDate(), time));
+    quillmere::AppClock clock(wallClock);
+    quillmere::NoFocusAids aids;
+    quillmere::BlockStore store(clock, aids, copy.path());
+    settle();
+
+    quillmere::ScheduleView view(store, clock);
+    view.show();
+    settle();
+    if (args.size() == 5) {
+        for (const quillmere::WorkBlock& b : store.todayBlocks()) {
+            if (b.title == args[4] || b.id == QUuid::fromString(args[4])) {
+                view.setSelectedID(b.id);
+                break;
+            }
+        }
+    }
+    settle();
+
+    if (!view.grab().save(args[2])) {
+        std::fprintf(stderr, "quillmere-snapshot: cannot write %s\n", qPrintable(args[2]));
+        return 1;
+    }
+    return 0;
+}
