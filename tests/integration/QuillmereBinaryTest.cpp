@@ -1,0 +1,179 @@
+#include "model/JsonCodec.h"
+
+#include "support/Printers.h"
+#include "support/TempDataDir.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+using namespace quillmere;
+
+namespace {
+
+// Monday 2024-03-04, two seconds before 11:00 in Berlin.
+const QString fakeStart = QStringLiteral("@2024-03-04 10:59:58");
+const QString today = QStringLiteral("2024-03-04");
+
+class Program {
+public:
+    Program(const QString& dataHome, const QString& runtime, bool fakeClock) {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
+        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+        env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+        env.remove(QStringLiteral("DISPLAY"));
+        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        m_process.setProcessEnvironment(env);
+        m_process.setProcessChannelMode(QProcess::MergedChannels);
+        const QString binary = QStringLiteral(QUILLMERE_BINARY);
+        if (fakeClock)
+            m_process.start(QStringLiteral("faketime"), {QStringLiteral("-f"), fakeStart, binary});
+        else
+            m_process.start(binary, {});
+    }
+    ~Program() {
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.terminate();
+            if (!m_process.waitForFinished(3000))
+                m_process.kill();
+            m_process.waitForFinished(3000);
+        }
+    }
+    QProcess& process() { return m_process; }
+
+private:
+    QProcess m_process;
+};
+
+// Every open, read, write, creation or removal inside a folder while it is watched.
+class FolderWatch {
+public:
+    explicit FolderWatch(const QString& path) : m_fd(inotify_init1(IN_NONBLOCK)) {
+        inotify_add_watch(m_fd, QFile::encodeName(path).constData(),
+                          IN_OPEN | IN_ACCESS | IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVED_TO |
+                              IN_ATTRIB);
+    }
+    ~FolderWatch() { close(m_fd); }
+    QStringList events() {
+        QStringList names;
+        alignas(inotify_event) char buffer[4096];
+        ssize_t n = 0;
+        while ((n = read(m_fd, buffer, sizeof buffer)) > 0) {
+            for (char* p = buffer; p < buffer + n;) {
+                auto* e = reinterpret_cast<inotify_event*>(p);
+                names << (e->len ? QString::fromUtf8(e->name) : QStringLiteral("(folder)"));
+                p += sizeof(inotify_event) + e->len;
+            }
+        }
+        return names;
+    }
+
+private:
+    int m_fd;
+};
+
+QString sqlite(const QString& db, const QString& query) {
+    QProcess p;
+    p.start(QStringLiteral("sqlite3"), {db, query});
+    p.waitForFinished(5000);
+    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+}
+
+bool have(const QString& program) {
+    return !QStandardPaths::findExecutable(program).isEmpty();
+}
+
+} // namespace
+
+TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
+    if (!have(QStringLiteral("faketime")) || !have(QStringLiteral("sqlite3")))
+        GTEST_SKIP() << "faketime and sqlite3 come with scripts/install-deps";
+
+    test::TempDataDir home;
+    const QString data = home.file(QStringLiteral("data/Quillmere"));
+    const QString runtime = home.file(QStringLiteral("run"));
+    ASSERT_TRUE(QDir().mkpath(data));
+    ASSERT_TRUE(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+    RepeatRule mondays{
+        QUuid::createUuid(),         QStringLiteral("Standup"), WorkKind::shallow, 780, 15, {2},
+        QStringLiteral("2024-02-26")};
+    WorkBlock ending{QUuid::createUuid(),
+                     QStringLiteral("Deep morning"),
+                     today,
+                     600,
+                     60,
+                     WorkKind::deep,
+                     std::nullopt,
+                     std::nullopt};
+    auto write = [&](const QString& name, const QByteArray& bytes) {
+        QFile f(data + u'/' + name);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    };
+    write(QStringLiteral("rules.json"), json::encodeList(std::vector<RepeatRule>{mondays}));
+    write(QStringLiteral("blocks.json"), json::encodeList(std::vector<WorkBlock>{ending}));
+    auto read = [&](const QString& name) {
+        QFile f(data + u'/' + name);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    };
+
+    QElapsedTimer sinceStart;
+    Program first(home.file(QStringLiteral("data")), runtime, true);
+    sinceStart.start();
+    ASSERT_TRUE(first.process().waitForStarted(5000));
+
+    // Start-up stamps Monday's rule onto today and writes both files.
+    std::vector<WorkBlock> blocks;
+    std::vector<RepeatRule> rules;
+    while (sinceStart.elapsed() < 4000) {
+        blocks = json::decodeList<WorkBlock>(read(QStringLiteral("blocks.json"))).value_or(blocks);
+        rules = json::decodeList<RepeatRule>(read(QStringLiteral("rules.json"))).value_or(rules);
+        if (blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today)
+            break;
+        QThread::msleep(100);
+    }
+    ASSERT_EQ(blocks.size(), 2u) << first.process().readAll().toStdString();
+    EXPECT_EQ(blocks[1].repeatRuleID, mondays.id);
+    EXPECT_EQ(blocks[1].day, today);
+    EXPECT_EQ(blocks[1].startMinutes, 780);
+    ASSERT_EQ(rules.size(), 1u);
+    EXPECT_EQ(rules[0].lastStampedDay, today);
+
+    // The block ends two seconds after start; five seconds after start it is on record.
+    const qint64 wait = 5000 - sinceStart.elapsed();
+    if (wait > 0)
+        QThread::msleep(static_cast<unsigned long>(wait));
+    const QString stats = data + QStringLiteral("/stats.sqlite");
+    EXPECT_EQ(sqlite(stats, QStringLiteral("SELECT id, day, start_minutes FROM confirmed_blocks")),
+              ending.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral("|") + today +
+                  QStringLiteral("|600"));
+    ASSERT_EQ(first.process().state(), QProcess::Running);
+
+    // A second start hands over to the first and leaves without touching a data file.
+    const QByteArray blocksBefore = read(QStringLiteral("blocks.json"));
+    const QByteArray rulesBefore = read(QStringLiteral("rules.json"));
+    FolderWatch watch(data);
+    Program second(home.file(QStringLiteral("data")), runtime, false);
+    ASSERT_TRUE(second.process().waitForFinished(5000));
+    EXPECT_EQ(second.process().exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second.process().exitCode(), 0);
+    EXPECT_EQ(watch.events(), QStringList());
+    EXPECT_EQ(first.process().state(), QProcess::Running);
+    EXPECT_EQ(read(QStringLiteral("blocks.json")), blocksBefore);
+    EXPECT_EQ(read(QStringLiteral("rules.json")), rulesBefore);
+}
