@@ -2,6 +2,7 @@
 #include "focus/FocusNudge.h"
 #include "focus/NudgeCard.h"
 #include "focus/NudgeView.h"
+#include "focus/RealFocusAids.h"
 #include "focus/ReminderNudge.h"
 #include "ui/KindColors.h"
 
@@ -177,4 +178,49 @@ TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     EXPECT_EQ(card.model().title(), QStringLiteral("Shallow Work in 5 m"));
     EXPECT_EQ(card.model().detail(), QStringLiteral("1:00 PM \u2013 1:45 PM"));
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
+}
+
+TEST(RealFocusAids, MakesEachAidOnlyWhenNeededAndSharesOneCard) {
+    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
+    ScriptedBanners* banners = nullptr;
+    RealFocusAids aids(clock, [&] {
+        auto source = std::make_unique<ScriptedBanners>();
+        banners = source.get();
+        return source;
+    });
+    std::optional<QString> tip = QStringLiteral("unset");
+    aids.setToolTipSink([&](const std::optional<QString>& text) { tip = text; });
+
+    aids.stopNoise();
+    aids.stopWatchingBanners();
+    aids.playSound(QStringLiteral("Tink"));
+    EXPECT_EQ(aids.noisePlayer(), nullptr);
+    EXPECT_EQ(aids.nudgeCard(), nullptr);
+    EXPECT_EQ(aids.focusNudge(), nullptr);
+
+    aids.setToolTip(QStringLiteral("Deep Work until 10:00 AM"));
+    EXPECT_EQ(tip, QStringLiteral("Deep Work until 10:00 AM"));
+    aids.setToolTip(std::nullopt);
+    EXPECT_EQ(tip, std::nullopt);
+
+    aids.offerReminder(block(545, 60, WorkKind::deep), 540);
+    NudgeCard* card = aids.nudgeCard();
+    ASSERT_NE(card, nullptr);
+    EXPECT_EQ(card->model().title(), QStringLiteral("Deep Work in 5 m"));
+    EXPECT_EQ(aids.focusNudge(), nullptr);
+
+    aids.watchBanners(block(540, 60, WorkKind::deep));
+    ASSERT_NE(banners, nullptr);
+    ASSERT_NE(aids.focusNudge(), nullptr);
+    EXPECT_EQ(aids.nudgeCard(), card);
+    banners->present = true;
+    aids.focusNudge()->poll();
+    EXPECT_EQ(card->model().title(), QStringLiteral("Stay focused"));
+
+    // The shell's anchor reaches the card even when set after the card exists.
+    aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
+    aids.stopWatchingBanners();
+    ASSERT_TRUE(waitFor([&] { return !card->panel()->isVisible(); }, 1000));
+    aids.offerReminder(block(600, 30, WorkKind::deep), 595);
+    EXPECT_EQ(card->panel()->x(), 312 - 140);
 }
