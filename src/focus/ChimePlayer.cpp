@@ -1,0 +1,70 @@
+#include "focus/ChimePlayer.h"
+
+#include "focus/Chimes.h"
+
+#include <SDL2/SDL.h>
+
+namespace quillmere {
+
+namespace {
+// What the output may still hold after the queue is empty.
+constexpr int drainMarginMs = 250;
+} // namespace
+
+ChimePlayer::ChimePlayer() {
+    m_drain.setSingleShot(true);
+    QObject::connect(&m_drain, &QTimer::timeout, &m_drain, [this] { pauseWhenDrained(); });
+}
+
+ChimePlayer::~ChimePlayer() {
+    if (m_device != 0)
+        SDL_CloseAudioDevice(m_device);
+}
+
+bool ChimePlayer::openDevice() {
+    if (!m_audio.acquire())
+        return false;
+    if (m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_STOPPED) {
+        SDL_CloseAudioDevice(m_device);
+        m_device = 0;
+    }
+    if (m_device != 0)
+        return true;
+    SDL_AudioSpec want{};
+    want.freq = chimes::sampleRate;
+    want.format = AUDIO_F32SYS;
+    want.channels = 1;
+    want.samples = 1024;
+    // No callback: the chimes are queued whole and SDL converts them to the output's format.
+    m_device = SDL_OpenAudioDevice(nullptr, 0, &want, nullptr, 0);
+    return m_device != 0;
+}
+
+void ChimePlayer::play(const QString& name) {
+    const std::span<const float> wave = chimes::samples(name);
+    if (wave.empty() || !openDevice())
+        return;
+    if (SDL_QueueAudio(m_device, wave.data(), static_cast<Uint32>(wave.size_bytes())) != 0)
+        return;
+    SDL_PauseAudioDevice(m_device, 0);
+    pauseWhenDrained();
+}
+
+void ChimePlayer::pauseWhenDrained() {
+    if (m_device == 0)
+        return;
+    const Uint32 queued = SDL_GetQueuedAudioSize(m_device);
+    if (queued == 0) {
+        SDL_PauseAudioDevice(m_device, 1);
+        return;
+    }
+    const auto queuedMs =
+        static_cast<int>(Uint64{queued} * 1000 / (sizeof(float) * chimes::sampleRate));
+    m_drain.start(queuedMs + drainMarginMs);
+}
+
+bool ChimePlayer::isPlaying() const {
+    return m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_PLAYING;
+}
+
+} // namespace quillmere

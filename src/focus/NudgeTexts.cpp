@@ -1,0 +1,29 @@
+#include "focus/NudgeTexts.h"
+
+#include "model/TimeMath.h"
+#include "model/WorkKind.h"
+
+#include <algorithm>
+
+namespace quillmere::nudgeTexts {
+
+QString focusDetail(const WorkBlock& block, Minutes now) {
+    const Minutes remaining = std::max<Minutes>(0, block.endMinutes() - now);
+    const QString name = block.title.isEmpty() ? defaultTitle(block.kind) : block.title;
+    return TimeMath::durationString(remaining) % QStringLiteral(" left in ") % name;
+}
+
+QString reminderTitle(const WorkBlock& block, Minutes now) {
+    return defaultTitle(block.kind) % QStringLiteral(" in ") %
+           TimeMath::durationString(block.startMinutes - now);
+}
+
+QString reminderDetail(const WorkBlock& block) {
+    const QString range = TimeMath::timeString(block.startMinutes) % QStringLiteral(" – ") %
+                          TimeMath::timeString(block.endMinutes());
+    if (block.title.isEmpty())
+        return range;
+    return block.title % QStringLiteral("  ·  ") % range;
+}
+
+} // namespace quillmere::nudgeTexts

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "model/Minutes.h"
+#include "model/WorkBlock.h"
+
+#include <QString>
+
+// The words on the two nudges, apart from the timers and the card so they can be read at a
+// glance and checked exactly.
+namespace quillmere::nudgeTexts {
+
+inline const QString stayFocused = QStringLiteral("Stay focused");
+
+// "1 h 5 m left in Deep Work"; a block already over has "0 m" left.
+QString focusDetail(const WorkBlock& block, Minutes now);
+
+// "Deep Work in 5 m": the kind always, even for a titled block; a start already passed shows
+// the negative minutes as they are.
+QString reminderTitle(const WorkBlock& block, Minutes now);
+// "Write report  ·  9:00 AM – 10:30 AM", or the range alone for an untitled block.
+QString reminderDetail(const WorkBlock& block);
+
+} // namespace quillmere::nudgeTexts

@@ -1,0 +1,90 @@
+#include "focus/RealFocusAids.h"
+
+#include "focus/ChimePlayer.h"
+#include "focus/Chimes.h"
+#include "focus/FocusNudge.h"
+#include "focus/NoisePlayer.h"
+#include "focus/NotificationMonitor.h"
+#include "focus/ReminderNudge.h"
+
+namespace quillmere {
+
+RealFocusAids::RealFocusAids(const WallClock& clock, BannerSourceFactory banners)
+    : m_clock(clock), m_bannerFactory(std::move(banners)) {}
+
+// The nudges refer to the card and the banner source, so they go first.
+RealFocusAids::~RealFocusAids() {
+    m_reminder.reset();
+    m_nudge.reset();
+    m_banners.reset();
+    m_card.reset();
+}
+
+void RealFocusAids::playNoise(float volume) {
+    if (!m_noise)
+        m_noise = std::make_unique<NoisePlayer>();
+    m_noise->play(volume);
+}
+
+void RealFocusAids::stopNoise() {
+    if (m_noise)
+        m_noise->stop();
+}
+
+void RealFocusAids::playSound(const QString& name) {
+    if (chimes::samples(name).empty())
+        return;
+    if (!m_chimes)
+        m_chimes = std::make_unique<ChimePlayer>();
+    m_chimes->play(name);
+}
+
+NudgeCard& RealFocusAids::card() {
+    if (!m_card) {
+        m_card = std::make_unique<NudgeCard>();
+        m_card->setAnchorProvider(m_anchor);
+    }
+    return *m_card;
+}
+
+FocusNudge& RealFocusAids::nudge() {
+    if (!m_nudge) {
+        m_banners = m_bannerFactory ? m_bannerFactory() : nullptr;
+        if (!m_banners)
+            m_banners = std::make_unique<NotificationMonitor>();
+        m_nudge = std::make_unique<FocusNudge>(card(), *m_banners, m_clock);
+    }
+    return *m_nudge;
+}
+
+void RealFocusAids::watchBanners(const WorkBlock& block) {
+    nudge().watch(block);
+}
+
+// Stopping must not open a bus connection just to stop, but it still takes down whatever card
+// is up, as a running nudge's stop would.
+void RealFocusAids::stopWatchingBanners() {
+    if (m_nudge)
+        m_nudge->stop();
+    else if (m_card)
+        m_card->dismiss();
+}
+
+void RealFocusAids::offerReminder(const WorkBlock& block, Minutes now) {
+    if (!m_reminder)
+        m_reminder = std::make_unique<ReminderNudge>(card());
+    m_reminder->offer(block, now);
+}
+
+void RealFocusAids::setToolTip(const std::optional<QString>& text) {
+    if (m_toolTipSink)
+        m_toolTipSink(text);
+}
+
+void RealFocusAids::setAnchorProvider(NudgeCard::AnchorProvider provider) {
+    m_anchor = std::move(provider);
+    if (m_card)
+        m_card->setAnchorProvider(m_anchor);
+}
+
+} // namespace quillmere

@@ -1,0 +1,32 @@
+#include "focus/SdlAudio.h"
+
+#include <SDL2/SDL.h>
+
+namespace quillmere::sdl {
+
+AudioSubsystem::~AudioSubsystem() {
+    if (m_held)
+        SDL_QuitSubSystem(SDL_INIT_AUDIO);
+}
+
+bool AudioSubsystem::acquire() {
+    if (!m_held)
+        m_held = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
+    return m_held;
+}
+
+int preferredOutputRate() {
+    constexpr int fallback = 48000;
+    SDL_AudioSpec spec{};
+    char* name = nullptr;
+    if (SDL_GetDefaultAudioInfo(&name, &spec, 0) == 0) {
+        SDL_free(name);
+        if (spec.freq > 0)
+            return spec.freq;
+    }
+    if (SDL_GetNumAudioDevices(0) > 0 && SDL_GetAudioDeviceSpec(0, 0, &spec) == 0 && spec.freq > 0)
+        return spec.freq;
+    return fallback;
+}
+
+} // namespace quillmere::sdl

@@ -1,0 +1,231 @@
+#include "focus/BrownNoise.h"
+#include "focus/NoisePlayer.h"
+#include "focus/SecureWordPool.h"
+
+#include "DiskAudio.h"
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <deque>
+#include <vector>
+
+using namespace quillmere;
+using namespace quillmere::noise;
+using quillmere::test::DiskAudio;
+
+namespace {
+
+struct Stats {
+    double mean = 0;
+    double stddev = 0;
+};
+
+Stats statsOf(const std::vector<float>& xs) {
+    double sum = 0;
+    double squares = 0;
+    for (float x : xs) {
+        sum += x;
+        squares += double{x} * x;
+    }
+    const double n = static_cast<double>(xs.size());
+    const double mean = sum / n;
+    return {mean, std::sqrt(squares / n - mean * mean)};
+}
+
+// Hands out the words it was given, then counts how often it was asked past the end.
+struct ScriptedWords {
+    std::deque<std::uint32_t> words;
+    int drawn = 0;
+    std::uint32_t operator()() {
+        ++drawn;
+        const std::uint32_t w = words.empty() ? SecureWordPool::silentWord : words.front();
+        if (!words.empty())
+            words.pop_front();
+        return w;
+    }
+};
+
+bool rejected(std::uint64_t word) {
+    return static_cast<std::uint32_t>(word * whiteSteps) < rejectBelow;
+}
+
+} // namespace
+
+TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpread) {
+    constexpr std::size_t frames = 480000;
+    constexpr std::size_t perCallback = 1024;
+    std::vector<float> out(frames, 99.0f);
+    BrownNoise noise;
+    SecureWordPool pool(perCallback + 80);
+    for (std::size_t at = 0; at < frames; at += perCallback) {
+        const std::size_t n = std::min(perCallback, frames - at);
+        pool.prepare(n + 80);
+        noise.render(out.data() + at, n, 1.0f, pool);
+    }
+    const Stats s = statsOf(out);
+    EXPECT_NEAR(s.mean, 0.0, 0.02);
+    EXPECT_NEAR(s.stddev, 0.2, 0.02);
+    float peak = 0;
+    for (float x : out)
+        peak = std::max(peak, std::abs(x));
+    EXPECT_LT(peak, 1.0f);
+}
+
+TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
+    SecureWordPool pool(4096);
+    pool.prepare(4096);
+    BrownNoise noise;
+    std::vector<float> first(2000);
+    noise.render(first.data(), first.size(), 1.0f, pool);
+    ASSERT_NE(noise.last, 0.0f);
+
+    // A render of nothing writes nothing and leaves the integrator alone.
+    const float before = noise.last;
+    float untouched = 42.0f;
+    noise.render(&untouched, 0, 1.0f, pool);
+    EXPECT_EQ(untouched, 42.0f);
+    EXPECT_EQ(noise.last, before);
+
+    // The next sample continues from the stored level: with white noise of exactly 0 (the
+    // silent word) the output is the old level leaked once.
+    ScriptedWords silent;
+    float next = 0;
+    noise.render(&next, 1, 0.5f, silent);
+    EXPECT_FLOAT_EQ(next, before / 1.02f * 3.5f * 0.5f);
+
+    // Volume scales the output but never the state.
+    BrownNoise a;
+    BrownNoise b;
+    ScriptedWords wa{{1u << 30, 3u << 30, 0x12345678u, 0xdeadbeefu}};
+    ScriptedWords wb = wa;
+    std::array<float, 4> loud{};
+    std::array<float, 4> muted{};
+    a.render(loud.data(), 4, 1.0f, wa);
+    b.render(muted.data(), 4, 0.0f, wb);
+    EXPECT_EQ(a.last, b.last);
+    for (float x : muted)
+        EXPECT_EQ(x, 0.0f);
+}
+
+TEST(BrownNoise, StepsMapOntoTheClosedUnitRange) {
+    EXPECT_EQ(whiteFromStep(0), -1.0f);
+    EXPECT_EQ(whiteFromStep(1u << 24), 1.0f);
+    EXPECT_EQ(whiteFromStep(1u << 23), 0.0f);
+    EXPECT_EQ(whiteFromStep(1), -1.0f + 0x1p-23f);
+
+    // The extreme words reach both ends.
+    ScriptedWords low{{1}};
+    EXPECT_EQ(drawStep(low), 0u);
+    ScriptedWords high{{0xffffffffu}};
+    EXPECT_EQ(drawStep(high), 1u << 24);
+}
+
+TEST(BrownNoise, RejectionGivesEveryStepTheSameNumberOfWords) {
+    // 2^32 words over 2^24 + 1 steps: an unbiased draw gives each step exactly 255 accepted
+    // words. Check the words around a spread of steps, including both ends.
+    for (std::uint64_t k : {0u, 1u, 2u, 4095u, 1u << 23, (1u << 24) - 1, 1u << 24}) {
+        const std::uint64_t first = (k << 32) / whiteSteps;
+        int accepted = 0;
+        for (std::uint64_t w = first > 2 ? first - 2 : 0;
+             w <= std::min<std::uint64_t>(first + 260, 0xffffffffu); ++w) {
+            if (((w * whiteSteps) >> 32) == k && !rejected(w))
+                ++accepted;
+        }
+        EXPECT_EQ(accepted, 255) << "step " << k;
+    }
+
+    // A word in the rejected stretch is skipped and the next one decides.
+    ASSERT_TRUE(rejected(0));
+    ScriptedWords words{{0, 0, 0xffffffffu, 1}};
+    EXPECT_EQ(drawStep(words), 1u << 24);
+    EXPECT_EQ(words.drawn, 3);
+}
+
+TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWords) {
+    SecureWordPool pool(8);
+    pool.prepare(2);
+    std::vector<std::uint32_t> words;
+    for (int i = 0; i < 64; ++i)
+        words.push_back(pool());
+    std::sort(words.begin(), words.end());
+    // 64 secure words are all distinct but for a one-in-ten-million chance.
+    EXPECT_EQ(std::unique(words.begin(), words.end()), words.end());
+}
+
+namespace {
+
+double rmsOfSound(const std::vector<float>& xs) {
+    // The paused device writes exact zeros; the noise itself never is exactly zero.
+    double squares = 0;
+    std::size_t n = 0;
+    for (float x : xs) {
+        if (x != 0.0f) {
+            squares += double{x} * x;
+            ++n;
+        }
+    }
+    return n ? std::sqrt(squares / static_cast<double>(n)) : 0.0;
+}
+
+} // namespace
+
+TEST(NoisePlayer, PlaysNoiseAtTheVolumeOnTheRealOutputAndKeepsItsDevice) {
+    DiskAudio disk;
+    {
+        NoisePlayer player;
+        EXPECT_FALSE(player.hasDevice());
+        player.stop(); // nothing to stop yet
+        EXPECT_FALSE(player.hasDevice());
+
+        player.play(0.5f);
+        ASSERT_TRUE(player.isRunning());
+        EXPECT_EQ(player.sampleRate(), 48000);
+        QTest::qWait(150);
+        player.play(0.5f); // a repeat changes nothing
+        EXPECT_TRUE(player.isRunning());
+        QTest::qWait(150);
+        player.stop();
+        EXPECT_FALSE(player.isRunning());
+        EXPECT_TRUE(player.hasDevice());
+    }
+    const std::vector<float> out = disk.samples();
+    // About 0.3 s at 48 kHz, in whole callbacks, as mono float.
+    EXPECT_GT(out.size(), 4096u);
+    EXPECT_LT(out.size(), 48000u);
+    for (float x : out)
+        ASSERT_TRUE(std::isfinite(x) && std::abs(x) < 1.0f);
+    EXPECT_NEAR(rmsOfSound(out), 0.2 * 0.5, 0.05);
+}
+
+TEST(NoisePlayer, VolumeZeroRunsSilentlyAndPlayResumesTheSameDevice) {
+    DiskAudio disk;
+    {
+        NoisePlayer player;
+        player.play(0.0f);
+        QTest::qWait(100);
+        player.stop();
+        player.play(std::nanf("")); // nonsense volume plays silence rather than garbage
+        EXPECT_TRUE(player.isRunning());
+        QTest::qWait(100);
+    }
+    const std::vector<float> out = disk.samples();
+    EXPECT_GT(out.size(), 2048u);
+    EXPECT_EQ(rmsOfSound(out), 0.0);
+}
+
+TEST(NoisePlayer, WithoutAnOutputPlayIsSilentAndRetried) {
+    qputenv("SDL_AUDIODRIVER", "no-such-driver");
+    NoisePlayer player;
+    player.play(0.5f);
+    EXPECT_FALSE(player.hasDevice());
+    EXPECT_FALSE(player.isRunning());
+    qunsetenv("SDL_AUDIODRIVER");
+    DiskAudio disk;
+    player.play(0.5f);
+    EXPECT_TRUE(player.isRunning());
+}

@@ -1,0 +1,152 @@
+#include "focus/NudgeCard.h"
+#include "focus/NudgeFrame.h"
+#include "focus/NudgeModel.h"
+#include "focus/NudgeView.h"
+#include "ui/KindColors.h"
+
+#include "support/Printers.h"
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace quillmere;
+
+namespace {
+
+// Waits on the event loop until the condition holds or the time is up.
+bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!condition()) {
+        if (clock.elapsed() > timeoutMs)
+            return false;
+        QTest::qWait(10);
+    }
+    return true;
+}
+
+QRect primaryArea() {
+    return QGuiApplication::primaryScreen()->availableGeometry();
+}
+
+} // namespace
+
+TEST(NudgeFrame, SitsUnderTheAnchorOrInTheTopRightAndNeverNearAnEdge) {
+    const QRect area(100, 30, 1600, 1000); // a screen right of another, below a top panel
+    const int areaRight = 1700;
+
+    const QRect corner = nudgeTargetFrame(70, std::nullopt, area);
+    EXPECT_EQ(corner, QRect(areaRight - 24 - 280, 36, 280, 70));
+
+    const QRect centred = nudgeTargetFrame(70, QRect(900, 0, 24, 24), area);
+    EXPECT_EQ(centred.center().x(), 912 - 1); // QRect centres round down on even widths
+    EXPECT_EQ(centred.x(), 912 - 140);
+    EXPECT_EQ(centred.y(), 36);
+
+    const QRect nearLeft = nudgeTargetFrame(70, QRect(102, 0, 20, 20), area);
+    EXPECT_EQ(nearLeft.x(), 100 + 8);
+    const QRect nearRight = nudgeTargetFrame(70, QRect(1690, 0, 20, 20), area);
+    EXPECT_EQ(nearRight.x() + nearRight.width(), areaRight - 8);
+
+    // Too narrow for both margins: the right one wins.
+    const QRect narrow = nudgeTargetFrame(50, QRect(0, 0, 10, 10), QRect(0, 0, 200, 300));
+    EXPECT_EQ(narrow.x() + narrow.width(), 200 - 8);
+
+    EXPECT_EQ(nudgeTargetFrame(60, std::nullopt, std::nullopt), QRect(0, 0, 280, 60));
+    EXPECT_EQ(nudgeTargetFrame(-5, std::nullopt, std::nullopt).height(), 0);
+}
+
+TEST(NudgeView, DrawsTheDotInTheAccentAndGrowsWithItsText) {
+    NudgeModel model;
+    model.setTitle(QStringLiteral("Stay focused"));
+    model.setDetail(QStringLiteral("25 m left in Deep Work"));
+    model.setAccent(ui::kindColor(WorkKind::shallow));
+    NudgeView view(&model);
+    EXPECT_EQ(view.width(), 280);
+    const int oneLine = view.height();
+    EXPECT_GT(oneLine, 28 + 10);
+
+    const QImage image = view.grab().toImage();
+    const QPoint dot = NudgeView::dotRect(view.height()).center();
+    EXPECT_EQ(image.pixelColor(dot).rgb(), ui::kindColor(WorkKind::shallow).rgb());
+    // Beside the dot, inside the padding, is the plain card background.
+    EXPECT_EQ(image.pixelColor(6, view.height() / 2).rgb(),
+              view.palette().color(QPalette::Window).rgb());
+
+    model.setAccent(ui::crimson());
+    EXPECT_EQ(view.grab().toImage().pixelColor(dot).rgb(), ui::crimson().rgb());
+
+    model.setDetail(QStringLiteral("A detail long enough that it cannot possibly fit on one line "
+                                   "of a card this narrow, so it wraps"));
+    EXPECT_GT(view.height(), oneLine);
+}
+
+TEST(NudgeCard, ShowsAgainInPlaceAndStaysUntilTheLatestTimeRunsOut) {
+    NudgeCard card;
+    const QRect expected = nudgeTargetFrame(0, std::nullopt, primaryArea());
+    card.show(QStringLiteral("One"), QStringLiteral("first"), ui::crimson(), 0.6);
+    NudgeView* panel = card.panel();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(panel->hasFocus());
+    EXPECT_TRUE(panel->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
+    EXPECT_TRUE(panel->testAttribute(Qt::WA_ShowWithoutActivating));
+    // It drops in from 12 above its place.
+    EXPECT_EQ(panel->y(), expected.y() - 12);
+    ASSERT_TRUE(waitFor([&] { return panel->cardOpacity() >= 1.0; }, 1000));
+    EXPECT_EQ(panel->pos(), expected.topLeft());
+
+    QTest::qWait(300);
+    card.show(QStringLiteral("Two"), QStringLiteral("second"), ui::kindColor(WorkKind::shallow),
+              0.6);
+    EXPECT_EQ(card.model().title(), QStringLiteral("Two"));
+    EXPECT_EQ(card.model().detail(), QStringLiteral("second"));
+    EXPECT_EQ(panel->pos(), expected.topLeft()); // no second drop
+    QElapsedTimer sinceSecond;
+    sinceSecond.start();
+
+    // Past the first show's time it is still up, fully.
+    QTest::qWait(450);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->cardOpacity(), 1.0);
+    ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 2000));
+    EXPECT_GE(sinceSecond.elapsed(), 600 + NudgeCard::fadeOutMs - 20);
+    EXPECT_EQ(panel->cardOpacity(), 0.0);
+}
+
+TEST(NudgeCard, AShowDuringTheFadeBringsItBackAndAClickDismisses) {
+    NudgeCard card;
+    card.setAnchorProvider([] { return std::optional<QRect>(QRect(400, 0, 22, 22)); });
+    const QRect expected = nudgeTargetFrame(0, QRect(400, 0, 22, 22), primaryArea());
+    card.show(QStringLiteral("Deep Work in 5 m"), QString(), ui::crimson(), 0.4);
+    NudgeView* panel = card.panel();
+    ASSERT_TRUE(waitFor(
+        [&] { return panel->cardOpacity() < 1.0 && panel->pos().y() < expected.y(); }, 1500));
+    // Mid-fade: show again.
+    ASSERT_TRUE(panel->isVisible());
+    card.show(QStringLiteral("Stay focused"), QStringLiteral("5 m left in Deep Work"),
+              ui::crimson(), 5);
+    QTest::qWait(NudgeCard::fadeInMs + NudgeCard::fadeOutMs + 100);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->cardOpacity(), 1.0);
+    EXPECT_EQ(panel->pos(), expected.topLeft());
+    EXPECT_EQ(panel->x(), 411 - 140);
+
+    QTest::mouseClick(panel, Qt::LeftButton, Qt::NoModifier, panel->rect().center());
+    EXPECT_FALSE(card.isDismissPending());
+    ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 1000));
+
+    // Hidden cards come back with a fresh drop.
+    card.show(QStringLiteral("Again"), QString(), ui::crimson(), 5);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->y(), expected.y() - 12);
+    card.dismiss();
+    card.dismiss();
+    ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 1000));
+}

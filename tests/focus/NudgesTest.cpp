@@ -1,0 +1,226 @@
+#include "focus/BannerSource.h"
+#include "focus/FocusNudge.h"
+#include "focus/NudgeCard.h"
+#include "focus/NudgeView.h"
+#include "focus/RealFocusAids.h"
+#include "focus/ReminderNudge.h"
+#include "ui/KindColors.h"
+
+#include "support/FakeWallClock.h"
+#include "support/Printers.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace quillmere;
+using quillmere::test::FakeWallClock;
+
+namespace {
+
+class ScriptedBanners final : public BannerSource {
+public:
+    bool present = false;
+    int asked = 0;
+    bool bannerPresent() override {
+        ++asked;
+        return present;
+    }
+};
+
+WorkBlock block(Minutes start, Minutes duration, WorkKind kind, QString title = {}) {
+    WorkBlock b;
+    b.id = QUuid::createUuid();
+    b.title = std::move(title);
+    b.day = QStringLiteral("2024-03-04");
+    b.startMinutes = start;
+    b.durationMinutes = duration;
+    b.kind = kind;
+    return b;
+}
+
+bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!condition()) {
+        if (clock.elapsed() > timeoutMs)
+            return false;
+        QTest::qWait(10);
+    }
+    return true;
+}
+
+bool cardUp(NudgeCard& card) {
+    return card.panel() && card.panel()->isVisible();
+}
+
+// Blanks the card's title so the next show is seen even when it repeats the same words.
+void forget(NudgeCard& card) {
+    card.model().setTitle(QString());
+}
+
+} // namespace
+
+TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
+    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
+    ScriptedBanners banners;
+    NudgeCard card;
+    FocusNudge nudge(card, banners, clock);
+
+    // A banner already up when watching starts is no reason to nudge.
+    banners.present = true;
+    nudge.watch(block(540, 65, WorkKind::deep));
+    EXPECT_TRUE(nudge.isWatching());
+    for (int i = 0; i < 3; ++i)
+        nudge.poll();
+    EXPECT_EQ(card.panel(), nullptr);
+
+    banners.present = false;
+    nudge.poll();
+    banners.present = true;
+    nudge.poll();
+    ASSERT_TRUE(cardUp(card));
+    EXPECT_EQ(card.model().title(), QStringLiteral("Stay focused"));
+    EXPECT_EQ(card.model().detail(), QStringLiteral("1 h 5 m left in Deep Work"));
+    EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::deep));
+
+    // A banner that stays gives no second nudge.
+    forget(card);
+    for (int i = 0; i < 10; ++i) {
+        clock.advanceSecs(60);
+        nudge.poll();
+    }
+    EXPECT_EQ(card.model().title(), QString());
+
+    // A second watch swaps the block but keeps the edge state: the banner still up is old news.
+    nudge.watch(block(540, 30, WorkKind::shallow, QStringLiteral("Inbox")));
+    nudge.poll();
+    EXPECT_EQ(card.model().title(), QString());
+    banners.present = false;
+    nudge.poll();
+    banners.present = true;
+    nudge.poll();
+    EXPECT_EQ(card.model().title(), QStringLiteral("Stay focused"));
+    EXPECT_EQ(card.model().detail(), QStringLiteral("20 m left in Inbox")); // it is 9:10
+    EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
+
+    // Past the end nothing is left, rather than a negative time.
+    clock.set(QDate(2024, 3, 4), QTime(11, 15));
+    banners.present = false;
+    nudge.poll();
+    banners.present = true;
+    nudge.poll();
+    EXPECT_EQ(card.model().detail(), QStringLiteral("0 m left in Inbox"));
+
+    nudge.stop();
+    EXPECT_FALSE(nudge.isWatching());
+    // Polls after stopping have no block to speak of.
+    forget(card);
+    banners.present = false;
+    nudge.poll();
+    banners.present = true;
+    nudge.poll();
+    EXPECT_EQ(card.model().title(), QString());
+}
+
+TEST(FocusNudge, PollsOnItsOwnOnceASecondAndStopTakesDownAReminder) {
+    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(13, 56)));
+    ScriptedBanners banners;
+    NudgeCard card;
+    FocusNudge nudge(card, banners, clock);
+    ReminderNudge reminder(card);
+
+    reminder.offer(block(840, 60, WorkKind::deep), 836);
+    ASSERT_TRUE(cardUp(card));
+    nudge.stop(); // never watched, still takes the card down
+    ASSERT_TRUE(waitFor([&] { return !cardUp(card); }, 1000));
+
+    nudge.watch(block(840, 60, WorkKind::deep));
+    const int before = banners.asked;
+    banners.present = true;
+    ASSERT_TRUE(waitFor([&] { return cardUp(card); }, 1500));
+    EXPECT_EQ(banners.asked, before + 1);
+    EXPECT_EQ(card.model().detail(), QStringLiteral("1 h 4 m left in Deep Work"));
+    nudge.stop();
+    ASSERT_TRUE(waitFor([&] { return !cardUp(card); }, 1000));
+}
+
+TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
+    NudgeCard card;
+    ReminderNudge reminder(card);
+    WorkBlock titled = block(540, 90, WorkKind::deep, QStringLiteral("Write report"));
+
+    reminder.offer(titled, 535);
+    EXPECT_EQ(card.model().title(), QStringLiteral("Deep Work in 5 m"));
+    EXPECT_EQ(card.model().detail(),
+              QStringLiteral("Write report  \u00b7  9:00 AM \u2013 10:30 AM"));
+    EXPECT_EQ(card.model().accent(), ui::crimson());
+
+    forget(card);
+    reminder.offer(titled, 536);
+    EXPECT_EQ(card.model().title(), QString());
+
+    titled.startMinutes = 570;
+    reminder.offer(titled, 566);
+    EXPECT_EQ(card.model().title(), QStringLiteral("Deep Work in 4 m"));
+    EXPECT_EQ(card.model().detail(),
+              QStringLiteral("Write report  \u00b7  9:30 AM \u2013 11:00 AM"));
+    forget(card);
+    titled.startMinutes = 540;
+    reminder.offer(titled, 542); // offered late: the minutes are not clamped
+    EXPECT_EQ(card.model().title(), QStringLiteral("Deep Work in -2 m"));
+
+    const WorkBlock untitled = block(780, 45, WorkKind::shallow);
+    reminder.offer(untitled, 775);
+    EXPECT_EQ(card.model().title(), QStringLiteral("Shallow Work in 5 m"));
+    EXPECT_EQ(card.model().detail(), QStringLiteral("1:00 PM \u2013 1:45 PM"));
+    EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
+}
+
+TEST(RealFocusAids, MakesEachAidOnlyWhenNeededAndSharesOneCard) {
+    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
+    ScriptedBanners* banners = nullptr;
+    RealFocusAids aids(clock, [&] {
+        auto source = std::make_unique<ScriptedBanners>();
+        banners = source.get();
+        return source;
+    });
+    std::optional<QString> tip = QStringLiteral("unset");
+    aids.setToolTipSink([&](const std::optional<QString>& text) { tip = text; });
+
+    aids.stopNoise();
+    aids.stopWatchingBanners();
+    aids.playSound(QStringLiteral("Tink"));
+    EXPECT_EQ(aids.noisePlayer(), nullptr);
+    EXPECT_EQ(aids.nudgeCard(), nullptr);
+    EXPECT_EQ(aids.focusNudge(), nullptr);
+
+    aids.setToolTip(QStringLiteral("Deep Work until 10:00 AM"));
+    EXPECT_EQ(tip, QStringLiteral("Deep Work until 10:00 AM"));
+    aids.setToolTip(std::nullopt);
+    EXPECT_EQ(tip, std::nullopt);
+
+    aids.offerReminder(block(545, 60, WorkKind::deep), 540);
+    NudgeCard* card = aids.nudgeCard();
+    ASSERT_NE(card, nullptr);
+    EXPECT_EQ(card->model().title(), QStringLiteral("Deep Work in 5 m"));
+    EXPECT_EQ(aids.focusNudge(), nullptr);
+
+    aids.watchBanners(block(540, 60, WorkKind::deep));
+    ASSERT_NE(banners, nullptr);
+    ASSERT_NE(aids.focusNudge(), nullptr);
+    EXPECT_EQ(aids.nudgeCard(), card);
+    banners->present = true;
+    aids.focusNudge()->poll();
+    EXPECT_EQ(card->model().title(), QStringLiteral("Stay focused"));
+
+    // The shell's anchor reaches the card even when set after the card exists.
+    aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
+    aids.stopWatchingBanners();
+    ASSERT_TRUE(waitFor([&] { return !card->panel()->isVisible(); }, 1000));
+    aids.offerReminder(block(600, 30, WorkKind::deep), 595);
+    EXPECT_EQ(card->panel()->x(), 312 - 140);
+}
