@@ -309,3 +309,29 @@ TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
     EXPECT_EQ(options.first()->text(), QStringLiteral("Chimes"));
     EXPECT_EQ(options.last()->text(), QStringLiteral("Quit Quillmere"));
 }
+
+TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditor) {
+    build();
+    QWidget* canvas = view->timeline()->canvas();
+    const auto y = [](Minutes m) {
+        return static_cast<int>(DayTimelineView::contentTop + m / 60.0 * 64);
+    };
+    // Drag down from 14:00 to 15:00 on empty time.
+    QTest::mousePress(canvas, Qt::LeftButton, {}, QPoint(150, y(840) + 2));
+    for (Minutes m = 850; m <= 900; m += 10)
+        QTest::mouseMove(canvas, QPoint(150, y(m)));
+    QTest::mouseRelease(canvas, Qt::LeftButton, {}, QPoint(150, y(900)));
+    processEvents();
+
+    ASSERT_TRUE(view->working());
+    EXPECT_EQ(view->selectedID(), view->working()->id);
+    EXPECT_TRUE(view->isDraft(*view->working()));
+    EXPECT_EQ(view->working()->startMinutes, 840);
+    EXPECT_TRUE(editorShown());
+    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
+    EXPECT_TRUE(store->blocks().empty());
+
+    QTest::mouseClick(view->editor()->saveButton(), Qt::LeftButton);
+    ASSERT_EQ(store->blocks().size(), 1u);
+    EXPECT_EQ(store->blocks()[0].startMinutes, 840);
+}
