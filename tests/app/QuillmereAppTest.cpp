@@ -1,0 +1,59 @@
+#include "app/QuillmereApp.h"
+#include "app/ScheduleView.h"
+
+#include "AppFixture.h"
+
+#include <QApplication>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+struct ShellFixture : ::testing::Test {
+    TzGuard tz{"Europe/Berlin"};
+    TempDataDir dir;
+    FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(10, 30))};
+
+    void seed(const std::vector<WorkBlock>& blocks) {
+        dir.write(QStringLiteral("blocks.json"), json::encodeList(blocks));
+    }
+};
+
+} // namespace
+
+TEST_F(ShellFixture, TheIconAndTooltipFollowTheWorkUnderWayWithoutThePanel) {
+    seed({todayBlock(QStringLiteral("  Inbox\t"), 600, 60, WorkKind::shallow),
+          todayBlock(QString(), 690, 30, WorkKind::shallow)});
+    QuillmereApp app(wall, dir.path());
+    EXPECT_FALSE(app.isStarted());
+    app.start(0);
+    processEvents();
+    EXPECT_EQ(app.shell().image(), StatusIcon::Image::shallow);
+    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Inbox"));
+
+    wall.set(QDate(2024, 3, 4), QTime(11, 31));
+    app.clock().tick();
+    processEvents();
+    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Shallow Work"));
+
+    wall.set(QDate(2024, 3, 4), QTime(12, 5));
+    app.clock().tick();
+    processEvents();
+    EXPECT_EQ(app.shell().image(), StatusIcon::Image::idle);
+}
+
+TEST_F(ShellFixture, WithoutATrayThePanelIsAWindowThatEndsTheProgram) {
+    QuillmereApp app(wall, dir.path());
+    app.start(0);
+    processEvents();
+    // The offscreen platform has no tray: the panel opens at once as an ordinary window.
+    ASSERT_TRUE(app.panel());
+    EXPECT_EQ(app.panel()->style(), PanelWindow::Style::window);
+    EXPECT_TRUE(app.panel()->isVisible());
+    EXPECT_EQ(app.panel()->windowTitle(), QStringLiteral("Quillmere"));
+    EXPECT_TRUE(qobject_cast<ScheduleView*>(app.panel()->content()));
+    EXPECT_TRUE(QApplication::quitOnLastWindowClosed());
+    EXPECT_FALSE(app.shell().hasIcon());
+    QApplication::setQuitOnLastWindowClosed(false);
+}
