@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPropertyAnimation>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QToolButton>
@@ -348,10 +349,29 @@ void PlannedListView::syncRows() {
 
     const int count = static_cast<int>(planned.size());
     const bool scrolls = count >= scrollFrom;
-    m_rowsArea->setVisible(m_state.expanded && count > 0);
+    const bool show = m_state.expanded && count > 0;
+    const bool opening = show && !m_rowsArea->isVisibleTo(this);
+    m_rowsArea->setVisible(show);
     m_rowsArea->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn
                                                    : Qt::ScrollBarAlwaysOff);
-    m_rowsArea->setFixedHeight(scrolls ? scrollHeight : count * rowHeight);
+    const int height = scrolls ? scrollHeight : count * rowHeight;
+    m_rowsArea->setMinimumHeight(0);
+    if (opening && isVisible()) {
+        // The rows unfold with a short ease-out instead of jumping in.
+        auto* unfold = new QPropertyAnimation(m_rowsArea, "maximumHeight", m_rowsArea);
+        unfold->setStartValue(0);
+        unfold->setEndValue(height);
+        unfold->setDuration(150);
+        unfold->setEasingCurve(QEasingCurve::OutCubic);
+        connect(unfold, &QPropertyAnimation::finished, m_rowsArea,
+                [area = m_rowsArea, height] { area->setFixedHeight(height); });
+        m_unfolding = unfold;
+        unfold->start(QAbstractAnimation::DeleteWhenStopped);
+    } else if (!m_unfolding) {
+        m_rowsArea->setFixedHeight(height);
+    } else {
+        m_unfolding->setEndValue(height);
+    }
 }
 
 void PlannedListView::toggleExpanded() {

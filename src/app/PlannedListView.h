@@ -14,6 +14,7 @@
 #include <optional>
 
 class QLabel;
+class QPropertyAnimation;
 class QScrollArea;
 class QToolButton;
 class QVBoxLayout;
@@ -171,6 +172,7 @@ private:
     QVBoxLayout* m_rowsLayout;
     QHash<QUuid, PlannedRow*> m_rows;
     bool m_entryWasOpen = false;
+    QPointer<QPropertyAnimation> m_unfolding;
 };
 
 } // namespace quillmere

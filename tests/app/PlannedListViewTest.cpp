@@ -65,7 +65,7 @@ TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
     EXPECT_EQ(list->countLabel()->text(), QStringLiteral("Planned (0)"));
     EXPECT_EQ(list->headerRow()->toolTip(), QStringLiteral("Hide planned blocks"));
     EXPECT_EQ(list->entryField()->placeholderText(), QStringLiteral("Plan a block…"));
-    QTRY_VERIFY(list->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->entryField()->hasFocus(); }));
 
     QTest::mouseClick(list->entrySwatch(), Qt::LeftButton);
     EXPECT_EQ(state.newKind, WorkKind::shallow);
@@ -84,7 +84,7 @@ TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
 
     // A blank title adds nothing but still closes the row.
     QTest::mouseClick(list->plusButton(), Qt::LeftButton);
-    QTRY_VERIFY(list->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->entryField()->hasFocus(); }));
     QTest::keyClicks(list->entryField(), QStringLiteral("   "));
     QTest::keyClick(list->entryField(), Qt::Key_Return);
     EXPECT_EQ(store->planned().size(), 1u);
@@ -94,7 +94,7 @@ TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
 TEST_F(PlannedListFixture, EscapeDiscardsAndLosingFocusKeepsTheTitleOnce) {
     build();
     QTest::mouseClick(list->plusButton(), Qt::LeftButton);
-    QTRY_VERIFY(list->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->entryField()->hasFocus(); }));
     QTest::keyClicks(list->entryField(), QStringLiteral("Draft outline"));
     QTest::keyClick(list->entryField(), Qt::Key_Escape);
     EXPECT_TRUE(store->planned().empty());
@@ -103,7 +103,7 @@ TEST_F(PlannedListFixture, EscapeDiscardsAndLosingFocusKeepsTheTitleOnce) {
     EXPECT_FALSE(dir.exists(QStringLiteral("planned.json")) && plannedJson().size() > 0);
 
     QTest::mouseClick(list->plusButton(), Qt::LeftButton);
-    QTRY_VERIFY(list->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->entryField()->hasFocus(); }));
     EXPECT_TRUE(list->entryField()->text().isEmpty());
     QTest::keyClicks(list->entryField(), QStringLiteral("Call the printer"));
     elsewhere->setFocus(Qt::MouseFocusReason);
@@ -124,13 +124,14 @@ TEST_F(PlannedListFixture, HeaderCollapsesAndFiveRowsScroll) {
     QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
     EXPECT_TRUE(state.expanded);
     ASSERT_EQ(list->visibleRows().size(), 4);
-    EXPECT_EQ(list->rowsArea()->height(), 4 * PlannedListView::rowHeight);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return list->rowsArea()->height() == 4 * PlannedListView::rowHeight; }));
     EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
 
     store->addPlanned(planned(QStringLiteral("Five")));
     processEvents();
     ASSERT_EQ(list->visibleRows().size(), 5);
-    EXPECT_EQ(list->rowsArea()->height(), 117);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->rowsArea()->height() == 117; }));
     EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
     EXPECT_EQ(list->visibleRows().last()->item().title, QStringLiteral("Five"));
 

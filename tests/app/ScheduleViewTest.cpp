@@ -169,9 +169,9 @@ TEST_F(ScheduleFixture, TheDayFullBannerStaysForTheWholeWaitAfterTheLastFailure)
     if (sinceSecond.elapsed() < 240) {
         EXPECT_TRUE(view->showDayFull());
     }
-    QTRY_VERIFY_WITH_TIMEOUT(!view->showDayFull(), 2000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->showDayFull(); }, 2000));
     EXPECT_GE(sinceSecond.elapsed(), 250);
-    QTRY_VERIFY_WITH_TIMEOUT(!view->dayFullBanner()->isVisible(), 2000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->dayFullBanner()->isVisible(); }, 2000));
     EXPECT_EQ(view->selectedID(), late.id);
 }
 
@@ -211,7 +211,7 @@ TEST_F(ScheduleFixture, SchedulingKeepsAHalfTypedEntryFirst) {
     choose(QStringLiteral("Plan a Block"));
     EXPECT_TRUE(view->tray().expanded);
     EXPECT_TRUE(view->tray().adding);
-    QTRY_VERIFY(view->plannedList()->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
     QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("  Notes for Tom  "));
 
     QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
@@ -228,7 +228,7 @@ TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
     choose(QStringLiteral("Plan a Block"));
     EXPECT_TRUE(view->trayArea()->isVisible());
     EXPECT_TRUE(view->dismissLayer()->isVisible());
-    QTRY_VERIFY(view->plannedList()->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
     QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("Book flights"));
 
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
@@ -243,7 +243,7 @@ TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
 
     // With nothing typed the layer only collapses the tray.
     choose(QStringLiteral("Plan a Block"));
-    QTRY_VERIFY(view->plannedList()->entryField()->hasFocus());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
     QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("   "));
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
