@@ -28,8 +28,8 @@ AppClock::~AppClock() = default;
 
 int AppClock::msUntilNextHeartbeat() const {
     // In whole milliseconds, so the mark is found exactly rather than a rounding error away.
-    const qint64 sinceReference = m_wallClock.now().toMSecsSinceEpoch() -
-                                  TimeMath::referenceEpochOffsetSeconds * 1000;
+    const qint64 sinceReference =
+        m_wallClock.now().toMSecsSinceEpoch() - TimeMath::referenceEpochOffsetSeconds * 1000;
     const qint64 remainder = ((sinceReference % heartbeatMs) + heartbeatMs) % heartbeatMs;
     return static_cast<int>(heartbeatMs - remainder + heartbeatLagMs);
 }
@@ -72,35 +72,30 @@ void AppClock::requestTick() {
 }
 
 void AppClock::wake(std::optional<QDateTime> at) {
-    if (m_wakeTimer) {
-        m_wakeTimer->stop();
-        m_wakeTimer->deleteLater();
-        m_wakeTimer = nullptr;
-        m_wakeAt = {};
+    if (!m_wakeTimer) {
+        // One timer serves every alarm: it is re-aimed, never reallocated, so a long-running
+        // process does not pile up timers.
+        m_wakeTimer = new QTimer(this);
+        m_wakeTimer->setSingleShot(true);
+        m_wakeTimer->setTimerType(Qt::PreciseTimer);
+        connect(m_wakeTimer, &QTimer::timeout, this, [this] {
+            m_wakeAt = {};
+            tick();
+        });
     }
+    m_wakeTimer->stop();
+    m_wakeAt = {};
     if (!at)
         return;
     const qint64 ms = std::max<qint64>(0, m_wallClock.now().msecsTo(*at));
     m_wakeAt = *at;
-    m_wakeTimer = new QTimer(this);
-    m_wakeTimer->setSingleShot(true);
-    m_wakeTimer->setTimerType(Qt::PreciseTimer);
-    QTimer* timer = m_wakeTimer;
-    connect(timer, &QTimer::timeout, this, [this, timer] {
-        if (m_wakeTimer == timer) {
-            m_wakeTimer = nullptr;
-            m_wakeAt = {};
-        }
-        timer->deleteLater();
-        tick();
-    });
     // A QTimer counts in int milliseconds; an alarm further out than that is re-armed by the
     // refresh long before it matters, so the cap only keeps the interval valid.
-    timer->start(static_cast<int>(std::min<qint64>(ms, std::numeric_limits<int>::max())));
+    m_wakeTimer->start(static_cast<int>(std::min<qint64>(ms, std::numeric_limits<int>::max())));
 }
 
 std::optional<QDateTime> AppClock::pendingWake() const {
-    if (!m_wakeTimer)
+    if (!m_wakeTimer || !m_wakeTimer->isActive())
         return std::nullopt;
     return m_wakeAt;
 }

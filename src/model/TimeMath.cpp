@@ -24,10 +24,7 @@ QString timeString(Minutes m) {
     if (hour12 == 0)
         hour12 = 12;
     const QString suffix = hour < 12 ? QStringLiteral("AM") : QStringLiteral("PM");
-    return QStringLiteral("%1:%2 %3")
-        .arg(hour12)
-        .arg(minute, 2, 10, QLatin1Char('0'))
-        .arg(suffix);
+    return QStringLiteral("%1:%2 %3").arg(hour12).arg(minute, 2, 10, QLatin1Char('0')).arg(suffix);
 }
 
 QString durationString(Minutes m) {
@@ -60,9 +57,22 @@ QString dayKey(const QDateTime& instant) {
 }
 
 std::optional<QDate> dateFromDayKey(const QString& key) {
+    // Read by hand: the refresh looks at every stored block's day, and a general date parser
+    // costs microseconds a call.
     if (key.size() != 10 || key.at(4) != u'-' || key.at(7) != u'-')
         return std::nullopt;
-    const QDate date = QDate::fromString(key, QStringLiteral("yyyy-MM-dd"));
+    int fields[3] = {0, 0, 0};
+    const int starts[3] = {0, 5, 8};
+    const int lengths[3] = {4, 2, 2};
+    for (int f = 0; f < 3; ++f) {
+        for (int i = 0; i < lengths[f]; ++i) {
+            const QChar c = key.at(starts[f] + i);
+            if (c < u'0' || c > u'9')
+                return std::nullopt;
+            fields[f] = fields[f] * 10 + (c.unicode() - u'0');
+        }
+    }
+    const QDate date(fields[0], fields[1], fields[2]);
     if (!date.isValid())
         return std::nullopt;
     return date;
@@ -97,7 +107,8 @@ double referenceSeconds(const QDateTime& instant) {
 }
 
 QDateTime fromReferenceSeconds(double seconds) {
-    const double ms = std::round((seconds + static_cast<double>(referenceEpochOffsetSeconds)) * 1000.0);
+    const double ms =
+        std::round((seconds + static_cast<double>(referenceEpochOffsetSeconds)) * 1000.0);
     return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(ms));
 }
 

@@ -518,8 +518,15 @@ void BlockStore::scheduleBoundaryRefresh(Minutes after) {
 
 void BlockStore::recordConfirmedBlocks() {
     const QDateTime instant = now();
+    // Blocks share a handful of days; each day's midnight is worked out once per refresh.
+    QHash<QString, std::optional<QDateTime>> midnights;
     for (const WorkBlock& block : m_blocks) {
-        if (m_confirmedIDs.contains(block.id) || !Confirmation::isDue(block, instant))
+        if (m_confirmedIDs.contains(block.id))
+            continue;
+        auto midnight = midnights.find(block.day);
+        if (midnight == midnights.end())
+            midnight = midnights.insert(block.day, TimeMath::startOfDay(block.day));
+        if (!*midnight || !Confirmation::isDue(block, **midnight, instant))
             continue;
         m_statsDB->insert(Confirmation::row(block));
         m_confirmedIDs.insert(block.id);

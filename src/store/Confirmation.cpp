@@ -5,11 +5,8 @@
 
 namespace quillmere::Confirmation {
 
-bool isDue(const WorkBlock& block, const QDateTime& now) {
-    const auto midnight = TimeMath::startOfDay(block.day);
-    if (!midnight)
-        return false;
-    const auto end = atMinute(*midnight, block.endMinutes());
+bool isDue(const WorkBlock& block, const QDateTime& midnight, const QDateTime& now) {
+    const auto end = atMinute(midnight, block.endMinutes());
     if (!end)
         return false;
     const qint64 sinceEnd = end->msecsTo(now);

@@ -1,0 +1,6 @@
+#include "FuzzSupport.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    quillmere::fuzz::roundTrip<quillmere::PlannedBlock>(data, size);
+    return 0;
+}

@@ -1,0 +1,99 @@
+#include "StoreFixture.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRandomGenerator>
+
+#include <csignal>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+// What the killed process last reported as saved, per file.
+struct Reported {
+    qint64 blocks = 0;
+    qint64 planned = 0;
+};
+
+// Every file must hold the state before the interrupted save or the one after it.
+void checkFiles(const TempDataDir& dir, const Reported& r) {
+    const auto blocks =
+        json::decodeList<WorkBlock>(dir.read(QStringLiteral("blocks.json")).value_or(""));
+    ASSERT_TRUE(blocks) << "blocks.json does not decode";
+    const auto n = static_cast<qint64>(blocks->size());
+    ASSERT_TRUE(n == r.blocks || n == r.blocks + 1) << n << " blocks, reported " << r.blocks;
+    for (qint64 i = 0; i < n; ++i)
+        ASSERT_EQ((*blocks)[static_cast<std::size_t>(i)].title, QString::number(i));
+
+    if (r.planned > 0 || dir.exists(QStringLiteral("planned.json"))) {
+        const auto planned =
+            json::decodeList<PlannedBlock>(dir.read(QStringLiteral("planned.json")).value_or(""));
+        ASSERT_TRUE(planned) << "planned.json does not decode";
+        const auto p = static_cast<qint64>(planned->size());
+        ASSERT_TRUE(p == r.planned || p == r.planned + 1)
+            << p << " planned, reported " << r.planned;
+    }
+    if (dir.exists(QStringLiteral("rules.json"))) {
+        const auto rules =
+            json::decodeList<RepeatRule>(dir.read(QStringLiteral("rules.json")).value_or(""));
+        ASSERT_TRUE(rules) << "rules.json does not decode";
+        ASSERT_EQ(rules->size(), 1u);
+    }
+    if (dir.exists(QStringLiteral("settings.json"))) {
+        const auto settings =
+            json::decodeSettingsFile(dir.read(QStringLiteral("settings.json")).value_or(""));
+        ASSERT_TRUE(settings) << "settings.json does not decode";
+    }
+}
+
+} // namespace
+
+TEST(CrashSafety, KillingTheProcessMidSaveNeverLeavesAMixOrAnEmptyFile) {
+    TempDataDir dir;
+    const QString storm = QCoreApplication::applicationDirPath() + QStringLiteral("/save_storm");
+    QRandomGenerator random(20241122);
+    Reported reported;
+    int kills = 0;
+    for (int run = 0; run < 120; ++run) {
+        QProcess process;
+        process.start(storm, {dir.path()});
+        ASSERT_TRUE(process.waitForStarted(5000));
+        ASSERT_TRUE(process.waitForReadyRead(10000));
+        const int delayMs = static_cast<int>(random.bounded(2, 60));
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < delayMs)
+            process.waitForReadyRead(1);
+        ::kill(static_cast<pid_t>(process.processId()), SIGKILL);
+        process.waitForFinished(5000);
+        ++kills;
+        // The last complete line of each kind is the last save known to have finished.
+        for (const QByteArray& line : process.readAllStandardOutput().split('\n')) {
+            const QList<QByteArray> words = line.split(' ');
+            if (words.size() != 2)
+                continue;
+            const qint64 value = words[1].toLongLong();
+            if (words[0] == "blocks")
+                reported.blocks = value;
+            else if (words[0] == "planned")
+                reported.planned = value;
+        }
+        SCOPED_TRACE(run);
+        checkFiles(dir, reported);
+        if (HasFatalFailure())
+            return;
+        // The restarted program must find everything the killed one saved.
+        reported.blocks = static_cast<qint64>(
+            json::decodeList<WorkBlock>(dir.read(QStringLiteral("blocks.json")).value_or("[]"))
+                ->size());
+        reported.planned = static_cast<qint64>(
+            json::decodeList<PlannedBlock>(dir.read(QStringLiteral("planned.json")).value_or("[]"))
+                ->size());
+    }
+    EXPECT_EQ(kills, 120);
+    EXPECT_GT(reported.blocks, 120) << "the process hardly saved anything before each kill";
+    std::printf("[ crash  ] %d kills survived, %lld blocks saved in all\n", kills,
+                static_cast<long long>(reported.blocks));
+}

@@ -1,0 +1,140 @@
+#include "StoreFixture.h"
+
+#include <QFile>
+#include <QProcess>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+using namespace quillmere;
+using namespace quillmere::test;
+
+namespace {
+
+// A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
+// with the right to mount, which CI machines have.
+class SmallTmpfs {
+public:
+    SmallTmpfs(const QString& path, const char* options) : m_path(path.toLocal8Bit()) {
+        m_mounted = ::mount("tmpfs", m_path.constData(), "tmpfs", 0, options) == 0;
+    }
+    ~SmallTmpfs() {
+        if (m_mounted)
+            ::umount2(m_path.constData(), MNT_DETACH);
+    }
+    bool mounted() const { return m_mounted; }
+    bool remountReadOnly() {
+        return ::mount("tmpfs", m_path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+    }
+
+private:
+    QByteArray m_path;
+    bool m_mounted = false;
+};
+
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+TEST_F(StoreFixture, TheDataFolderIsAFileOrADanglingSymlink) {
+    dir.write(QStringLiteral("Quillmere"), "I am a file");
+    ASSERT_TRUE(QFile::link(dir.file(QStringLiteral("nowhere")), dir.file(QStringLiteral("link"))));
+    for (const QString& name : {QStringLiteral("Quillmere"), QStringLiteral("link")}) {
+        SCOPED_TRACE(name.toStdString());
+        store.reset();
+        store = std::make_unique<BlockStore>(clock, aids, dir.file(name));
+        processEvents();
+        store->add(makeBlock(QStringLiteral("kept in memory"), today, 600, 60));
+        store->addPlanned(
+            {QUuid::createUuid(), QStringLiteral("p"), WorkKind::deep, 0, std::nullopt});
+        EXPECT_EQ(store->blocks().size(), 1u);
+        EXPECT_EQ(store->planned().size(), 1u);
+    }
+    EXPECT_EQ(dir.read(QStringLiteral("Quillmere")), QByteArray("I am a file"));
+    EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("nowhere"))));
+}
+
+TEST_F(StoreFixture, AFullDiskKeepsTheLastCompleteFile) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "mounting a small tmpfs needs root";
+    const QString folder = dir.file(QStringLiteral("small"));
+    QDir().mkpath(folder);
+    SmallTmpfs disk(folder, "size=64k");
+    if (!disk.mounted())
+        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
+    store = std::make_unique<BlockStore>(clock, aids, folder);
+    std::vector<WorkBlock> lastSaved;
+    bool full = false;
+    for (int i = 0; i < 2000 && !full; ++i) {
+        store->add(makeBlock(QStringLiteral("block %1 ").arg(i).repeated(4), today, i % 1440, 1));
+        const auto onDisk =
+            json::decodeList<WorkBlock>(readAll(folder + QStringLiteral("/blocks.json")));
+        ASSERT_TRUE(onDisk) << "blocks.json was damaged by a full disk";
+        if (*onDisk == store->blocks())
+            lastSaved = *onDisk;
+        else
+            full = true;
+    }
+    ASSERT_TRUE(full) << "the disk never filled up";
+    // The program keeps running with everything in memory; the file holds the last state that fit.
+    EXPECT_GT(store->blocks().size(), lastSaved.size());
+    EXPECT_EQ(json::decodeList<WorkBlock>(readAll(folder + QStringLiteral("/blocks.json"))),
+              lastSaved);
+}
+
+TEST_F(StoreFixture, AReadOnlyFolderIsReadAndNeverWritten) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "a read-only mount needs root";
+    const QString folder = dir.file(QStringLiteral("ro"));
+    QDir().mkpath(folder);
+    SmallTmpfs disk(folder, "size=1m");
+    if (!disk.mounted())
+        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
+    const WorkBlock block = makeBlock(QStringLiteral("saved"), today, 600, 60);
+    const QByteArray bytes = json::encodeList(std::vector<WorkBlock>{block});
+    {
+        QFile f(folder + QStringLiteral("/blocks.json"));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    }
+    ASSERT_TRUE(disk.remountReadOnly());
+    store = std::make_unique<BlockStore>(clock, aids, folder);
+    EXPECT_EQ(store->blocks(), std::vector<WorkBlock>{block});
+    store->deleteBlock(block.id);
+    Settings s;
+    s.chimesEnabled = false;
+    store->setSettings(s);
+    EXPECT_TRUE(store->blocks().empty());
+    EXPECT_EQ(readAll(folder + QStringLiteral("/blocks.json")), bytes);
+    EXPECT_FALSE(QFileInfo::exists(folder + QStringLiteral("/settings.json")));
+}
+
+TEST_F(StoreFixture, AStatisticsDatabaseLockedByAnotherProcess) {
+    // Another program holds an exclusive transaction on the database for the whole test.
+    QProcess holder;
+    holder.start(QStringLiteral("sqlite3"), {dir.file(QStringLiteral("stats.sqlite"))});
+    ASSERT_TRUE(holder.waitForStarted(5000)) << "sqlite3 is not installed";
+    holder.write(
+        "CREATE TABLE IF NOT EXISTS other(x);\nBEGIN EXCLUSIVE;\nINSERT INTO other VALUES (1);\n"
+        "SELECT 'locked';\n");
+    ASSERT_TRUE(holder.waitForReadyRead(5000));
+    ASSERT_TRUE(holder.readAllStandardOutput().contains("locked"));
+
+    const WorkBlock block = makeBlock(QStringLiteral("b"), today, 480, 60);
+    seedBlocks({block});
+    wall.set(QDate(2024, 3, 4), QTime(9, 0, 1));
+    open();
+    EXPECT_TRUE(store->confirmedIDs().isEmpty());
+    store->refreshBlock();
+    EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
+
+    holder.write("COMMIT;\n.quit\n");
+    holder.closeWriteChannel();
+    ASSERT_TRUE(holder.waitForFinished(5000));
+    store.reset();
+    open();
+    EXPECT_TRUE(store->confirmedIDs().isEmpty()); // the row never reached the file
+}
