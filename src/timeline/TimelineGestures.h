@@ -37,8 +37,8 @@ struct Creation {
     bool operator==(const Creation&) const = default;
 };
 
-// The range a create drag from `startMinute` to `currentMinute` draws (both already read from
-// the pointer and clamped to the day), or none when it began on busy time or in a sliver
+// The range a create drag from `startMinute` to `currentMinute` draws (both read from the
+// pointer; either may lie outside the day), or none when it began on busy time or in a sliver
 // too short for a block. The drawn range never leaves the free span in which the drag began.
 std::optional<Creation> creationRange(Minutes startMinute, Minutes currentMinute,
                                       const FreeGapQuery& freeGap);

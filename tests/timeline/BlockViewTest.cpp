@@ -99,8 +99,6 @@ TEST(BlockView, InkFillsFromTheTopAndIsClamped) {
 TEST(BlockView, BorderTellsSelectionDraftAndConfirmation) {
     const QRectF box(10, 10, 200, 60);
     BlockView plain = viewOf(WorkKind::deep);
-    EXPECT_EQ(plain.borderColor(), ui::kindColor(WorkKind::deep, 0.4));
-    EXPECT_DOUBLE_EQ(plain.borderWidth(), 1.0);
     const QImage plainImage = render(plain, box);
     // The border is drawn inside the card's edge, over the tint.
     EXPECT_FALSE(near(plainImage.pixelColor(10, 40), plainImage.pixelColor(14, 40), 10));
@@ -109,12 +107,10 @@ TEST(BlockView, BorderTellsSelectionDraftAndConfirmation) {
     BlockView confirmed = viewOf(WorkKind::deep);
     confirmed.isConfirmed = true;
     confirmed.inkFraction = 1;
-    EXPECT_EQ(confirmed.borderColor().alpha(), 0);
     const QImage confirmedImage = render(confirmed, box);
     EXPECT_TRUE(near(confirmedImage.pixelColor(10, 40), confirmedImage.pixelColor(14, 40), 2));
 
     confirmed.isSelected = true;
-    EXPECT_EQ(confirmed.borderColor(), QColor::fromRgbF(1, 1, 1, 0.9f));
     EXPECT_GT(qGray(render(confirmed, box).pixel(10, 40)), 200);
 
     // A draft's top edge alternates between border and tint; a saved block's does not.
@@ -132,7 +128,6 @@ TEST(BlockView, BorderTellsSelectionDraftAndConfirmation) {
     BlockView draft = viewOf(WorkKind::deep);
     draft.isDraft = true;
     draft.isSelected = true;
-    EXPECT_DOUBLE_EQ(draft.borderWidth(), 1.5);
     EXPECT_GE(edgeRuns(draft), 30); // 160 px at an 8 px period
     draft.isDraft = false;
     EXPECT_EQ(edgeRuns(draft), 0);

@@ -156,4 +156,11 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     EXPECT_GT(inkedPixels(QRect(66, textTop, 80, 7)), 40);
     EXPECT_EQ(inkedPixels(QRect(static_cast<int>(box.right()) - 60, textTop, 40, 7)), 0);
     release(at(11 * 60 - 8));
+    settle();
+
+    // The new block is not stored, yet it is drawn where the preview was, selected.
+    ASSERT_TRUE(view->working());
+    ASSERT_FALSE(store->savedBlock(view->working()->id));
+    EXPECT_TRUE(near(grab().pixelColor(static_cast<int>(box.right()) - 30, y),
+                     over(ui::crimson(0.34), window)));
 }

@@ -1,0 +1,122 @@
+#include "model/AppClock.h"
+#include "store/BlockStore.h"
+#include "store/FocusAids.h"
+#include "timeline/DayTimelineView.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QMouseEvent>
+#include <QScrollBar>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+
+using namespace quillmere;
+
+namespace {
+
+constexpr double frameSeconds = 1.0 / 60.0;
+
+// Midday on a Monday, so one of the blocks is running and earlier ones carry their ink.
+class NoonClock final : public WallClock {
+public:
+    QDateTime now() const override { return QDateTime(QDate(2024, 3, 4), QTime(12, 10)); }
+};
+
+// A day of 30 half-hour blocks from 05:00 with a five-minute break after each, every fifth
+// repeating, shown in a panel-sized view scrolled to the middle of the day.
+struct BusyDay {
+    QTemporaryDir dir;
+    NoonClock wall;
+    AppClock clock{wall};
+    NoFocusAids aids;
+    BlockStore store{clock, aids, dir.path()};
+    std::unique_ptr<DayTimelineView> view;
+
+    BusyDay() {
+        for (int i = 0; i < 30; ++i) {
+            WorkBlock b{QUuid::createUuid(),
+                        QStringLiteral("Block %1").arg(i),
+                        store.todayKey(),
+                        5 * 60 + i * 35,
+                        30,
+                        i % 3 ? WorkKind::shallow : WorkKind::deep,
+                        std::nullopt,
+                        std::nullopt};
+            store.add(b);
+            if (i % 5 == 0)
+                store.setRepeat({2, 4}, b.id);
+        }
+        clock.tick();
+        view = std::make_unique<DayTimelineView>(store, clock);
+        view->resize(340, 560);
+        view->show();
+        QApplication::processEvents();
+        view->verticalScrollBar()->setValue(10 * 64);
+        QApplication::processEvents();
+    }
+
+    // The whole panel-sized view: the visible part of the day and the scroll bar.
+    void repaintInto(QImage& image) { view->render(&image); }
+};
+
+void reportFrameShare(benchmark::State& state) {
+    // Seconds per iteration as a percentage of one 60 Hz frame.
+    state.counters["frame_%"] =
+        benchmark::Counter(frameSeconds / 100.0, benchmark::Counter::kIsIterationInvariantRate |
+                                                     benchmark::Counter::kInvert);
+}
+
+void BM_RepaintDayOf30Blocks(benchmark::State& state) {
+    BusyDay day;
+    QImage image(340, 560, QImage::Format_ARGB32_Premultiplied);
+    for (auto _ : state) {
+        day.repaintInto(image);
+        benchmark::ClobberMemory();
+    }
+    reportFrameShare(state);
+}
+BENCHMARK(BM_RepaintDayOf30Blocks)->Unit(benchmark::kMillisecond);
+
+// One pointer move during a move drag: the new position is found by the free-time search as
+// the block is laid out, and the visible part of the day is painted again.
+void BM_DragUpdate(benchmark::State& state) {
+    BusyDay day;
+    QWidget* canvas = day.view->canvas();
+    // The middle of the block at 11:25.
+    const QPointF start(200, DayTimelineView::contentTop + (11 * 60 + 40) / 60.0 * 64);
+    QMouseEvent press(QEvent::MouseButtonPress, start, canvas->mapToGlobal(start), Qt::LeftButton,
+                      Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(canvas, &press);
+
+    QImage image(340, 560, QImage::Format_ARGB32_Premultiplied);
+    int step = 0;
+    for (auto _ : state) {
+        const QPointF to = start + QPointF(0, 10 + (step++ % 40) * 3);
+        QMouseEvent move(QEvent::MouseMove, to, canvas->mapToGlobal(to), Qt::NoButton,
+                         Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(canvas, &move);
+        day.repaintInto(image);
+        benchmark::ClobberMemory();
+    }
+    reportFrameShare(state);
+
+    QMouseEvent release(QEvent::MouseButtonRelease, start, canvas->mapToGlobal(start),
+                        Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(canvas, &release);
+}
+BENCHMARK(BM_DragUpdate)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // Painting is measured without a display, as the widget tests run.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
