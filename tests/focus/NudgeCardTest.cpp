@@ -102,7 +102,7 @@ TEST(NudgeCard, ShowsAgainInPlaceAndStaysUntilTheLatestTimeRunsOut) {
     ASSERT_TRUE(waitFor([&] { return panel->cardOpacity() >= 1.0; }, 1000));
     EXPECT_EQ(panel->pos(), expected.topLeft());
 
-    QTest::qWait(300);
+    QTest::qWait(120);
     card.show(QStringLiteral("Two"), QStringLiteral("second"), ui::kindColor(WorkKind::shallow),
               0.6);
     EXPECT_EQ(card.model().title(), QStringLiteral("Two"));
@@ -140,6 +140,17 @@ TEST(NudgeCard, AShowDuringTheFadeBringsItBackAndAClickDismisses) {
 
     QTest::mouseClick(panel, Qt::LeftButton, Qt::NoModifier, panel->rect().center());
     EXPECT_FALSE(card.isDismissPending());
+    ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 1000));
+
+    // A show right after a dismissal, before the fade has drawn a frame, still keeps it.
+    card.show(QStringLiteral("Up"), QString(), ui::crimson(), 5);
+    ASSERT_TRUE(waitFor([&] { return panel->cardOpacity() >= 1.0; }, 1000));
+    card.dismiss();
+    card.show(QStringLiteral("Still up"), QString(), ui::crimson(), 5);
+    QTest::qWait(NudgeCard::fadeOutMs + NudgeCard::fadeInMs + 50);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->cardOpacity(), 1.0);
+    card.dismiss();
     ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 1000));
 
     // Hidden cards come back with a fresh drop.
