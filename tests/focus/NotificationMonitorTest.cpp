@@ -1,6 +1,8 @@
 #include "focus/NotificationMonitor.h"
 #include "focus/BannerLedger.h"
 
+#include "Waiting.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QProcess>
@@ -18,6 +20,7 @@
 #include <vector>
 
 using namespace quillmere;
+using quillmere::test::waitFor;
 using namespace std::chrono_literals;
 
 TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiry) {
@@ -83,17 +86,6 @@ TEST(NotificationMonitor, WithoutABusNoBannerIsEverPresentAndNothingIsSaid) {
 }
 
 namespace {
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition()) {
-        if (clock.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(20);
-    }
-    return true;
-}
 
 // A session of its own: an X server, a bus and a real notification daemon on them, all
 // killed when the test ends, and with the test process should it die first.

@@ -6,6 +6,8 @@
 
 #include "support/Printers.h"
 
+#include "Waiting.h"
+
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QScreen>
@@ -16,20 +18,9 @@
 #include <functional>
 
 using namespace quillmere;
+using quillmere::test::waitFor;
 
 namespace {
-
-// Waits on the event loop until the condition holds or the time is up.
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition()) {
-        if (clock.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(10);
-    }
-    return true;
-}
 
 QRect primaryArea() {
     return QGuiApplication::primaryScreen()->availableGeometry();
