@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace quillmere {
 
@@ -63,13 +64,14 @@ void NudgeCard::show(const QString& title, const QString& detail, const QColor& 
             card->dismiss();
     });
     m_dismissTimer.start(displayMs(seconds));
+    const bool wasLeaving = std::exchange(m_leaving, false);
 
     if (!m_panel)
         createPanel();
     if (m_panel->isVisible()) {
         // Fully up: the texts changed in place and the frame stays. Fading out: come back
         // from wherever the fade has taken it.
-        if (m_panel->cardOpacity() >= 1.0)
+        if (m_panel->cardOpacity() >= 1.0 && !wasLeaving)
             return;
         animate(targetFrame(m_panel->height()).topLeft(), 1.0, fadeInMs, true, {});
         return;
@@ -86,6 +88,7 @@ void NudgeCard::dismiss() {
     m_dismissTimer.stop();
     if (!m_panel || !m_panel->isVisible())
         return;
+    m_leaving = true;
     animate(m_panel->pos() - QPoint(0, dropDistance), 0.0, fadeOutMs, false,
             [panel = QPointer<NudgeView>(m_panel.get())] {
                 // A show during the fade raised the opacity again and wants the card kept.

@@ -56,6 +56,8 @@ private:
     QPointer<QAbstractAnimation> m_animation;
     QTimer m_dismissTimer;
     AnchorProvider m_anchor;
+    // A fade-out has begun; its first frame may not have lowered the opacity yet.
+    bool m_leaving = false;
 };
 
 } // namespace quillmere

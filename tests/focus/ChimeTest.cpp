@@ -2,7 +2,7 @@
 #include "focus/Chimes.h"
 #include "focus/NoisePlayer.h"
 
-#include "DiskAudio.h"
+#include "support/DiskAudio.h"
 
 #include <QTest>
 

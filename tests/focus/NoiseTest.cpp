@@ -2,7 +2,7 @@
 #include "focus/NoisePlayer.h"
 #include "focus/SecureWordPool.h"
 
-#include "DiskAudio.h"
+#include "support/DiskAudio.h"
 
 #include <QTest>
 

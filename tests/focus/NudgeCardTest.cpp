@@ -6,6 +6,8 @@
 
 #include "support/Printers.h"
 
+#include "Waiting.h"
+
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QScreen>
@@ -16,20 +18,9 @@
 #include <functional>
 
 using namespace quillmere;
+using quillmere::test::waitFor;
 
 namespace {
-
-// Waits on the event loop until the condition holds or the time is up.
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition()) {
-        if (clock.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(10);
-    }
-    return true;
-}
 
 QRect primaryArea() {
     return QGuiApplication::primaryScreen()->availableGeometry();
@@ -102,7 +93,7 @@ TEST(NudgeCard, ShowsAgainInPlaceAndStaysUntilTheLatestTimeRunsOut) {
     ASSERT_TRUE(waitFor([&] { return panel->cardOpacity() >= 1.0; }, 1000));
     EXPECT_EQ(panel->pos(), expected.topLeft());
 
-    QTest::qWait(300);
+    QTest::qWait(120);
     card.show(QStringLiteral("Two"), QStringLiteral("second"), ui::kindColor(WorkKind::shallow),
               0.6);
     EXPECT_EQ(card.model().title(), QStringLiteral("Two"));
@@ -140,6 +131,17 @@ TEST(NudgeCard, AShowDuringTheFadeBringsItBackAndAClickDismisses) {
 
     QTest::mouseClick(panel, Qt::LeftButton, Qt::NoModifier, panel->rect().center());
     EXPECT_FALSE(card.isDismissPending());
+    ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 1000));
+
+    // A show right after a dismissal, before the fade has drawn a frame, still keeps it.
+    card.show(QStringLiteral("Up"), QString(), ui::crimson(), 5);
+    ASSERT_TRUE(waitFor([&] { return panel->cardOpacity() >= 1.0; }, 1000));
+    card.dismiss();
+    card.show(QStringLiteral("Still up"), QString(), ui::crimson(), 5);
+    QTest::qWait(NudgeCard::fadeOutMs + NudgeCard::fadeInMs + 50);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->cardOpacity(), 1.0);
+    card.dismiss();
     ASSERT_TRUE(waitFor([&] { return !panel->isVisible(); }, 1000));
 
     // Hidden cards come back with a fresh drop.

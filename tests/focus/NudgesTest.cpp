@@ -9,6 +9,8 @@
 #include "support/FakeWallClock.h"
 #include "support/Printers.h"
 
+#include "Waiting.h"
+
 #include <QElapsedTimer>
 #include <QTest>
 
@@ -18,6 +20,7 @@
 
 using namespace quillmere;
 using quillmere::test::FakeWallClock;
+using quillmere::test::waitFor;
 
 namespace {
 
@@ -40,17 +43,6 @@ WorkBlock block(Minutes start, Minutes duration, WorkKind kind, QString title = 
     b.durationMinutes = duration;
     b.kind = kind;
     return b;
-}
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition()) {
-        if (clock.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(10);
-    }
-    return true;
 }
 
 bool cardUp(NudgeCard& card) {
