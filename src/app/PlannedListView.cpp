@@ -283,6 +283,13 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     sync();
 }
 
+PlannedListView::~PlannedListView() {
+    // The field loses its focus while the children go; that is no request to keep its text.
+    m_entry->onFocusLost = nullptr;
+    m_entry->onEscape = nullptr;
+    disconnect(&m_store, nullptr, this, nullptr);
+}
+
 void PlannedListView::setPendingID(const std::optional<QUuid>& id) {
     if (id == m_pendingID)
         return;

@@ -112,6 +112,7 @@ public:
     static constexpr int scrollFrom = 5;
 
     PlannedListView(BlockStore& store, PlannedTrayState& state, QWidget* parent = nullptr);
+    ~PlannedListView() override;
 
     // The block open in the editor; a row with that id is marked.
     void setPendingID(const std::optional<QUuid>& id);

@@ -310,6 +310,8 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
 
     m_dayFullTimer = new QTimer(this);
     m_dayFullTimer->setSingleShot(true);
+    // A coarse timer may fire a few per cent early; the banner must stay its full time.
+    m_dayFullTimer->setTimerType(Qt::PreciseTimer);
     m_dayFullTimer->setInterval(dayFullMs);
     connect(m_dayFullTimer, &QTimer::timeout, this, &ScheduleView::hideDayFullBanner);
 
@@ -323,7 +325,21 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     refresh();
 }
 
-ScheduleView::~ScheduleView() = default;
+ScheduleView::~ScheduleView() {
+    // Deleting the children moves the focus, and a focused entry row then keeps its title and
+    // reports back; by then this view is only half there, so nothing may reach it any more.
+    m_planned->onStateChanged = nullptr;
+    m_planned->onSchedule = nullptr;
+    m_editor->onChange = nullptr;
+    m_editor->onRepeatChange = nullptr;
+    m_editor->onCommit = nullptr;
+    m_editor->onDelete = nullptr;
+    m_dismiss->onClick = nullptr;
+    m_volume->onClosed = nullptr;
+    disconnect(&m_store, nullptr, this, nullptr);
+    disconnect(&m_clock, nullptr, this, nullptr);
+    disconnect(m_timeline, nullptr, this, nullptr);
+}
 
 QWidget* ScheduleView::buildHeader() {
     auto* header = new QWidget(this);
