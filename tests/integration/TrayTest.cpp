@@ -1,0 +1,263 @@
+// The real program on a headless X server with a private session bus on which this test plays
+// the desktop's tray host (the StatusNotifierWatcher). It checks what a desktop would see: the
+// program waits for a host that appears late, registers one tray item whose picture and
+// tooltip follow the running block, and opens its panel when the item is activated.
+
+#include "model/JsonCodec.h"
+
+#include "support/TempDataDir.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <xcb/xcb.h>
+
+using namespace quillmere;
+
+namespace {
+
+const QString watcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
+const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
+
+// The part of a tray host the program talks to.
+class FakeWatcher final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
+    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
+    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
+
+public:
+    bool hostRegistered() const { return true; }
+    int protocolVersion() const { return 0; }
+    QStringList items() const { return m_items; }
+
+public Q_SLOTS:
+    void RegisterStatusNotifierItem(const QString& service) { m_items << service; }
+    void RegisterStatusNotifierHost(const QString&) {}
+
+Q_SIGNALS:
+    void StatusNotifierItemRegistered(const QString& service);
+    void StatusNotifierHostRegistered();
+
+private:
+    QStringList m_items;
+};
+
+QString startAndReadLine(QProcess& p, const QString& program, const QStringList& args) {
+    p.start(program, args);
+    if (!p.waitForStarted(5000))
+        return {};
+    for (int i = 0; i < 50 && !p.canReadLine(); ++i)
+        p.waitForReadyRead(100);
+    return QString::fromUtf8(p.readLine()).trimmed();
+}
+
+// Mapped top-level windows of the X server, as (width, height).
+QList<QSize> mappedWindows(const QString& display) {
+    QList<QSize> sizes;
+    xcb_connection_t* c = xcb_connect(display.toLocal8Bit().constData(), nullptr);
+    if (xcb_connection_has_error(c)) {
+        xcb_disconnect(c);
+        return sizes;
+    }
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    xcb_query_tree_reply_t* tree =
+        xcb_query_tree_reply(c, xcb_query_tree(c, screen->root), nullptr);
+    if (tree) {
+        xcb_window_t* children = xcb_query_tree_children(tree);
+        for (int i = 0; i < xcb_query_tree_children_length(tree); ++i) {
+            auto* attrs = xcb_get_window_attributes_reply(
+                c, xcb_get_window_attributes(c, children[i]), nullptr);
+            auto* geo = xcb_get_geometry_reply(c, xcb_get_geometry(c, children[i]), nullptr);
+            if (attrs && geo && attrs->map_state == XCB_MAP_STATE_VIEWABLE)
+                sizes << QSize(geo->width, geo->height);
+            free(attrs);
+            free(geo);
+        }
+        free(tree);
+    }
+    xcb_disconnect(c);
+    return sizes;
+}
+
+QVariant itemProperty(QDBusConnection& bus, const QString& service, const QString& name) {
+    QDBusMessage get = QDBusMessage::createMethodCall(
+        service, QStringLiteral("/StatusNotifierItem"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    get.setArguments({itemInterface, name});
+    const QDBusMessage reply = bus.call(get, QDBus::Block, 5000);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return {};
+    return reply.arguments().first().value<QDBusVariant>().variant();
+}
+
+// The largest picture of an a(iiay) icon, its pixels in network-order ARGB.
+QImage largestPixmap(const QVariant& value) {
+    QImage best;
+    const QDBusArgument arg = value.value<QDBusArgument>();
+    arg.beginArray();
+    while (!arg.atEnd()) {
+        int w = 0;
+        int h = 0;
+        QByteArray data;
+        arg.beginStructure();
+        arg >> w >> h >> data;
+        arg.endStructure();
+        if (w <= best.width() || data.size() < w * h * 4)
+            continue;
+        QImage img(w, h, QImage::Format_ARGB32);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                const auto* px = reinterpret_cast<const uchar*>(data.constData()) + (y * w + x) * 4;
+                img.setPixel(x, y, qRgba(px[1], px[2], px[3], px[0]));
+            }
+        best = img;
+    }
+    arg.endArray();
+    return best;
+}
+
+QString toolTipTitle(const QVariant& value) {
+    const QDBusArgument arg = value.value<QDBusArgument>();
+    QString icon;
+    QString title;
+    arg.beginStructure();
+    arg >> icon;
+    arg.beginArray();
+    while (!arg.atEnd()) {
+        int w = 0;
+        int h = 0;
+        QByteArray data;
+        arg.beginStructure();
+        arg >> w >> h >> data;
+        arg.endStructure();
+    }
+    arg.endArray();
+    arg >> title;
+    return title;
+}
+
+bool have(const QString& program) {
+    return !QStandardPaths::findExecutable(program).isEmpty();
+}
+
+struct Child {
+    QProcess process;
+    ~Child() {
+        if (process.state() != QProcess::NotRunning) {
+            process.terminate();
+            if (!process.waitForFinished(3000))
+                process.kill();
+            process.waitForFinished(3000);
+        }
+    }
+};
+
+} // namespace
+
+TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
+    for (const char* tool : {"Xvfb", "dbus-daemon", "faketime"})
+        if (!have(QString::fromLatin1(tool)))
+            GTEST_SKIP() << tool << " comes with scripts/install-deps";
+
+    Child bus;
+    const QString address =
+        startAndReadLine(bus.process, QStringLiteral("dbus-daemon"),
+                         {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                          QStringLiteral("--print-address=1")});
+    ASSERT_FALSE(address.isEmpty());
+    Child xvfb;
+    const QString displayNumber = startAndReadLine(
+        xvfb.process, QStringLiteral("Xvfb"),
+        {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"),
+         QStringLiteral("tcp"), QStringLiteral("-screen"), QStringLiteral("0"),
+         QStringLiteral("1280x800x24")});
+    ASSERT_FALSE(displayNumber.isEmpty());
+    const QString display = u':' + displayNumber;
+
+    test::TempDataDir home;
+    const QString data = home.file(QStringLiteral("data/Quillmere"));
+    const QString runtime = home.file(QStringLiteral("run"));
+    ASSERT_TRUE(QDir().mkpath(data));
+    ASSERT_TRUE(QDir().mkpath(runtime));
+    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const WorkBlock inbox{QUuid::createUuid(),
+                          QStringLiteral("Inbox"),
+                          QStringLiteral("2024-03-04"),
+                          600,
+                          60,
+                          WorkKind::shallow,
+                          std::nullopt,
+                          std::nullopt};
+    {
+        QFile f(data + QStringLiteral("/blocks.json"));
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(json::encodeList(std::vector<WorkBlock>{inbox}));
+    }
+
+    Child program;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    env.insert(QStringLiteral("DISPLAY"), display);
+    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
+    env.insert(QStringLiteral("XDG_DATA_HOME"), home.file(QStringLiteral("data")));
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+    env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+    env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+    program.process.setProcessEnvironment(env);
+    program.process.setProcessChannelMode(QProcess::MergedChannels);
+    program.process.start(QStringLiteral("faketime"),
+                          {QStringLiteral("-f"), QStringLiteral("@2024-03-04 10:30:00"),
+                           QStringLiteral(QUILLMERE_BINARY)});
+    ASSERT_TRUE(program.process.waitForStarted(5000));
+
+    // The host comes up a moment after the program, as at a login.
+    QTest::qWait(1500);
+    ASSERT_EQ(program.process.state(), QProcess::Running);
+    EXPECT_FALSE(mappedWindows(display).contains(QSize(340, 560)));
+    QDBusConnection host = QDBusConnection::connectToBus(address, QStringLiteral("tray-host"));
+    ASSERT_TRUE(host.isConnected());
+    FakeWatcher watcher;
+    ASSERT_TRUE(host.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
+                                    QDBusConnection::ExportAllContents));
+    ASSERT_TRUE(host.registerService(watcherService));
+
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !watcher.items().isEmpty(); }, 15000));
+    EXPECT_EQ(watcher.items().size(), 1);
+    const QString item = watcher.items().first();
+
+    // The picture is the blue bar of shallow work, the tooltip the block's title.
+    const QImage icon = largestPixmap(itemProperty(host, item, QStringLiteral("IconPixmap")));
+    ASSERT_FALSE(icon.isNull());
+    EXPECT_EQ(icon.pixelColor(icon.width() / 2, icon.height() / 2).rgb(),
+              QColor::fromRgbF(0.12f, 0.45f, 0.90f).rgb());
+    EXPECT_EQ(qAlpha(icon.pixel(icon.width() / 2, 1)), 0);
+    EXPECT_EQ(toolTipTitle(itemProperty(host, item, QStringLiteral("ToolTip"))),
+              QStringLiteral("Inbox"));
+    EXPECT_FALSE(mappedWindows(display).contains(QSize(340, 560)));
+
+    // A click on the item opens the panel.
+    QDBusMessage activate = QDBusMessage::createMethodCall(
+        item, QStringLiteral("/StatusNotifierItem"), itemInterface, QStringLiteral("Activate"));
+    activate.setArguments({100, 10});
+    host.call(activate, QDBus::Block, 5000);
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return mappedWindows(display).contains(QSize(340, 560)); }, 5000));
+    EXPECT_EQ(program.process.state(), QProcess::Running);
+}
+
+#include "TrayTest.moc"
