@@ -257,6 +257,11 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     host.call(activate, QDBus::Block, 5000);
     EXPECT_TRUE(
         QTest::qWaitFor([&] { return mappedWindows(display).contains(QSize(340, 560)); }, 5000));
+    // Another click, later than the one that would have closed the popup anyway, closes it.
+    QTest::qWait(500);
+    host.call(activate, QDBus::Block, 5000);
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return !mappedWindows(display).contains(QSize(340, 560)); }, 5000));
     EXPECT_EQ(program.process.state(), QProcess::Running);
 }
 
