@@ -189,7 +189,7 @@ void BlockView::paintCornerTab(QPainter& painter, const QRectF& box,
     const QSizeF size = cornerTabSize();
     const QRectF tab(box.right() - size.width(), box.top(), size.width(), size.height());
     // Cut along the card's rounded corner rather than clipping, which would not be smoothed.
-    painter.fillPath(cornerTabShape(tab).intersected(card), QColor::fromRgbF(0, 0, 0, 0.32f));
+    painter.fillPath(CornerTabShape::path(tab).intersected(card), QColor::fromRgbF(0, 0, 0, 0.32f));
 
     const QStringList names = tabGlyphNames();
     const qreal width = rowWidth(names.size(), tabGlyphSize, tabGlyphSpacing);

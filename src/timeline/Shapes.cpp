@@ -2,7 +2,7 @@
 
 namespace quillmere::timeline {
 
-QPainterPath cornerTabShape(const QRectF& rect) {
+QPainterPath CornerTabShape::path(const QRectF& rect) {
     QPainterPath path;
     path.moveTo(rect.left(), rect.top());
     path.lineTo(rect.right(), rect.top());
@@ -11,14 +11,14 @@ QPainterPath cornerTabShape(const QRectF& rect) {
     return path;
 }
 
-QPainterPath diagonalHatch(const QRectF& rect) {
+QPainterPath DiagonalHatch::path(const QRectF& rect) {
     QPainterPath path;
     const qreal w = rect.width();
     const qreal h = rect.height();
-    // Counting steps rather than adding 5 repeatedly keeps the last line where it belongs on
-    // tall rectangles.
+    // Counting steps rather than adding the spacing repeatedly keeps the last line where it belongs
+    // on tall rectangles.
     for (int i = 0;; ++i) {
-        const qreal x = -h + 5.0 * i;
+        const qreal x = -h + spacing * i;
         if (x >= w)
             break;
         path.moveTo(rect.left() + x, rect.top() + h);

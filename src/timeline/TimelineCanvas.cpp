@@ -143,7 +143,7 @@ void TimelineCanvas::paintReserved(QPainter& painter, const TextColors& colors) 
         painter.setClipPath(shape, Qt::IntersectClip);
         painter.setPen(QPen(withOpacity(colors.secondary, 0.25), 1));
         painter.setBrush(Qt::NoBrush);
-        painter.drawPath(diagonalHatch(box));
+        painter.drawPath(DiagonalHatch::path(box));
         painter.restore();
     }
     painter.restore();

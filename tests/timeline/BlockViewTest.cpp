@@ -190,14 +190,14 @@ TEST(BlockView, StatusGlyphsGoInATabOrInline) {
 
 TEST(Shapes, HatchCoversTheRectangleAndTabIsTheUpperRightTriangle) {
     const QRectF rect(0, 0, 20, 10);
-    const QPainterPath hatch = diagonalHatch(rect);
+    const QPainterPath hatch = DiagonalHatch::path(rect);
     // Lines start at x = -10, -5, 0, 5, 10, 15.
     EXPECT_EQ(hatch.elementCount(), 12);
     EXPECT_EQ(QPointF(hatch.elementAt(0)), QPointF(-10, 10));
     EXPECT_EQ(QPointF(hatch.elementAt(1)), QPointF(0, 0));
     EXPECT_EQ(QPointF(hatch.elementAt(10)), QPointF(15, 10));
-    EXPECT_TRUE(diagonalHatch(QRectF(0, 0, -10, 10)).isEmpty());
-    EXPECT_EQ(diagonalHatch(QRectF(100, 50, 20, 10)).elementAt(0).x, 90);
+    EXPECT_TRUE(DiagonalHatch::path(QRectF(0, 0, -10, 10)).isEmpty());
+    EXPECT_EQ(DiagonalHatch::path(QRectF(100, 50, 20, 10)).elementAt(0).x, 90);
 
     // From the bottom-left corner to the last line no point is further than half a period
     // from a line: a pen of one period's width leaves no gap.
@@ -211,7 +211,7 @@ TEST(Shapes, HatchCoversTheRectangleAndTabIsTheUpperRightTriangle) {
     }
     EXPECT_LT(lightestIn(image, QRect(0, 0, 17, 10)), 160);
 
-    const QPainterPath tab = cornerTabShape(QRectF(0, 0, 17, 17));
+    const QPainterPath tab = CornerTabShape::path(QRectF(0, 0, 17, 17));
     EXPECT_TRUE(tab.contains(QPointF(16, 1)));
     EXPECT_TRUE(tab.contains(QPointF(9, 8)));
     EXPECT_FALSE(tab.contains(QPointF(2, 15)));
