@@ -59,7 +59,7 @@ public:
         QProcess& daemon = spawn(QStringLiteral("dunst"), {});
         daemon.setStandardOutputFile(QProcess::nullDevice());
         ASSERT_TRUE(daemon.waitForStarted(5000)) << "dunst did not start";
-        ASSERT_TRUE(waitForOwner(10000)) << "dunst never took the notification name";
+        ASSERT_TRUE(waitForOwner(30000)) << "dunst never took the notification name";
     }
 
     QByteArray address() const { return m_address; }
