@@ -42,7 +42,8 @@ TEST(BlockView, InkIsClampedToTheCardAndSelectionDeepensTheTint) {
     const QColor crimson = ui::kindColor(WorkKind::deep);
     BlockView running = viewOf(WorkKind::deep);
     running.inkFraction = -0.2;
-    EXPECT_TRUE(near(render(running).pixelColor(180, 15), over(ui::kindColor(WorkKind::deep, 0.2))));
+    EXPECT_TRUE(
+        near(render(running).pixelColor(180, 15), over(ui::kindColor(WorkKind::deep, 0.2))));
     running.inkFraction = 1.7;
     const QImage full = render(running);
     EXPECT_TRUE(near(full.pixelColor(180, 65), crimson));
@@ -50,8 +51,8 @@ TEST(BlockView, InkIsClampedToTheCardAndSelectionDeepensTheTint) {
 
     BlockView selected = viewOf(WorkKind::shallow);
     selected.isSelected = true;
-    EXPECT_TRUE(near(render(selected).pixelColor(180, 40),
-                     over(ui::kindColor(WorkKind::shallow, 0.34))));
+    EXPECT_TRUE(
+        near(render(selected).pixelColor(180, 40), over(ui::kindColor(WorkKind::shallow, 0.34))));
 }
 
 TEST(BlockView, BorderTellsSelectionAndDraft) {

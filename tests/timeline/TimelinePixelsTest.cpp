@@ -119,7 +119,8 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     moveTo(at(11 * 60 - 8));
     ASSERT_EQ(view->creation(), (timeline::Creation{645, 15}));
     const QRectF box = geometry().box(645, 15, canvas()->width());
-    const QPoint inside(static_cast<int>(box.right()) - 30, top + static_cast<int>(box.center().y()));
+    const QPoint inside(static_cast<int>(box.right()) - 30,
+                        top + static_cast<int>(box.center().y()));
     EXPECT_TRUE(near(grab().pixelColor(inside), over(ui::crimson(0.12), window)));
     release(at(11 * 60 - 8));
     settle();
