@@ -19,15 +19,8 @@ using namespace quillmere;
 
 namespace {
 
-WorkBlock block(const QString& title, WorkKind kind, Minutes start = 540, Minutes duration = 60) {
-    WorkBlock b;
-    b.id = QUuid::createUuid();
-    b.title = title;
-    b.day = QStringLiteral("2024-03-04");
-    b.startMinutes = start;
-    b.durationMinutes = duration;
-    b.kind = kind;
-    return b;
+WorkBlock block(const QString& title, WorkKind kind) {
+    return {QUuid::createUuid(), title, QStringLiteral("2024-03-04"), 540, 60, kind, {}, {}};
 }
 
 // Plays the host: every edit comes back as the new input, the way the schedule view does it.
@@ -61,12 +54,10 @@ struct EditorFixture : ::testing::Test {
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&editor));
     }
 
-    BlockEditorInput withBlock(const WorkBlock& b) const {
-        BlockEditorInput in = input;
-        in.block = b;
-        return in;
+    void showBlock(const WorkBlock& b) {
+        input.block = b;
+        editor.setInput(input);
     }
-
     void show(const BlockEditorInput& in) {
         input = in;
         editor.setInput(input);
@@ -83,24 +74,18 @@ TEST_F(EditorFixture, KindSegmentsRenameOnlyDefaultTitles) {
     EXPECT_EQ(editor.titleField()->text(), QStringLiteral("Shallow Work"));
     EXPECT_TRUE(editor.kindSegment(WorkKind::shallow)->isChecked());
 
-    show(withBlock(block(QStringLiteral("Deep Work session"), WorkKind::deep)));
+    showBlock(block(QStringLiteral("Deep Work session"), WorkKind::deep));
     QTest::mouseClick(editor.kindSegment(WorkKind::shallow), Qt::LeftButton);
     EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work session"));
     EXPECT_EQ(changes.back().kind, WorkKind::shallow);
 
-    show(withBlock(block(QString(), WorkKind::shallow)));
+    showBlock(block(QString(), WorkKind::shallow));
     QTest::mouseClick(editor.kindSegment(WorkKind::deep), Qt::LeftButton);
     EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work"));
 
     // A title that only looks like the other kind's default is the user's own.
-    EXPECT_EQ(
-        editor::withKind(block(QStringLiteral("Shallow Work"), WorkKind::deep), WorkKind::shallow)
-            .title,
-        QStringLiteral("Shallow Work"));
-    EXPECT_EQ(
-        editor::withKind(block(QStringLiteral("deep work"), WorkKind::deep), WorkKind::shallow)
-            .title,
-        QStringLiteral("deep work"));
+    for (const QString& own : {QStringLiteral("Shallow Work"), QStringLiteral("deep work")})
+        EXPECT_EQ(editor::withKind(block(own, WorkKind::deep), WorkKind::shallow).title, own);
 }
 
 TEST_F(EditorFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
@@ -157,8 +142,6 @@ TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
     EXPECT_EQ(monday->toolTip(),
               QStringLiteral("Another repeating block covers this time on Mondays"));
     EXPECT_EQ(editor.dayToggle(6)->toolTip(), QStringLiteral("Repeat on Fridays"));
-    EXPECT_EQ(editor.dayToggle(1)->text(), QStringLiteral("S"));
-    EXPECT_EQ(editor.dayToggle(5)->text(), QStringLiteral("T"));
 
     QTest::mouseClick(monday, Qt::LeftButton);
     ASSERT_EQ(repeats.size(), 1u);
@@ -186,7 +169,6 @@ TEST_F(EditorFixture, StatusLineAndButtonsFollowTheBlocksState) {
     show(in);
     EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("9:00 AM – 10:30 AM"));
     EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Delete block"));
-    EXPECT_TRUE(editor.saveButton()->isEnabled());
 
     in.isDraft = true;
     show(in);
