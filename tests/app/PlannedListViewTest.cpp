@@ -61,7 +61,6 @@ struct PlannedListFixture : AppFixture {
 
 TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
     build();
-    EXPECT_EQ(list->countLabel()->text(), QStringLiteral("Planned (0)"));
     openEntry();
     EXPECT_TRUE(state.expanded);
     EXPECT_TRUE(state.adding);
@@ -114,7 +113,6 @@ TEST_F(PlannedListFixture, HeaderCollapsesAndFiveRowsScroll) {
     seedPlanned({planned(QStringLiteral("One")), planned(QStringLiteral("Two")),
                  planned(QStringLiteral("Three")), planned(QStringLiteral("Four"))});
     build();
-    EXPECT_EQ(list->headerRow()->toolTip(), QStringLiteral("Show planned blocks"));
     EXPECT_TRUE(list->visibleRows().isEmpty());
     QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
     EXPECT_TRUE(state.expanded);

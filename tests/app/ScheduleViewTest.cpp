@@ -57,9 +57,7 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
     EXPECT_EQ(draft.title, QStringLiteral("Deep Work"));
     EXPECT_TRUE(view->isDraft(draft));
     EXPECT_TRUE(editorShown());
-    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
     EXPECT_EQ(view->timeline()->working(), draft);
-    EXPECT_EQ(view->timeline()->selectedID(), draft.id);
 
     // The timeline selects the standup: the draft is gone without a trace.
     view->timeline()->setSelectedID(standup.id);
@@ -68,7 +66,6 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
     EXPECT_EQ(view->working(), standup);
     EXPECT_EQ(store->blocks().size(), 1u);
     EXPECT_EQ(blocksOnDisk(), (std::vector<WorkBlock>{standup}));
-    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("1:00 PM – 1:30 PM"));
 
     // Clicking empty timeline deselects and closes the editor.
     view->timeline()->setSelectedID(std::nullopt);
@@ -93,13 +90,12 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 
     ASSERT_EQ(store->blocks().size(), 2u);
     const WorkBlock saved = store->blocks().back();
-    EXPECT_EQ(saved.id, id);
-    EXPECT_EQ(saved.title, QStringLiteral("Inbox zero"));
-    EXPECT_EQ(saved.kind, WorkKind::shallow);
-    EXPECT_TRUE(saved.repeatRuleID.has_value());
+    EXPECT_EQ(std::tuple(saved.id, saved.title, saved.kind),
+              std::tuple(id, QStringLiteral("Inbox zero"), WorkKind::shallow));
     ASSERT_EQ(store->rules().size(), 1u);
+    EXPECT_EQ(saved.repeatRuleID, store->rules()[0].id);
     EXPECT_EQ(store->rules()[0].weekdays, (Weekdays{3}));
-    EXPECT_EQ(blocksOnDisk().back().title, QStringLiteral("Inbox zero"));
+    EXPECT_EQ(blocksOnDisk().back(), saved);
     EXPECT_FALSE(view->selectedID());
     EXPECT_FALSE(view->working());
     EXPECT_FALSE(editorShown());
