@@ -179,17 +179,3 @@ TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
     EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Alpha")}));
     EXPECT_EQ(plannedJson().size(), 1);
 }
-
-TEST_F(PlannedListFixture, TheRowWhoseDraftIsOpenIsMarkedAndStillClickable) {
-    const PlannedBlock a = planned(QStringLiteral("Alpha"));
-    seedPlanned({a, planned(QStringLiteral("Beta"))});
-    state.expanded = true;
-    build();
-    list->setPendingID(a.id);
-    EXPECT_TRUE(list->row(a.id)->isPending());
-    EXPECT_FALSE(list->visibleRows().last()->isPending());
-    QTest::mouseClick(list->row(a.id), Qt::LeftButton, {}, QPoint(120, 10));
-    EXPECT_EQ(scheduled.size(), 1u);
-    list->setPendingID(std::nullopt);
-    EXPECT_FALSE(list->row(a.id)->isPending());
-}

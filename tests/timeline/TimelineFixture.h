@@ -27,6 +27,8 @@
 
 namespace quillmere::test {
 
+using Range = std::pair<Minutes, Minutes>; // a start and a duration
+
 // The colour a translucent fill leaves on an opaque background.
 inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
     const float a = fg.alphaF();
@@ -144,6 +146,12 @@ struct TimelineFixture : ::testing::Test {
     void dragAfresh(QPoint from, QPoint to) {
         view->setWorking(std::nullopt);
         drag(from, to);
+    }
+
+    Range range() const {
+        return view->working()
+                   ? Range(view->working()->startMinutes, view->working()->durationMinutes)
+                   : Range(-1, -1);
     }
 
     int scroll() const { return view->verticalScrollBar()->value(); }
