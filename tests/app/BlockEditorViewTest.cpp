@@ -53,6 +53,10 @@ struct EditorFixture : ::testing::Test {
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&editor));
     }
 
+    static void click(QWidget* button, int times = 1) {
+        for (int i = 0; i < times; ++i)
+            QTest::mouseClick(button, Qt::LeftButton);
+    }
     void showBlock(const WorkBlock& b) {
         input.block = b;
         editor.setInput(input);
@@ -66,7 +70,7 @@ struct EditorFixture : ::testing::Test {
 } // namespace
 
 TEST_F(EditorFixture, KindSegmentsRenameOnlyDefaultTitles) {
-    QTest::mouseClick(editor.kindSegment(WorkKind::shallow), Qt::LeftButton);
+    click(editor.kindSegment(WorkKind::shallow));
     ASSERT_EQ(changes.size(), 1u);
     EXPECT_EQ(changes.back().kind, WorkKind::shallow);
     EXPECT_EQ(changes.back().title, QStringLiteral("Shallow Work"));
@@ -74,12 +78,12 @@ TEST_F(EditorFixture, KindSegmentsRenameOnlyDefaultTitles) {
     EXPECT_TRUE(editor.kindSegment(WorkKind::shallow)->isChecked());
 
     showBlock(block(QStringLiteral("Deep Work session"), WorkKind::deep));
-    QTest::mouseClick(editor.kindSegment(WorkKind::shallow), Qt::LeftButton);
+    click(editor.kindSegment(WorkKind::shallow));
     EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work session"));
     EXPECT_EQ(changes.back().kind, WorkKind::shallow);
 
     showBlock(block(QString(), WorkKind::shallow));
-    QTest::mouseClick(editor.kindSegment(WorkKind::deep), Qt::LeftButton);
+    click(editor.kindSegment(WorkKind::deep));
     EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work"));
 
     // A title that only looks like the other kind's default is the user's own.
@@ -98,9 +102,9 @@ TEST_F(EditorFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
 
     QTest::keyClick(editor.titleField(), Qt::Key_Return);
     EXPECT_EQ(commits, 1);
-    QTest::mouseClick(editor.saveButton(), Qt::LeftButton);
+    click(editor.saveButton());
     EXPECT_EQ(commits, 2);
-    QTest::mouseClick(editor.deleteButton(), Qt::LeftButton);
+    click(editor.deleteButton());
     EXPECT_EQ(deletes, 1);
 }
 
@@ -113,21 +117,19 @@ TEST_F(EditorFixture, SteppersMoveByAQuarterHourAndStopAtTheHostsBounds) {
     EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:05 AM"));
     EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h"));
 
-    QTest::mouseClick(editor.startStepper()->decrementButton(), Qt::LeftButton);
+    click(editor.startStepper()->decrementButton());
     EXPECT_EQ(changes.back().startMinutes, 540); // clamped, not refused
     EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:00 AM"));
     EXPECT_FALSE(editor.startStepper()->decrementButton()->isEnabled());
 
-    for (int i = 0; i < 5; ++i)
-        QTest::mouseClick(editor.startStepper()->incrementButton(), Qt::LeftButton);
+    click(editor.startStepper()->incrementButton(), 5);
     EXPECT_EQ(changes.back().startMinutes, 600);
     EXPECT_FALSE(editor.startStepper()->incrementButton()->isEnabled());
 
-    QTest::mouseClick(editor.durationStepper()->incrementButton(), Qt::LeftButton);
+    click(editor.durationStepper()->incrementButton());
     EXPECT_EQ(changes.back().durationMinutes, 70);
     EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h 10 m"));
-    for (int i = 0; i < 6; ++i)
-        QTest::mouseClick(editor.durationStepper()->decrementButton(), Qt::LeftButton);
+    click(editor.durationStepper()->decrementButton(), 6);
     EXPECT_EQ(changes.back().durationMinutes, 15);
     EXPECT_EQ(changes.back().startMinutes, 600);
 }
@@ -142,13 +144,13 @@ TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
               QStringLiteral("Another repeating block covers this time on Mondays"));
     EXPECT_EQ(editor.dayToggle(6)->toolTip(), QStringLiteral("Repeat on Fridays"));
 
-    QTest::mouseClick(monday, Qt::LeftButton);
+    click(monday);
     ASSERT_EQ(repeats.size(), 1u);
     EXPECT_EQ(repeats.back(), (Weekdays{2, 6}));
     EXPECT_TRUE(monday->isChosen());
     EXPECT_TRUE(monday->isConflicting());
 
-    QTest::mouseClick(monday, Qt::LeftButton);
+    click(monday);
     EXPECT_EQ(repeats.back(), (Weekdays{6}));
 }
 

@@ -39,6 +39,14 @@ struct ScheduleFixture : AppFixture {
     }
 
     bool editorShown() const { return view->editorArea()->isVisible(); }
+
+    // Opens the backlog's entry row from the menu and types into it.
+    void typePlanned(const QString& text) {
+        choose(QStringLiteral("Plan a Block"));
+        QLineEdit* entry = view->plannedList()->entryField();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return entry->hasFocus(); }, 10000));
+        QTest::keyClicks(entry, text);
+    }
 };
 
 } // namespace
@@ -182,32 +190,13 @@ TEST_F(ScheduleFixture, SchedulingUnpinnedAndPinnedBacklogItems) {
     EXPECT_EQ(store->blocks().size(), 3u);
 }
 
-TEST_F(ScheduleFixture, SchedulingKeepsAHalfTypedEntryFirst) {
+TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) {
     const PlannedBlock item = planned(QStringLiteral("Essay"));
-    seedPlanned({item});
-    build();
-    choose(QStringLiteral("Plan a Block"));
-    EXPECT_TRUE(view->tray().expanded);
-    EXPECT_TRUE(view->tray().adding);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
-    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("  Notes for Tom  "));
-
-    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
-    processEvents();
-    ASSERT_EQ(store->planned().size(), 2u);
-    EXPECT_EQ(store->planned()[1].title, QStringLiteral("Notes for Tom"));
-    EXPECT_EQ(view->working()->id, item.id);
-    EXPECT_TRUE(view->tray().newTitle.isEmpty());
-}
-
-TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
     build();
     EXPECT_FALSE(view->trayArea()->isVisible());
-    choose(QStringLiteral("Plan a Block"));
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("Book flights")));
     EXPECT_TRUE(view->trayArea()->isVisible());
     EXPECT_TRUE(view->dismissLayer()->isVisible());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
-    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("Book flights"));
 
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
@@ -220,13 +209,21 @@ TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
     EXPECT_FALSE(view->selectedID()); // the click never reached the timeline
 
     // With nothing typed the layer only collapses the tray.
-    choose(QStringLiteral("Plan a Block"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
-    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("   "));
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("   ")));
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
     EXPECT_EQ(store->planned().size(), 1u);
     EXPECT_FALSE(view->tray().adding);
+
+    // Scheduling a backlog item keeps a half-typed entry first.
+    store->addPlanned(item);
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("  Notes for Tom  ")));
+    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
+    processEvents();
+    ASSERT_EQ(store->planned().size(), 3u);
+    EXPECT_EQ(store->planned()[2].title, QStringLiteral("Notes for Tom"));
+    EXPECT_EQ(view->working()->id, item.id);
+    EXPECT_TRUE(view->tray().newTitle.isEmpty());
 }
 
 TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
