@@ -169,13 +169,12 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
                           600,
                           60,
                           WorkKind::shallow,
-                          std::nullopt,
-                          std::nullopt};
-    {
-        QFile f(data + QStringLiteral("/blocks.json"));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(json::encodeList(std::vector<WorkBlock>{inbox}));
-    }
+                          {},
+                          {}};
+    QFile blocks(data + QStringLiteral("/blocks.json"));
+    ASSERT_TRUE(blocks.open(QIODevice::WriteOnly));
+    blocks.write(json::encodeList(std::vector<WorkBlock>{inbox}));
+    blocks.close();
 
     QProcessEnvironment env = session.environment();
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));

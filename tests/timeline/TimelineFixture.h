@@ -86,14 +86,9 @@ struct TimelineFixture : ::testing::Test {
 
     WorkBlock add(Minutes start, Minutes duration, WorkKind kind = WorkKind::deep,
                   const QString& day = {}) {
-        WorkBlock b{QUuid::createUuid(),
-                    QStringLiteral("Write"),
-                    day.isEmpty() ? store->todayKey() : day,
-                    start,
-                    duration,
-                    kind,
-                    std::nullopt,
-                    std::nullopt};
+        const QString key = day.isEmpty() ? store->todayKey() : day;
+        const WorkBlock b{
+            QUuid::createUuid(), QStringLiteral("Write"), key, start, duration, kind, {}, {}};
         store->add(b);
         return b;
     }
