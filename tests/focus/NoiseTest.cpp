@@ -51,18 +51,17 @@ TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpread) 
         pool.prepare(n + 80);
         noise.render(out.data() + at, n, 1.0f, pool);
     }
+    // Any sample left unwritten (99) would wreck both figures. No bound on the peak: at full
+    // volume a rare 5-sigma excursion does pass 1.0 within ten seconds now and then.
     double sum = 0;
     double squares = 0;
-    float peak = 0;
     for (float x : out) {
         sum += x;
         squares += double{x} * x;
-        peak = std::max(peak, std::abs(x));
     }
     const double mean = sum / frames;
     EXPECT_NEAR(mean, 0.0, 0.02);
     EXPECT_NEAR(std::sqrt(squares / frames - mean * mean), 0.2, 0.02);
-    EXPECT_LT(peak, 1.0f);
 }
 
 TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
@@ -101,7 +100,7 @@ TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
         EXPECT_EQ(x, 0.0f);
 }
 
-TEST(BrownNoise, StepsMapOntoTheClosedUnitRange) {
+TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikely) {
     EXPECT_EQ(whiteFromStep(0), -1.0f);
     EXPECT_EQ(whiteFromStep(1u << 24), 1.0f);
     EXPECT_EQ(whiteFromStep(1u << 23), 0.0f);
@@ -112,9 +111,7 @@ TEST(BrownNoise, StepsMapOntoTheClosedUnitRange) {
     EXPECT_EQ(drawStep(low), 0u);
     ScriptedWords high{{0xffffffffu}};
     EXPECT_EQ(drawStep(high), 1u << 24);
-}
 
-TEST(BrownNoise, RejectionGivesEveryStepTheSameNumberOfWords) {
     // 2^32 words over 2^24 + 1 steps: an unbiased draw gives each step exactly 255 accepted
     // words. Check the words around a spread of steps, including both ends.
     for (std::uint64_t k : {0u, 1u, 2u, 4095u, 1u << 23, (1u << 24) - 1, 1u << 24}) {
