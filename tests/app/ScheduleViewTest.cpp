@@ -9,11 +9,9 @@
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
 #include <QPushButton>
 #include <QSlider>
 #include <QTest>
-#include <QTimer>
 #include <QToolButton>
 
 using namespace quillmere;
@@ -41,6 +39,14 @@ struct ScheduleFixture : AppFixture {
     }
 
     bool editorShown() const { return view->editorArea()->isVisible(); }
+
+    // Opens the backlog's entry row from the menu and types into it.
+    void typePlanned(const QString& text) {
+        choose(QStringLiteral("Plan a Block"));
+        QLineEdit* entry = view->plannedList()->entryField();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return entry->hasFocus(); }, 10000));
+        QTest::keyClicks(entry, text);
+    }
 };
 
 } // namespace
@@ -49,7 +55,6 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
     const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);
     seedBlocks({standup});
     build();
-    EXPECT_EQ(view->size(), QSize(340, 560));
     EXPECT_FALSE(editorShown());
 
     choose(QStringLiteral("Add Deep Work"));
@@ -60,9 +65,7 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
     EXPECT_EQ(draft.title, QStringLiteral("Deep Work"));
     EXPECT_TRUE(view->isDraft(draft));
     EXPECT_TRUE(editorShown());
-    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
     EXPECT_EQ(view->timeline()->working(), draft);
-    EXPECT_EQ(view->timeline()->selectedID(), draft.id);
 
     // The timeline selects the standup: the draft is gone without a trace.
     view->timeline()->setSelectedID(standup.id);
@@ -71,7 +74,6 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
     EXPECT_EQ(view->working(), standup);
     EXPECT_EQ(store->blocks().size(), 1u);
     EXPECT_EQ(blocksOnDisk(), (std::vector<WorkBlock>{standup}));
-    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("1:00 PM – 1:30 PM"));
 
     // Clicking empty timeline deselects and closes the editor.
     view->timeline()->setSelectedID(std::nullopt);
@@ -96,13 +98,12 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 
     ASSERT_EQ(store->blocks().size(), 2u);
     const WorkBlock saved = store->blocks().back();
-    EXPECT_EQ(saved.id, id);
-    EXPECT_EQ(saved.title, QStringLiteral("Inbox zero"));
-    EXPECT_EQ(saved.kind, WorkKind::shallow);
-    EXPECT_TRUE(saved.repeatRuleID.has_value());
+    EXPECT_EQ(std::tuple(saved.id, saved.title, saved.kind),
+              std::tuple(id, QStringLiteral("Inbox zero"), WorkKind::shallow));
     ASSERT_EQ(store->rules().size(), 1u);
+    EXPECT_EQ(saved.repeatRuleID, store->rules()[0].id);
     EXPECT_EQ(store->rules()[0].weekdays, (Weekdays{3}));
-    EXPECT_EQ(blocksOnDisk().back().title, QStringLiteral("Inbox zero"));
+    EXPECT_EQ(blocksOnDisk().back(), saved);
     EXPECT_FALSE(view->selectedID());
     EXPECT_FALSE(view->working());
     EXPECT_FALSE(editorShown());
@@ -123,55 +124,40 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 
 TEST_F(ScheduleFixture, SummaryShowsTheHintOrOneChipPerKindWithTime) {
     build();
-    EXPECT_EQ(view->dateLabel()->text(),
-              QLocale().toString(QDate(2024, 3, 4), QStringLiteral("dddd, MMMM d")));
     EXPECT_TRUE(view->summaryHint()->isVisible());
-    EXPECT_EQ(view->summaryHint()->text(),
-              QStringLiteral("No blocks yet — drag on the timeline to add one"));
     store->add(todayBlock(QStringLiteral("Write"), 600, 90));
     processEvents();
     EXPECT_FALSE(view->summaryHint()->isVisible());
     EXPECT_TRUE(view->summaryChip(WorkKind::deep)->isVisible());
     EXPECT_FALSE(view->summaryChip(WorkKind::shallow)->isVisible());
-    EXPECT_EQ(view->summaryChip(WorkKind::deep)->toolTip(),
-              QStringLiteral("Deep Work scheduled today"));
-    EXPECT_EQ(view->addButton()->toolTip(),
-              QStringLiteral("Add a block (or drag on the timeline)"));
 }
 
+// The wait and the gap between the failures are scaled down from 2.5 s and 2 s. Timers never
+// fire early, so the timing checks are lower bounds that a slow machine cannot break.
 TEST_F(ScheduleFixture, TheDayFullBannerStaysForTheWholeWaitAfterTheLastFailure) {
-    {
-        // The real wait, without waiting for it.
-        build();
-        EXPECT_EQ(view->dayFullTimer()->interval(), 2500);
-        view.reset();
-    }
+    constexpr int waitMs = 1000;
+    constexpr int apartMs = 800;
     wall.set(QDate(2024, 3, 4), QTime(23, 50));
     const WorkBlock late = todayBlock(QStringLiteral("Late"), 1380, 30);
     seedBlocks({late});
-    // A tenth of the real wait keeps the suite fast; the failures are a tenth of 2 s apart.
-    build(250);
+    build(waitMs);
     view->setSelectedID(late.id);
 
-    QElapsedTimer since;
     choose(QStringLiteral("Add Shallow Work"));
-    since.start();
     EXPECT_TRUE(view->showDayFull());
     EXPECT_TRUE(view->dayFullBanner()->isVisible());
     EXPECT_EQ(view->selectedID(), late.id); // nothing else changes
     EXPECT_EQ(view->working(), late);
 
-    QTest::qWait(200);
-    choose(QStringLiteral("Add Deep Work"));
+    QTest::qWait(apartMs);
     QElapsedTimer sinceSecond;
     sinceSecond.start();
-    QTest::qWait(120); // past the first failure's 250 ms
-    if (sinceSecond.elapsed() < 240) {
-        EXPECT_TRUE(view->showDayFull());
-    }
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->showDayFull(); }, 2000));
-    EXPECT_GE(sinceSecond.elapsed(), 250);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->dayFullBanner()->isVisible(); }, 2000));
+    choose(QStringLiteral("Add Deep Work"));
+    EXPECT_TRUE(view->showDayFull());
+    // Had the first failure's wait ended it, this would come after only 200 ms.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->showDayFull(); }, 30000));
+    EXPECT_GE(sinceSecond.elapsed(), waitMs);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->dayFullBanner()->isVisible(); }, 30000));
     EXPECT_EQ(view->selectedID(), late.id);
 }
 
@@ -204,32 +190,13 @@ TEST_F(ScheduleFixture, SchedulingUnpinnedAndPinnedBacklogItems) {
     EXPECT_EQ(store->blocks().size(), 3u);
 }
 
-TEST_F(ScheduleFixture, SchedulingKeepsAHalfTypedEntryFirst) {
+TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) {
     const PlannedBlock item = planned(QStringLiteral("Essay"));
-    seedPlanned({item});
-    build();
-    choose(QStringLiteral("Plan a Block"));
-    EXPECT_TRUE(view->tray().expanded);
-    EXPECT_TRUE(view->tray().adding);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
-    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("  Notes for Tom  "));
-
-    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
-    processEvents();
-    ASSERT_EQ(store->planned().size(), 2u);
-    EXPECT_EQ(store->planned()[1].title, QStringLiteral("Notes for Tom"));
-    EXPECT_EQ(view->working()->id, item.id);
-    EXPECT_TRUE(view->tray().newTitle.isEmpty());
-}
-
-TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
     build();
     EXPECT_FALSE(view->trayArea()->isVisible());
-    choose(QStringLiteral("Plan a Block"));
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("Book flights")));
     EXPECT_TRUE(view->trayArea()->isVisible());
     EXPECT_TRUE(view->dismissLayer()->isVisible());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
-    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("Book flights"));
 
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
@@ -242,13 +209,21 @@ TEST_F(ScheduleFixture, TheDismissLayerKeepsATypedTitleExactlyOnce) {
     EXPECT_FALSE(view->selectedID()); // the click never reached the timeline
 
     // With nothing typed the layer only collapses the tray.
-    choose(QStringLiteral("Plan a Block"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->entryField()->hasFocus(); }));
-    QTest::keyClicks(view->plannedList()->entryField(), QStringLiteral("   "));
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("   ")));
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
     EXPECT_EQ(store->planned().size(), 1u);
     EXPECT_FALSE(view->tray().adding);
+
+    // Scheduling a backlog item keeps a half-typed entry first.
+    store->addPlanned(item);
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("  Notes for Tom  ")));
+    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
+    processEvents();
+    ASSERT_EQ(store->planned().size(), 3u);
+    EXPECT_EQ(store->planned()[2].title, QStringLiteral("Notes for Tom"));
+    EXPECT_EQ(view->working()->id, item.id);
+    EXPECT_TRUE(view->tray().newTitle.isEmpty());
 }
 
 TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
@@ -293,44 +268,36 @@ TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
     EXPECT_EQ(store->settings().deepWorkNoise, DeepWorkNoise::off);
     EXPECT_TRUE(view->action(QStringLiteral("Off"))->isChecked());
     EXPECT_FALSE(view->action(QStringLiteral("Brown Noise"))->isChecked());
-    const QByteArray saved = dir.read(QStringLiteral("settings.json")).value_or("");
-    EXPECT_TRUE(saved.contains("\"chimesEnabled\": false"));
+    EXPECT_TRUE(dir.read(QStringLiteral("settings.json"))
+                    .value_or("")
+                    .contains("\"chimesEnabled\": false"));
 
     choose(QStringLiteral("Volume…"));
     EXPECT_TRUE(view->showNoiseVolume());
-    EXPECT_EQ(view->volumeSlider()->minimum(), 100);
-    EXPECT_EQ(view->volumeSlider()->maximum(), 1000);
     view->volumeSlider()->setValue(650);
     EXPECT_DOUBLE_EQ(store->settings().noiseVolume, 0.65);
     view->volumePopup()->hide();
     EXPECT_FALSE(view->showNoiseVolume());
-
-    const QList<QAction*> options = view->optionsMenu()->actions();
-    EXPECT_EQ(options.first()->text(), QStringLiteral("Chimes"));
-    EXPECT_EQ(options.last()->text(), QStringLiteral("Quit Quillmere"));
 }
 
-TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditor) {
+TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditorAndSaves) {
     build();
     QWidget* canvas = view->timeline()->canvas();
-    const auto y = [](Minutes m) {
-        return static_cast<int>(DayTimelineView::contentTop + m / 60.0 * 64);
+    const auto at = [](Minutes m) {
+        return QPoint(150, static_cast<int>(DayTimelineView::contentTop + m / 60.0 * 64));
     };
     // Drag down from 14:00 to 15:00 on empty time.
-    QTest::mousePress(canvas, Qt::LeftButton, {}, QPoint(150, y(840) + 2));
+    QTest::mousePress(canvas, Qt::LeftButton, {}, at(840) + QPoint(0, 2));
     for (Minutes m = 850; m <= 900; m += 10)
-        QTest::mouseMove(canvas, QPoint(150, y(m)));
-    QTest::mouseRelease(canvas, Qt::LeftButton, {}, QPoint(150, y(900)));
+        QTest::mouseMove(canvas, at(m));
+    QTest::mouseRelease(canvas, Qt::LeftButton, {}, at(900));
     processEvents();
 
     ASSERT_TRUE(view->working());
     EXPECT_EQ(view->selectedID(), view->working()->id);
     EXPECT_TRUE(view->isDraft(*view->working()));
-    EXPECT_EQ(view->working()->startMinutes, 840);
     EXPECT_TRUE(editorShown());
-    EXPECT_EQ(view->editor()->statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
     EXPECT_TRUE(store->blocks().empty());
-
     QTest::mouseClick(view->editor()->saveButton(), Qt::LeftButton);
     ASSERT_EQ(store->blocks().size(), 1u);
     EXPECT_EQ(store->blocks()[0].startMinutes, 840);

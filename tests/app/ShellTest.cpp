@@ -3,6 +3,7 @@
 #include "app/SingleInstance.h"
 #include "app/StatusIcon.h"
 #include "app/TrayShell.h"
+#include "ui/KindColors.h"
 
 #include "support/TempDataDir.h"
 
@@ -24,62 +25,32 @@ bool isTransparent(const QImage& img, int x, int y) {
 
 } // namespace
 
-TEST(StatusIcon, ImageFollowsTheCurrentKind) {
-    EXPECT_EQ(StatusIcon::imageFor(std::nullopt), StatusIcon::Image::idle);
-    EXPECT_EQ(StatusIcon::imageFor(WorkKind::deep), StatusIcon::Image::deep);
-    EXPECT_EQ(StatusIcon::imageFor(WorkKind::shallow), StatusIcon::Image::shallow);
-    // Made once, handed out again.
-    EXPECT_EQ(&StatusIcon::icon(StatusIcon::Image::deep),
-              &StatusIcon::icon(StatusIcon::Image::deep));
-}
-
-TEST(StatusIcon, BarsAreFilledInTheKindColourAndSharpAtEveryPixelRatio) {
+TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePalette) {
     for (qreal dpr : {1.0, 2.0, 3.0}) {
-        const QImage deep = StatusIcon::render(StatusIcon::Image::deep, 20, dpr, Qt::black);
+        SCOPED_TRACE(dpr);
         const int side = static_cast<int>(20 * dpr);
-        ASSERT_EQ(deep.width(), side);
-        const QColor centre = deep.pixelColor(side / 2, side / 2);
-        EXPECT_EQ(centre.rgba(), QColor::fromRgbF(0.86f, 0.08f, 0.24f).rgba()) << dpr;
-        // The bar is half as tall as it is wide: nothing above or below it.
-        EXPECT_TRUE(isTransparent(deep, side / 2, static_cast<int>(4 * dpr)));
-        EXPECT_TRUE(isTransparent(deep, side / 2, static_cast<int>(16 * dpr)));
-        // Inside the bar's edge the fill is solid, so the edge is no blurrier than one pixel.
-        EXPECT_EQ(deep.pixelColor(side / 2, static_cast<int>(6 * dpr)).alpha(), 255) << dpr;
-        EXPECT_EQ(deep.pixelColor(side / 2, static_cast<int>(14 * dpr) - 1).alpha(), 255) << dpr;
-
-        const QImage shallow = StatusIcon::render(StatusIcon::Image::shallow, 20, dpr, Qt::black);
-        EXPECT_EQ(shallow.pixelColor(side / 2, side / 2).rgba(),
-                  QColor::fromRgbF(0.12f, 0.45f, 0.90f).rgba());
+        for (const WorkKind kind : {WorkKind::deep, WorkKind::shallow}) {
+            const QImage bar = StatusIcon::render(StatusIcon::imageFor(kind), 20, dpr, Qt::black);
+            ASSERT_EQ(bar.width(), side);
+            EXPECT_EQ(bar.pixelColor(side / 2, side / 2).rgba(), ui::kindColor(kind).rgba());
+            // The bar is half as tall as it is wide, and solid right up to its edges: no edge
+            // is blurrier than one pixel.
+            EXPECT_TRUE(isTransparent(bar, side / 2, static_cast<int>(4 * dpr)));
+            EXPECT_TRUE(isTransparent(bar, side / 2, static_cast<int>(16 * dpr)));
+            EXPECT_EQ(bar.pixelColor(side / 2, static_cast<int>(6 * dpr)).alpha(), 255);
+            EXPECT_EQ(bar.pixelColor(side / 2, static_cast<int>(14 * dpr) - 1).alpha(), 255);
+        }
     }
-}
-
-TEST(StatusIcon, IdleIsAnOutlineInThePalettesColour) {
+    // Idle is a hollow outline in the colour the desktop's palette asks for.
     const QImage light = StatusIcon::render(StatusIcon::Image::idle, 20, 2.0, Qt::black);
     const QImage dark = StatusIcon::render(StatusIcon::Image::idle, 20, 2.0, Qt::white);
-    EXPECT_TRUE(isTransparent(light, 20, 20)); // hollow
-    // The top edge of the outline lies at 5 + 1 units, 1.6 units thick.
-    const QColor edgeLight = light.pixelColor(20, 12);
-    const QColor edgeDark = dark.pixelColor(20, 12);
-    EXPECT_GT(edgeLight.alpha(), 200);
-    EXPECT_LT(edgeLight.red(), 30);
-    EXPECT_GT(edgeDark.red(), 225);
+    EXPECT_TRUE(isTransparent(light, 20, 20));
+    EXPECT_GT(light.pixelColor(20, 12).alpha(), 200);
+    EXPECT_LT(light.pixelColor(20, 12).red(), 30);
+    EXPECT_GT(dark.pixelColor(20, 12).red(), 225);
 }
 
-TEST(TrayShell, TooltipIsWrittenOnlyWhenItChanges) {
-    TrayShell shell;
-    shell.showIcon();
-    shell.setToolTip(QStringLiteral("Write chapter"));
-    shell.setToolTip(QStringLiteral("Write chapter"));
-    EXPECT_EQ(shell.toolTipWrites(), 1);
-    EXPECT_EQ(shell.trayIcon()->toolTip(), QStringLiteral("Write chapter"));
-    shell.setToolTip(std::nullopt);
-    EXPECT_EQ(shell.toolTipWrites(), 2);
-    EXPECT_TRUE(shell.trayIcon()->toolTip().isEmpty());
-    shell.setToolTip(std::nullopt);
-    EXPECT_EQ(shell.toolTipWrites(), 2);
-}
-
-TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOffersOpenAndQuit) {
+TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     TrayShell shell;
     shell.setCurrentKind(WorkKind::shallow);
     shell.setToolTip(QStringLiteral("Email"));
@@ -89,12 +60,15 @@ TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOffersOpenAndQuit) 
     shell.showIcon();
     EXPECT_EQ(shell.image(), StatusIcon::Image::shallow);
     EXPECT_EQ(shell.trayIcon()->toolTip(), QStringLiteral("Email"));
+    // Each write is a round trip to the tray host: only changes are written.
+    const int writes = shell.toolTipWrites();
+    shell.setToolTip(QStringLiteral("Email"));
+    shell.setToolTip(std::nullopt);
+    shell.setToolTip(std::nullopt);
+    EXPECT_EQ(shell.toolTipWrites(), writes + 1);
+    EXPECT_TRUE(shell.trayIcon()->toolTip().isEmpty());
 
-    const QList<QAction*> items = shell.contextMenu()->actions();
-    ASSERT_GE(items.size(), 2);
-    EXPECT_EQ(items.first()->text(), QStringLiteral("Open Quillmere"));
-    EXPECT_EQ(items.last()->text(), QStringLiteral("Quit Quillmere"));
-    items.first()->trigger();
+    shell.contextMenu()->actions().first()->trigger();
     EXPECT_EQ(opened, 1);
 
     int toggled = 0;
@@ -113,9 +87,6 @@ TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreen) {
     // An icon in a top bar near the right edge: below it, pushed back inside the screen.
     PanelAnchor top{QRect(1880, 2, 24, 24), std::nullopt};
     EXPECT_EQ(panelPosition(panel, top, screen, topBar), QPoint(1920 - 340, 30));
-    PanelAnchor middle{QRect(800, 2, 24, 24), std::nullopt};
-    EXPECT_EQ(panelPosition(panel, middle, screen, topBar),
-              QPoint(middle.iconGeometry->center().x() - 170, 30));
 
     // An icon in a bottom panel: above it.
     const QRect bottomBar(0, 0, 1920, 1040);
@@ -145,22 +116,17 @@ TEST(PanelWindow, ContentIsMadeOnFirstOpenAndTheIconsClickDoesNotReopenIt) {
         return new QWidget(parent);
     });
     EXPECT_EQ(made, 0);
-    EXPECT_EQ(panel.size(), QSize(340, 560));
     panel.toggle({});
     EXPECT_TRUE(panel.isVisible());
     panel.hide();     // the press on the icon is a click outside the popup…
     panel.toggle({}); // …and its activation follows at once
     EXPECT_FALSE(panel.isVisible());
-    QTest::qWait(350);
+    QTest::qWait(350); // past the guard, however slow the machine
     panel.toggle({});
     EXPECT_TRUE(panel.isVisible());
     panel.toggle({});
     EXPECT_FALSE(panel.isVisible());
     EXPECT_EQ(made, 1);
-
-    PanelWindow window(PanelWindow::Style::window, {});
-    EXPECT_EQ(window.windowTitle(), QStringLiteral("Quillmere"));
-    EXPECT_FALSE(window.windowFlags().testFlag(Qt::Popup));
 }
 
 TEST(SingleInstance, ASecondStartReachesTheFirstAndTheLockOutlivesNoOne) {
@@ -172,7 +138,7 @@ TEST(SingleInstance, ASecondStartReachesTheFirstAndTheLockOutlivesNoOne) {
     SingleInstance second(runtime.path());
     EXPECT_FALSE(second.tryBecomePrimary());
     EXPECT_TRUE(second.askPrimaryToOpen());
-    EXPECT_TRUE(opened.wait(2000));
+    EXPECT_TRUE(opened.wait(10000));
     EXPECT_EQ(opened.count(), 1);
 
     first.reset();

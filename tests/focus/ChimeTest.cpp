@@ -36,13 +36,11 @@ TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
         SCOPED_TRACE(name);
         const std::span<const float> wave = chimes::samples(QString::fromLatin1(name));
         EXPECT_EQ(chimes::samples(QString::fromLatin1(name)).data(), wave.data());
-        const double seconds = static_cast<double>(wave.size()) / chimes::sampleRate;
-        EXPECT_GT(seconds, 0.3);
-        EXPECT_LT(seconds, 1.5);
+        EXPECT_GT(wave.size(), std::size_t{chimes::sampleRate} * 3 / 10);
+        EXPECT_LT(wave.size(), std::size_t{chimes::sampleRate} * 3 / 2);
 
-        const float peak = peakOf(wave);
-        EXPECT_GT(peak, 0.3f);
-        EXPECT_LE(peak, 1.0f);
+        EXPECT_GT(peakOf(wave), 0.3f);
+        EXPECT_LE(peakOf(wave), 1.0f);
         // Most of the sound is in its first half: a strike that rings away.
         const std::size_t half = wave.size() / 2;
         const double total = energyOf(wave);
@@ -78,12 +76,8 @@ TEST(ChimePlayer, AChimePlaysWhollyEvenWhenTheNoiseStops) {
         chimes.play(QStringLiteral("Glass"));
         EXPECT_TRUE(chimes.isPlaying());
         noise.stop();
-        const std::span<const float> glass = chimes::samples(QStringLiteral("Glass"));
-        const int ms = static_cast<int>(glass.size() * 1000 / chimes::sampleRate);
         // The player pauses its own device once the chime has drained.
-        for (int waited = 0; chimes.isPlaying() && waited < ms + 2000; waited += 50)
-            QTest::qWait(50);
-        EXPECT_FALSE(chimes.isPlaying());
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !chimes.isPlaying(); }, 30000));
     }
     const std::vector<float> out = disk.samples(QStringLiteral("chime.raw"));
     const std::span<const float> glass = chimes::samples(QStringLiteral("Glass"));

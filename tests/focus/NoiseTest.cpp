@@ -4,6 +4,7 @@
 
 #include "support/DiskAudio.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -19,23 +20,6 @@ using namespace quillmere::noise;
 using quillmere::test::DiskAudio;
 
 namespace {
-
-struct Stats {
-    double mean = 0;
-    double stddev = 0;
-};
-
-Stats statsOf(const std::vector<float>& xs) {
-    double sum = 0;
-    double squares = 0;
-    for (float x : xs) {
-        sum += x;
-        squares += double{x} * x;
-    }
-    const double n = static_cast<double>(xs.size());
-    const double mean = sum / n;
-    return {mean, std::sqrt(squares / n - mean * mean)};
-}
 
 // Hands out the words it was given, then counts how often it was asked past the end.
 struct ScriptedWords {
@@ -67,13 +51,17 @@ TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpread) 
         pool.prepare(n + 80);
         noise.render(out.data() + at, n, 1.0f, pool);
     }
-    const Stats s = statsOf(out);
-    EXPECT_NEAR(s.mean, 0.0, 0.02);
-    EXPECT_NEAR(s.stddev, 0.2, 0.02);
-    float peak = 0;
-    for (float x : out)
-        peak = std::max(peak, std::abs(x));
-    EXPECT_LT(peak, 1.0f);
+    // Any sample left unwritten (99) would wreck both figures. No bound on the peak: at full
+    // volume a rare 5-sigma excursion does pass 1.0 within ten seconds now and then.
+    double sum = 0;
+    double squares = 0;
+    for (float x : out) {
+        sum += x;
+        squares += double{x} * x;
+    }
+    const double mean = sum / frames;
+    EXPECT_NEAR(mean, 0.0, 0.02);
+    EXPECT_NEAR(std::sqrt(squares / frames - mean * mean), 0.2, 0.02);
 }
 
 TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
@@ -112,7 +100,7 @@ TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
         EXPECT_EQ(x, 0.0f);
 }
 
-TEST(BrownNoise, StepsMapOntoTheClosedUnitRange) {
+TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikely) {
     EXPECT_EQ(whiteFromStep(0), -1.0f);
     EXPECT_EQ(whiteFromStep(1u << 24), 1.0f);
     EXPECT_EQ(whiteFromStep(1u << 23), 0.0f);
@@ -123,9 +111,7 @@ TEST(BrownNoise, StepsMapOntoTheClosedUnitRange) {
     EXPECT_EQ(drawStep(low), 0u);
     ScriptedWords high{{0xffffffffu}};
     EXPECT_EQ(drawStep(high), 1u << 24);
-}
 
-TEST(BrownNoise, RejectionGivesEveryStepTheSameNumberOfWords) {
     // 2^32 words over 2^24 + 1 steps: an unbiased draw gives each step exactly 255 accepted
     // words. Check the words around a spread of steps, including both ends.
     for (std::uint64_t k : {0u, 1u, 2u, 4095u, 1u << 23, (1u << 24) - 1, 1u << 24}) {
@@ -176,12 +162,14 @@ double rmsOfSound(const std::vector<float>& xs) {
 
 TEST(NoisePlayer, PlaysNoiseAtTheVolumeOnTheRealOutputAndKeepsItsDevice) {
     DiskAudio disk;
+    qint64 playedMs = 0;
     {
         NoisePlayer player;
-        EXPECT_FALSE(player.hasDevice());
         player.stop(); // nothing to stop yet
         EXPECT_FALSE(player.hasDevice());
 
+        QElapsedTimer playing;
+        playing.start();
         player.play(0.5f);
         ASSERT_TRUE(player.isRunning());
         EXPECT_EQ(player.sampleRate(), 48000);
@@ -190,41 +178,41 @@ TEST(NoisePlayer, PlaysNoiseAtTheVolumeOnTheRealOutputAndKeepsItsDevice) {
         EXPECT_TRUE(player.isRunning());
         QTest::qWait(150);
         player.stop();
+        playedMs = playing.elapsed();
         EXPECT_FALSE(player.isRunning());
         EXPECT_TRUE(player.hasDevice());
     }
     const std::vector<float> out = disk.samples();
-    // About 0.3 s at 48 kHz, in whole callbacks, as mono float.
+    // The disk driver plays in real time, in whole callbacks of mono float: bounded by the
+    // time that really passed, however slow the machine.
     EXPECT_GT(out.size(), 4096u);
-    EXPECT_LT(out.size(), 48000u);
+    EXPECT_LT(out.size(), static_cast<std::size_t>((playedMs + 500) * 48));
     for (float x : out)
         ASSERT_TRUE(std::isfinite(x) && std::abs(x) < 1.0f);
     EXPECT_NEAR(rmsOfSound(out), 0.2 * 0.5, 0.05);
 }
 
-TEST(NoisePlayer, VolumeZeroRunsSilentlyAndPlayResumesTheSameDevice) {
-    DiskAudio disk;
+TEST(NoisePlayer, SilentAtVolumeZeroAndRetriedWithoutAnOutput) {
     {
-        NoisePlayer player;
-        player.play(0.0f);
-        QTest::qWait(100);
-        player.stop();
-        player.play(std::nanf("")); // nonsense volume plays silence rather than garbage
-        EXPECT_TRUE(player.isRunning());
-        QTest::qWait(100);
+        DiskAudio disk;
+        {
+            NoisePlayer player;
+            player.play(0.0f);
+            QTest::qWait(100);
+            player.stop();
+            player.play(std::nanf("")); // nonsense volume plays silence rather than garbage
+            EXPECT_TRUE(player.isRunning());
+            QTest::qWait(100);
+        }
+        const std::vector<float> out = disk.samples();
+        EXPECT_GT(out.size(), 2048u);
+        EXPECT_EQ(rmsOfSound(out), 0.0);
     }
-    const std::vector<float> out = disk.samples();
-    EXPECT_GT(out.size(), 2048u);
-    EXPECT_EQ(rmsOfSound(out), 0.0);
-}
-
-TEST(NoisePlayer, WithoutAnOutputPlayIsSilentAndRetried) {
     qputenv("SDL_AUDIODRIVER", "no-such-driver");
     NoisePlayer player;
     player.play(0.5f);
     EXPECT_FALSE(player.hasDevice());
     EXPECT_FALSE(player.isRunning());
-    qunsetenv("SDL_AUDIODRIVER");
     DiskAudio disk;
     player.play(0.5f);
     EXPECT_TRUE(player.isRunning());

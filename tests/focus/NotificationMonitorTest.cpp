@@ -1,15 +1,14 @@
 #include "focus/NotificationMonitor.h"
 #include "focus/BannerLedger.h"
 
-#include "Waiting.h"
 #include "support/NotificationSession.h"
 
+#include <QElapsedTimer>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
 using namespace quillmere;
-using quillmere::test::waitFor;
 using namespace std::chrono_literals;
 
 TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiry) {
@@ -74,28 +73,31 @@ TEST(NotificationMonitor, WithoutABusNoBannerIsEverPresentAndNothingIsSaid) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
+// Timeouts are generous for a slow machine; only the daemon's own 1.5 s is a lower bound, and
+// "at once" only has to beat the long banner's minute.
 TEST(NotificationMonitor, SeesARealDaemonsBannersComeAndGo) {
     test::NotificationSession session;
     ASSERT_NO_FATAL_FAILURE(session.start());
     NotificationMonitor monitor(session.address());
-    ASSERT_TRUE(waitFor([&] { return monitor.isMonitoring(); }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return monitor.isMonitoring(); }, 20000));
     EXPECT_FALSE(monitor.bannerPresent());
+    const auto send = [&](const QStringList& args) {
+        return session.run(QStringLiteral("notify-send"), args);
+    };
 
     // The daemon's own timeout ends the first banner.
     QElapsedTimer sinceSent;
-    session.run(QStringLiteral("notify-send"),
-                {QStringLiteral("-t"), QStringLiteral("1500"), QStringLiteral("hello")});
     sinceSent.start();
-    EXPECT_TRUE(waitFor([&] { return monitor.bannerPresent(); }, 2000));
-    EXPECT_TRUE(waitFor([&] { return !monitor.bannerPresent(); }, 4000));
+    send({QStringLiteral("-t"), QStringLiteral("1500"), QStringLiteral("hello")});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return monitor.bannerPresent(); }, 20000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !monitor.bannerPresent(); }, 20000));
     EXPECT_GT(sinceSent.elapsed(), 1000);
 
     // A long banner closed early goes at once: the monitor learnt the id the daemon gave it.
-    const QByteArray id = session.run(QStringLiteral("notify-send"),
-                                      {QStringLiteral("-p"), QStringLiteral("-t"),
-                                       QStringLiteral("60000"), QStringLiteral("a long one")});
+    const QByteArray id = send({QStringLiteral("-p"), QStringLiteral("-t"), QStringLiteral("60000"),
+                                QStringLiteral("a long one")});
     ASSERT_FALSE(id.isEmpty());
-    EXPECT_TRUE(waitFor([&] { return monitor.bannerPresent(); }, 2000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return monitor.bannerPresent(); }, 20000));
     QTest::qWait(300);
     EXPECT_TRUE(monitor.bannerPresent());
     session.run(QStringLiteral("dbus-send"),
@@ -104,10 +106,8 @@ TEST(NotificationMonitor, SeesARealDaemonsBannersComeAndGo) {
                  QStringLiteral("/org/freedesktop/Notifications"),
                  QStringLiteral("org.freedesktop.Notifications.CloseNotification"),
                  QStringLiteral("uint32:") + QString::fromLatin1(id)});
-    QElapsedTimer sinceClosed;
-    sinceClosed.start();
-    EXPECT_TRUE(waitFor([&] { return !monitor.bannerPresent(); }, 2000));
-    EXPECT_LT(sinceClosed.elapsed(), 2000);
+    // Well before the banner's own minute is up.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !monitor.bannerPresent(); }, 30000));
 
     // Watching never got the monitor thrown off the bus.
     EXPECT_TRUE(monitor.isMonitoring());

@@ -17,7 +17,8 @@
 namespace quillmere::test {
 
 // A session of its own: an X server, a bus and a real notification daemon on them, all
-// killed when the test ends, and with the test process should it die first.
+// killed when the test ends, and with the test process should it die first. Its folder is the
+// session's XDG_RUNTIME_DIR.
 class NotificationSession {
 public:
     NotificationSession() {
@@ -38,8 +39,9 @@ public:
         }
     }
 
-    // Fails the test (rather than skipping it) when a piece is missing.
-    void start() {
+    // Fails the test (rather than skipping it) when a piece is missing. Without the daemon it
+    // is a bare desktop session: an X server and a bus.
+    void start(bool withNotificationDaemon = true) {
         QProcess& x =
             spawn(QStringLiteral("Xvfb"),
                   {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"),
@@ -55,11 +57,13 @@ public:
         m_address = firstLine(bus);
         ASSERT_FALSE(m_address.isEmpty()) << "dbus-daemon did not start";
         m_env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromLatin1(m_address));
+        if (!withNotificationDaemon)
+            return;
 
         QProcess& daemon = spawn(QStringLiteral("dunst"), {});
         daemon.setStandardOutputFile(QProcess::nullDevice());
         ASSERT_TRUE(daemon.waitForStarted(5000)) << "dunst did not start";
-        ASSERT_TRUE(waitForOwner(10000)) << "dunst never took the notification name";
+        ASSERT_TRUE(waitForOwner(30000)) << "dunst never took the notification name";
     }
 
     QByteArray address() const { return m_address; }

@@ -2,19 +2,20 @@
 #include "timeline/Shapes.h"
 #include "ui/KindColors.h"
 
-#include <QImage>
+#include "TimelineFixture.h"
+
 #include <QPainter>
 
-#include <gtest/gtest.h>
-
 using namespace quillmere;
-using namespace Qt::StringLiterals;
 using namespace quillmere::timeline;
+using quillmere::test::greyRange;
+using quillmere::test::near;
+using quillmere::test::over;
 
 namespace {
 
 const QColor background(Qt::white);
-const TextColors ink{Qt::black, QColor(0, 0, 0, 140)};
+const QRectF card(10, 10, 200, 60);
 
 BlockView viewOf(WorkKind kind, QString title = {}) {
     BlockView v;
@@ -27,102 +28,45 @@ BlockView viewOf(WorkKind kind, QString title = {}) {
     return v;
 }
 
-QImage render(const BlockView& v, const QRectF& box, QSize size = {300, 100}) {
-    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+QImage render(const BlockView& v, const QRectF& box = card) {
+    QImage image(QSize(300, 100), QImage::Format_ARGB32_Premultiplied);
     image.fill(background);
     QPainter painter(&image);
-    v.paint(painter, box, ink);
+    v.paint(painter, box, TextColors{Qt::black, QColor(0, 0, 0, 140)});
     return image;
-}
-
-// The colour a translucent fill leaves on the white background.
-QColor over(const QColor& c) {
-    const float a = c.alphaF();
-    auto mix = [a](float fg) { return qRound(255 * (fg * a + (1 - a))); };
-    return QColor(mix(c.redF()), mix(c.greenF()), mix(c.blueF()));
-}
-
-bool near(QColor a, QColor b, int tolerance = 3) {
-    return std::abs(a.red() - b.red()) <= tolerance &&
-           std::abs(a.green() - b.green()) <= tolerance &&
-           std::abs(a.blue() - b.blue()) <= tolerance;
-}
-
-std::string describe(QColor c) {
-    return c.name().toStdString();
-}
-
-int lightestIn(const QImage& image, const QRect& area) {
-    int best = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            best = std::max(best, qGray(image.pixel(x, y)));
-    return best;
-}
-
-int darkestIn(const QImage& image, const QRect& area) {
-    int best = 255;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            best = std::min(best, qGray(image.pixel(x, y)));
-    return best;
 }
 
 } // namespace
 
-TEST(BlockView, InkFillsFromTheTopAndIsClamped) {
-    const QRectF box(10, 10, 200, 60);
+TEST(BlockView, InkIsClampedToTheCardAndSelectionDeepensTheTint) {
     const QColor crimson = ui::kindColor(WorkKind::deep);
-    const QColor tint = over(ui::kindColor(WorkKind::deep, 0.2));
-
     BlockView running = viewOf(WorkKind::deep);
-    running.inkFraction = 0.5;
-    const QImage half = render(running, box);
-    EXPECT_TRUE(near(half.pixelColor(180, 15), crimson)) << describe(half.pixelColor(180, 15));
-    EXPECT_TRUE(near(half.pixelColor(180, 38), crimson));
-    EXPECT_TRUE(near(half.pixelColor(180, 42), tint)) << describe(half.pixelColor(180, 42));
-    EXPECT_TRUE(near(half.pixelColor(180, 65), tint));
-
     running.inkFraction = -0.2;
-    EXPECT_TRUE(near(render(running, box).pixelColor(180, 15), tint));
+    EXPECT_TRUE(
+        near(render(running).pixelColor(180, 15), over(ui::kindColor(WorkKind::deep, 0.2))));
     running.inkFraction = 1.7;
-    const QImage full = render(running, box);
+    const QImage full = render(running);
     EXPECT_TRUE(near(full.pixelColor(180, 65), crimson));
     EXPECT_TRUE(near(full.pixelColor(180, 72), background)) << "ink stays inside the card";
 
     BlockView selected = viewOf(WorkKind::shallow);
     selected.isSelected = true;
-    EXPECT_TRUE(near(render(selected, box).pixelColor(180, 40),
-                     over(ui::kindColor(WorkKind::shallow, 0.34))));
+    EXPECT_TRUE(
+        near(render(selected).pixelColor(180, 40), over(ui::kindColor(WorkKind::shallow, 0.34))));
 }
 
-TEST(BlockView, BorderTellsSelectionDraftAndConfirmation) {
-    const QRectF box(10, 10, 200, 60);
-    BlockView plain = viewOf(WorkKind::deep);
-    const QImage plainImage = render(plain, box);
+TEST(BlockView, BorderIsInsideTheCardAndDashedForADraft) {
     // The border is drawn inside the card's edge, over the tint.
-    EXPECT_FALSE(near(plainImage.pixelColor(10, 40), plainImage.pixelColor(14, 40), 10));
-    EXPECT_TRUE(near(plainImage.pixelColor(9, 40), background));
-
-    BlockView confirmed = viewOf(WorkKind::deep);
-    confirmed.isConfirmed = true;
-    confirmed.inkFraction = 1;
-    const QImage confirmedImage = render(confirmed, box);
-    EXPECT_TRUE(near(confirmedImage.pixelColor(10, 40), confirmedImage.pixelColor(14, 40), 2));
-
-    confirmed.isSelected = true;
-    EXPECT_GT(qGray(render(confirmed, box).pixel(10, 40)), 200);
+    const QImage plain = render(viewOf(WorkKind::deep));
+    EXPECT_FALSE(near(plain.pixelColor(10, 40), plain.pixelColor(14, 40), 10));
+    EXPECT_TRUE(near(plain.pixelColor(9, 40), background));
 
     // A draft's top edge alternates between border and tint; a saved block's does not.
     auto edgeRuns = [&](const BlockView& v) {
-        const QImage image = render(v, box);
+        const QImage image = render(v);
         int changes = 0;
-        bool wasBorder = false;
-        for (int x = 30; x < 190; ++x) {
-            const bool isBorder = qGray(image.pixel(x, 10)) < 150;
-            changes += (x > 30 && isBorder != wasBorder);
-            wasBorder = isBorder;
-        }
+        for (int x = 31; x < 190; ++x)
+            changes += (qGray(image.pixel(x, 10)) < 150) != (qGray(image.pixel(x - 1, 10)) < 150);
         return changes;
     };
     BlockView draft = viewOf(WorkKind::deep);
@@ -139,77 +83,50 @@ TEST(BlockView, LabelsAreWhiteOverInkAndDarkBelowIt) {
     const QRect titleArea(20, 30, 40, 20);
     BlockView future = viewOf(WorkKind::shallow);
     EXPECT_EQ(future.title(), QStringLiteral("Shallow Work"));
-    EXPECT_LT(darkestIn(render(future, box), titleArea), 80);
+    EXPECT_LT(greyRange(render(future, box), titleArea).second, 80);
 
     BlockView done = viewOf(WorkKind::deep, QStringLiteral("Write"));
     done.isConfirmed = true;
     done.inkFraction = 1;
-    const QImage doneImage = render(done, box);
-    EXPECT_GT(lightestIn(doneImage, titleArea), 230);
-    EXPECT_GT(darkestIn(doneImage, titleArea), 20) << "no dark text over the ink";
+    const auto [doneLight, doneDark] = greyRange(render(done, box), titleArea);
+    EXPECT_GT(doneLight, 230);
+    EXPECT_GT(doneDark, 20) << "no dark text over the ink";
 
     BlockView running = viewOf(WorkKind::deep, QStringLiteral("Write"));
     running.inkFraction = 0.5;
     const QImage split = render(running, box);
-    EXPECT_LT(darkestIn(split, QRect(20, 41, 40, 10)), 80);
-    EXPECT_GT(lightestIn(split, QRect(20, 28, 40, 11)), 230);
-    EXPECT_LT(lightestIn(split, QRect(180, 12, 60, 26)), 140) << "white only where text is";
+    EXPECT_LT(greyRange(split, QRect(20, 41, 40, 10)).second, 80);
+    EXPECT_GT(greyRange(split, QRect(20, 28, 40, 11)).first, 230);
+    EXPECT_LT(greyRange(split, QRect(180, 12, 60, 26)).first, 140) << "white only where text is";
 }
 
-TEST(BlockView, StatusGlyphsGoInATabOrInline) {
-    BlockView v = viewOf(WorkKind::deep);
-    v.isLocked = true;
-    v.block.repeatRuleID = QUuid::createUuid();
-    EXPECT_EQ(v.tabGlyphNames(), (QStringList{u"lock.fill"_s, u"repeat"_s}));
-    EXPECT_TRUE(v.glyphsInRow(30));
-    EXPECT_FALSE(v.glyphsInRow(60));
-    EXPECT_EQ(v.cornerTabSize(), QSizeF(28, 28));
-
-    v.isConfirmed = true;
-    EXPECT_EQ(v.statusGlyphNames(), (QStringList{u"lock.fill"_s, u"repeat"_s, u"checkmark"_s}));
-    EXPECT_EQ(v.tabGlyphNames(), (QStringList{u"lock.fill"_s, u"repeat"_s}));
-    v.isLocked = false;
-    v.block.repeatRuleID.reset();
-    EXPECT_EQ(v.tabGlyphNames(), QStringList{u"checkmark"_s});
-    EXPECT_EQ(v.cornerTabSize(), QSizeF(17, 17));
-    EXPECT_TRUE(v.glyphsInRow(25));
-    EXPECT_FALSE(v.glyphsInRow(26));
-    EXPECT_TRUE(viewOf(WorkKind::deep).glyphsInRow(200));
-
-    // The tab darkens the top-right corner along its triangle only.
+TEST(BlockView, StatusGlyphsGoInARowOnAShortBlockAndInACornerTabOnATallOne) {
     BlockView tabbed = viewOf(WorkKind::deep);
     tabbed.isLocked = true;
     tabbed.block.repeatRuleID = QUuid::createUuid();
-    const QRectF box(10, 10, 200, 60);
-    const QImage image = render(tabbed, box);
+    EXPECT_TRUE(tabbed.glyphsInRow(30));
+    EXPECT_FALSE(tabbed.glyphsInRow(card.height()));
+    // The tab darkens the top-right corner along its triangle only, with white glyphs in it.
+    const QImage image = render(tabbed);
     const QColor tint = over(ui::kindColor(WorkKind::deep, 0.2));
-    EXPECT_LT(qGray(image.pixel(207, 33)), qGray(tint.rgb()) - 20); // inside, below the glyphs
-    EXPECT_TRUE(near(image.pixelColor(186, 33), tint));             // left of the long side
-    EXPECT_GT(lightestIn(image, QRect(193, 12, 14, 6)), 230) << "white glyphs in the tab";
+    EXPECT_LT(qGray(image.pixel(207, 33)), qGray(tint.rgb()) - 20);
+    EXPECT_TRUE(near(image.pixelColor(186, 33), tint));
+    EXPECT_GT(greyRange(image, QRect(193, 12, 14, 6)).first, 230);
 }
 
-TEST(Shapes, HatchCoversTheRectangleAndTabIsTheUpperRightTriangle) {
-    const QRectF rect(0, 0, 20, 10);
-    const QPainterPath hatch = DiagonalHatch::path(rect);
-    // Lines start at x = -10, -5, 0, 5, 10, 15.
-    EXPECT_EQ(hatch.elementCount(), 12);
-    EXPECT_EQ(QPointF(hatch.elementAt(0)), QPointF(-10, 10));
-    EXPECT_EQ(QPointF(hatch.elementAt(1)), QPointF(0, 0));
-    EXPECT_EQ(QPointF(hatch.elementAt(10)), QPointF(15, 10));
-    EXPECT_TRUE(DiagonalHatch::path(QRectF(0, 0, -10, 10)).isEmpty());
-    EXPECT_EQ(DiagonalHatch::path(QRectF(100, 50, 20, 10)).elementAt(0).x, 90);
-
-    // From the bottom-left corner to the last line no point is further than half a period
-    // from a line: a pen of one period's width leaves no gap.
+TEST(Shapes, HatchLeavesNoGapAndTabIsTheUpperRightTriangle) {
+    // No point of the rectangle is further than half a period from a line: a pen of one
+    // period's width leaves no gap.
     QImage image(20, 10, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::white);
     {
         QPainter p(&image);
         p.setRenderHint(QPainter::Antialiasing);
         p.setPen(QPen(Qt::black, 3.6));
-        p.drawPath(hatch);
+        p.drawPath(DiagonalHatch::path(QRectF(0, 0, 20, 10)));
     }
-    EXPECT_LT(lightestIn(image, QRect(0, 0, 17, 10)), 160);
+    EXPECT_LT(greyRange(image, QRect(0, 0, 17, 10)).first, 160);
+    EXPECT_TRUE(DiagonalHatch::path(QRectF(0, 0, -10, 10)).isEmpty());
 
     const QPainterPath tab = CornerTabShape::path(QRectF(0, 0, 17, 17));
     EXPECT_TRUE(tab.contains(QPointF(16, 1)));

@@ -17,7 +17,7 @@ Minutes startOf(const std::optional<WorkBlock>& b) {
 
 } // namespace
 
-TEST_F(Gestures, CreateDragHandsOverADraftAndWritesNothing) {
+TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     show();
     const auto before = files();
     QSignalSpy selected(view.get(), &DayTimelineView::selectedIDChanged);
@@ -35,44 +35,33 @@ TEST_F(Gestures, CreateDragHandsOverADraftAndWritesNothing) {
 
     ASSERT_TRUE(view->working());
     const WorkBlock draft = *view->working();
-    EXPECT_EQ(draft.startMinutes, 585);
-    EXPECT_EQ(draft.durationMinutes, 15);
-    EXPECT_EQ(draft.title, QStringLiteral("Deep Work"));
-    EXPECT_EQ(draft.kind, WorkKind::deep);
-    EXPECT_EQ(draft.day, QStringLiteral("2024-03-04"));
-    EXPECT_FALSE(draft.repeatRuleID);
-    EXPECT_EQ(draft.createdAt, TimeMath::referenceSeconds(wall.now()));
+    EXPECT_EQ(draft, (WorkBlock{draft.id, QStringLiteral("Deep Work"), QStringLiteral("2024-03-04"),
+                                585, 15, WorkKind::deep, std::nullopt,
+                                TimeMath::referenceSeconds(wall.now())}));
     EXPECT_EQ(view->selectedID(), draft.id);
     EXPECT_EQ(selected.count(), 1);
     EXPECT_EQ(working.count(), 1);
     EXPECT_FALSE(view->isGestureInProgress());
-    EXPECT_TRUE(store->blocks().empty());
-    EXPECT_EQ(files(), before);
 
     // Downwards, the end snaps to the nearest quarter.
     drag(at(13 * 60), at(14 * 60 + 40));
-    EXPECT_EQ(startOf(view->working()), 13 * 60);
-    EXPECT_EQ(view->working()->durationMinutes, 105);
-}
-
-TEST_F(Gestures, CreateDragInASliverOrFromBelowTheDay) {
-    add(540, 60);
-    add(610, 50);
-    show();
-    const auto before = files();
+    EXPECT_EQ(range(), Range(13 * 60, 105));
+    EXPECT_EQ(files(), before);
 
     // Between 10:00 and 10:10 there is no room for a block.
-    drag(at(605), at(700));
+    add(540, 60);
+    add(610, 50);
+    view->setSelectedID(std::nullopt);
+    dragAfresh(at(605), at(700));
     EXPECT_FALSE(view->working());
     EXPECT_FALSE(view->selectedID());
 
     // Started in the bottom padding, below 24:00: clamped to midnight, drawn up to 23:00.
     view->verticalScrollBar()->setValue(view->verticalScrollBar()->maximum());
-    const QPoint bottom(200, canvas()->height() - 2);
-    drag(bottom, at(23 * 60));
-    EXPECT_EQ(startOf(view->working()), 23 * 60);
-    EXPECT_EQ(view->working()->durationMinutes, 60);
-    EXPECT_EQ(files(), before);
+    const auto withBlocks = files();
+    drag(QPoint(200, canvas()->height() - 2), at(23 * 60));
+    EXPECT_EQ(range(), Range(23 * 60, 60));
+    EXPECT_EQ(files(), withBlocks);
 }
 
 TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
@@ -85,8 +74,7 @@ TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
     drag(at(570), at(570) + QPoint(0, 37));
     ASSERT_TRUE(view->working());
     EXPECT_EQ(view->working()->id, a.id);
-    EXPECT_EQ(startOf(view->working()), 570);
-    EXPECT_EQ(view->working()->durationMinutes, 60);
+    EXPECT_EQ(range(), Range(570, 60));
     EXPECT_EQ(view->selectedID(), a.id);
 
     // The working copy is what is drawn and dragged next: 90 minutes further down would overlap
@@ -99,17 +87,7 @@ TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
 }
 
 TEST_F(Gestures, MoveHonoursTheEditorsRepeatDaysForTheSelectedBlock) {
-    // Another block (on an earlier day) repeats on Mondays and Tuesdays at 11:00–12:00.
-    WorkBlock other{QUuid::createUuid(),
-                    QStringLiteral("Team"),
-                    QStringLiteral("2024-03-03"),
-                    660,
-                    60,
-                    WorkKind::shallow,
-                    std::nullopt,
-                    std::nullopt};
-    store->add(other);
-    store->setRepeat({2, 3}, other.id);
+    addRepeating(660); // 11:00–12:00 on Mondays and Tuesdays
     const WorkBlock a = add(540, 60);
     show();
 
@@ -117,10 +95,8 @@ TEST_F(Gestures, MoveHonoursTheEditorsRepeatDaysForTheSelectedBlock) {
     view->setRepeatDays({3});
     drag(at(570), at(570) + QPoint(0, 144)); // asks for 11:15
     EXPECT_EQ(startOf(view->working()), 720);
-
-    view->setWorking(std::nullopt);
     view->setRepeatDays({});
-    drag(at(570), at(570) + QPoint(0, 144));
+    dragAfresh(at(570), at(570) + QPoint(0, 144));
     EXPECT_EQ(startOf(view->working()), 675);
 }
 
@@ -129,30 +105,18 @@ TEST_F(Gestures, ResizeEitherEdgeWithinTheGap) {
     add(660, 60);
     show();
     const auto before = files();
-    const QRectF box = geometry().box(540, 60, canvas()->width());
-    const int bottomStrip = static_cast<int>(box.bottom() - 3 + DayTimelineView::contentTop);
-    const int topStrip = static_cast<int>(box.top() + 3 + DayTimelineView::contentTop);
+    const QPoint bottom = edge(a, false);
+    const QPoint top = edge(a, true);
 
-    // Down past the next block stops at its start.
-    drag({200, bottomStrip}, {200, bottomStrip + 200});
-    EXPECT_EQ(startOf(view->working()), 540);
-    EXPECT_EQ(view->working()->durationMinutes, 120);
-
-    view->setWorking(std::nullopt);
-    drag({200, bottomStrip}, {200, bottomStrip - 100});
-    EXPECT_EQ(view->working()->durationMinutes, 15) << "never shorter than a quarter";
-
+    drag(bottom, bottom + QPoint(0, 200));
+    EXPECT_EQ(range(), Range(540, 120)) << "down past the next block stops at its start";
+    dragAfresh(bottom, bottom - QPoint(0, 100));
+    EXPECT_EQ(range(), Range(540, 15)) << "never shorter than a quarter";
     // The top edge two hours down: the end stays, the start stops a quarter before it.
-    view->setWorking(std::nullopt);
-    drag({200, topStrip}, {200, topStrip + 128});
-    EXPECT_EQ(startOf(view->working()), 585);
-    EXPECT_EQ(view->working()->durationMinutes, 15);
-
-    // And up as far as the free time goes.
-    view->setWorking(std::nullopt);
-    drag({200, topStrip}, {200, topStrip - 2000});
-    EXPECT_EQ(startOf(view->working()), 0);
-    EXPECT_EQ(view->working()->durationMinutes, 600);
+    dragAfresh(top, top + QPoint(0, 128));
+    EXPECT_EQ(range(), Range(585, 15));
+    dragAfresh(top, top - QPoint(0, 2000));
+    EXPECT_EQ(range(), Range(0, 600)) << "up as far as the free time goes";
     EXPECT_EQ(view->working()->id, a.id);
     EXPECT_EQ(files(), before);
 }
@@ -169,9 +133,7 @@ TEST_F(Gestures, FrozenBlocksOnlySelect) {
     const auto before = files();
 
     for (const WorkBlock& b : {done, running}) {
-        const QRectF box = geometry().box(b.startMinutes, b.durationMinutes, canvas()->width());
-        const QPoint bottomEdge(200,
-                                static_cast<int>(box.bottom() - 2 + DayTimelineView::contentTop));
+        const QPoint bottomEdge = edge(b, false, 2);
         hover(bottomEdge);
         EXPECT_EQ(canvas()->cursor().shape(), Qt::ArrowCursor);
         drag(bottomEdge, bottomEdge + QPoint(0, 80));
@@ -200,49 +162,43 @@ TEST_F(Gestures, TapsHoverAndKeys) {
     QTest::mouseClick(canvas(), Qt::LeftButton, Qt::NoModifier, at(800));
     EXPECT_FALSE(view->selectedID());
 
-    const QRectF box = geometry().box(540, 60, canvas()->width());
-    hover({200, static_cast<int>(box.bottom() - 2 + DayTimelineView::contentTop)});
-    EXPECT_EQ(canvas()->cursor().shape(), Qt::SizeVerCursor);
-    hover(at(570));
-    EXPECT_EQ(canvas()->cursor().shape(), Qt::ArrowCursor);
-    hover({200, static_cast<int>(box.top() + 1 + DayTimelineView::contentTop)});
-    EXPECT_EQ(canvas()->cursor().shape(), Qt::SizeVerCursor);
+    for (const auto& [point, shape] :
+         {std::pair(edge(a, false, 2), Qt::SizeVerCursor), std::pair(at(570), Qt::ArrowCursor),
+          std::pair(edge(a, true, 1), Qt::SizeVerCursor)}) {
+        hover(point);
+        EXPECT_EQ(canvas()->cursor().shape(), shape) << point.y();
+    }
 
     view->setSelectedID(a.id);
     view->setFocus();
-    QTest::keyClick(canvas(), Qt::Key_Up);
+    const auto key = [&](Qt::Key k, int times = 1, Qt::KeyboardModifiers m = Qt::NoModifier) {
+        for (int i = 0; i < times; ++i)
+            QTest::keyClick(canvas(), k, m);
+    };
+    key(Qt::Key_Up);
     EXPECT_EQ(startOf(view->working()), 525);
-    QTest::keyClick(canvas(), Qt::Key_Down);
-    QTest::keyClick(canvas(), Qt::Key_Down);
-    QTest::keyClick(canvas(), Qt::Key_Down);
+    key(Qt::Key_Down, 3);
     // 09:30 would run into 10:15; the nearest free start for the hour is 09:15 again.
     EXPECT_EQ(startOf(view->working()), 555);
-    QTest::keyClick(canvas(), Qt::Key_Up, Qt::ShiftModifier);
+    key(Qt::Key_Up, 1, Qt::ShiftModifier);
     EXPECT_EQ(view->working()->durationMinutes, 45);
-    QTest::keyClick(canvas(), Qt::Key_Down, Qt::ShiftModifier);
-    QTest::keyClick(canvas(), Qt::Key_Down, Qt::ShiftModifier);
+    key(Qt::Key_Down, 2, Qt::ShiftModifier);
     EXPECT_EQ(view->working()->durationMinutes, 60) << "stops at the next block";
-    QTest::keyClick(canvas(), Qt::Key_Escape);
+    key(Qt::Key_Escape);
     EXPECT_FALSE(view->selectedID());
     EXPECT_EQ(files(), before);
 }
 
 using Scrolling = TimelineFixture;
 
-TEST_F(Scrolling, OpensOnTheHourBeforeNow) {
-    tickAt(QTime(9, 40));
-    show();
-    EXPECT_EQ(scroll(), 8 + 8 * 64);
-
-    view.reset();
-    tickAt(QTime(0, 20));
-    show();
-    EXPECT_EQ(scroll(), 8);
-}
-
-TEST_F(Scrolling, RevealsTheSelectionButNeverDuringADrag) {
+TEST_F(Scrolling, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADrag) {
     const WorkBlock a = add(540, 60);
     const WorkBlock evening = add(20 * 60, 60);
+    tickAt(QTime(0, 20));
+    show();
+    EXPECT_EQ(scroll(), 8) << "opens on the hour before now";
+    view.reset();
+    tickAt(QTime(8, 40));
     show();
     const int opened = scroll();
     EXPECT_EQ(opened, 8 + 7 * 64);

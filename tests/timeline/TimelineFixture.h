@@ -19,11 +19,42 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <memory>
+#include <utility>
 
 namespace quillmere::test {
+
+using Range = std::pair<Minutes, Minutes>; // a start and a duration
+
+// The colour a translucent fill leaves on an opaque background.
+inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
+    const float a = fg.alphaF();
+    auto mix = [a](float f, float b) { return qRound(255 * (f * a + b * (1 - a))); };
+    return QColor(mix(fg.redF(), bg.redF()), mix(fg.greenF(), bg.greenF()),
+                  mix(fg.blueF(), bg.blueF()));
+}
+
+inline bool near(QColor a, QColor b, int tolerance = 4) {
+    return std::abs(a.red() - b.red()) <= tolerance &&
+           std::abs(a.green() - b.green()) <= tolerance &&
+           std::abs(a.blue() - b.blue()) <= tolerance;
+}
+
+// The lightest and darkest grey in an area, for text and glyphs whose exact shape is the
+// font's business.
+inline std::pair<int, int> greyRange(const QImage& image, const QRect& area) {
+    int lightest = 0;
+    int darkest = 255;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x) {
+            lightest = std::max(lightest, qGray(image.pixel(x, y)));
+            darkest = std::min(darkest, qGray(image.pixel(x, y)));
+        }
+    return {lightest, darkest};
+}
 
 // A real store on a temporary folder, a fake wall clock on Monday 2024-03-04, and the view
 // at the panel's size, shown offscreen.
@@ -54,11 +85,17 @@ struct TimelineFixture : ::testing::Test {
     }
 
     WorkBlock add(Minutes start, Minutes duration, WorkKind kind = WorkKind::deep,
-                  const QString& title = QStringLiteral("Write")) {
-        WorkBlock b{QUuid::createUuid(), title,       store->todayKey(), start, duration, kind,
-                    std::nullopt,        std::nullopt};
+                  const QString& day = {}) {
+        const QString key = day.isEmpty() ? store->todayKey() : day;
+        const WorkBlock b{
+            QUuid::createUuid(), QStringLiteral("Write"), key, start, duration, kind, {}, {}};
         store->add(b);
         return b;
+    }
+    // A block on an earlier day that repeats on Mondays and Tuesdays, reserving its time.
+    void addRepeating(Minutes start) {
+        const WorkBlock other = add(start, 60, WorkKind::shallow, QStringLiteral("2024-03-03"));
+        store->setRepeat({2, 3}, other.id);
     }
 
     DayTimelineView& show() {
@@ -77,6 +114,12 @@ struct TimelineFixture : ::testing::Test {
         return static_cast<int>(std::ceil(geometry().y(minute)) + DayTimelineView::contentTop);
     }
     QPoint at(Minutes minute, int x = 200) const { return {x, rowAt(minute)}; }
+    // A point inside the top or bottom edge's resize strip of a block.
+    QPoint edge(const WorkBlock& b, bool top, int inset = 3) const {
+        const QRectF box = geometry().box(b.startMinutes, b.durationMinutes, canvas()->width());
+        const double y = top ? box.top() + inset : box.bottom() - inset;
+        return {200, static_cast<int>(y + DayTimelineView::contentTop)};
+    }
 
     void press(QPoint p) { QTest::mousePress(canvas(), Qt::LeftButton, Qt::NoModifier, p); }
     void moveTo(QPoint p) { QTest::mouseMove(canvas(), p); }
@@ -92,6 +135,18 @@ struct TimelineFixture : ::testing::Test {
         QMouseEvent e(QEvent::MouseMove, p, canvas()->mapToGlobal(p), Qt::NoButton, Qt::NoButton,
                       Qt::NoModifier);
         QApplication::sendEvent(canvas(), &e);
+    }
+
+    // A fresh gesture on the saved blocks, not on the last gesture's working copy.
+    void dragAfresh(QPoint from, QPoint to) {
+        view->setWorking(std::nullopt);
+        drag(from, to);
+    }
+
+    Range range() const {
+        return view->working()
+                   ? Range(view->working()->startMinutes, view->working()->durationMinutes)
+                   : Range(-1, -1);
     }
 
     int scroll() const { return view->verticalScrollBar()->value(); }

@@ -32,12 +32,9 @@ FreeGapQuery gapOf(std::optional<MinuteRange> gap, std::vector<Minutes>* asked =
 TEST(TimelineGestures, SnapsToQuarterHoursWithHalvesAwayFromZero) {
     EXPECT_EQ(snapToGrid(7.5), 15);
     EXPECT_EQ(snapToGrid(-7.5), -15);
-    EXPECT_EQ(snapToGrid(Minutes{7}), 0);
-    EXPECT_EQ(snapToGrid(Minutes{-7}), 0);
-    EXPECT_EQ(snapToGrid(Minutes{8}), 15);
-    EXPECT_EQ(snapToGrid(Minutes{-8}), -15);
-    EXPECT_EQ(snapToGrid(Minutes{574}), 570);
-    EXPECT_EQ(snapToGrid(Minutes{1433}), 1440);
+    for (const auto& [minutes, snapped] : std::vector<std::pair<Minutes, Minutes>>{
+             {7, 0}, {-7, 0}, {8, 15}, {-8, -15}, {574, 570}, {1433, 1440}})
+        EXPECT_EQ(snapToGrid(minutes), snapped) << minutes;
 }
 
 TEST(TimelineGestures, MoveAsksForTheSnappedStartAndStaysWhenNothingFits) {
