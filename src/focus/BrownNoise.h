@@ -32,7 +32,9 @@ inline float whiteFromStep(std::uint32_t k) {
 }
 
 // A leaky integrator over white noise. The leak of 1/1.02 keeps the walk centred on zero; the
-// gain of 3.5 brings its spread (about 0.057) up to about 0.2, well inside −1 … 1 unclamped.
+// gain of 3.5 brings its spread (about 0.057) up to about 0.2. Samples stay unclamped: a
+// five-sigma excursion past ±1 is rare and only reaches the output at full volume, where the
+// audio system's own conversion limits it.
 struct BrownNoise {
     float last = 0.0f;
 
