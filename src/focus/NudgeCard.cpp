@@ -68,6 +68,8 @@ void NudgeCard::show(const QString& title, const QString& detail, const QColor& 
 
     if (!m_panel)
         createPanel();
+    // The window's name says what the card says, for screen readers and window lists.
+    m_panel->setWindowTitle(title % QStringLiteral(" — ") % detail);
     if (m_panel->isVisible()) {
         // Fully up: the texts changed in place and the frame stays. Fading out: come back
         // from wherever the fade has taken it.

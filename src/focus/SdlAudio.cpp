@@ -10,8 +10,13 @@ AudioSubsystem::~AudioSubsystem() {
 }
 
 bool AudioSubsystem::acquire() {
-    if (!m_held)
-        m_held = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
+    if (m_held)
+        return true;
+    // Audio brings up SDL's event subsystem, which would turn SIGINT and SIGTERM into quit
+    // events nobody reads: the program could then no longer be ended by the session or a
+    // plain kill.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    m_held = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
     return m_held;
 }
 

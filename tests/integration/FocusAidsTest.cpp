@@ -1,0 +1,223 @@
+// The focus aids as a user meets them: the real program, started on a faked wall clock inside
+// a deep block, plays its noise into SDL's disk driver, and puts up its card on a real X
+// server when a real notification daemon shows a banner.
+
+#include "model/JsonCodec.h"
+
+#include "support/DiskAudio.h"
+#include "support/NotificationSession.h"
+#include "support/TempDataDir.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <functional>
+
+using namespace quillmere;
+
+namespace {
+
+// The program on a data folder of its own, under a wall clock faked to start at `fakeStart`
+// on Monday 2024-03-04 in Berlin.
+class Program {
+public:
+    Program(QProcessEnvironment env, const std::vector<WorkBlock>& blocks, const Settings& settings,
+            const QString& fakeStart) {
+        EXPECT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("Quillmere"))));
+        m_home.write(QStringLiteral("Quillmere/blocks.json"), json::encodeList(blocks));
+        m_home.write(QStringLiteral("Quillmere/settings.json"),
+                     json::encodeStateFile(json::encode(settings)));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.path());
+        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.path());
+        env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        // faketime preloads its library ahead of all others, which a sanitized build must allow.
+        env.insert(QStringLiteral("ASAN_OPTIONS"), env.value(QStringLiteral("ASAN_OPTIONS")) +
+                                                       QStringLiteral(":verify_asan_link_order=0"));
+        m_process.setProcessEnvironment(env);
+        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
+        // faketime runs the program as a child of its own; a group of their own lets both go.
+        m_process.setChildProcessModifier([] { setpgid(0, 0); });
+        m_process.start(QStringLiteral("faketime"),
+                        {QStringLiteral("-f"), QStringLiteral("@2024-03-04 ") + fakeStart,
+                         QStringLiteral(QUILLMERE_BINARY)});
+        EXPECT_TRUE(m_process.waitForStarted(5000));
+        m_group = static_cast<pid_t>(m_process.processId());
+        m_sinceStart.start();
+    }
+    ~Program() { terminate(); }
+
+    // Ends the program as a session's end does; true when it was gone within five seconds.
+    bool terminate() {
+        if (m_group <= 0)
+            return true;
+        kill(-m_group, SIGTERM);
+        m_process.waitForFinished(5000);
+        QElapsedTimer clock;
+        clock.start();
+        while (kill(-m_group, 0) == 0 && clock.elapsed() < 5000)
+            QThread::msleep(50);
+        const bool ended = kill(-m_group, 0) != 0;
+        kill(-m_group, SIGKILL);
+        m_group = 0;
+        return ended;
+    }
+    bool running() const { return m_process.state() == QProcess::Running; }
+    qint64 elapsed() const { return m_sinceStart.elapsed(); }
+
+private:
+    test::TempDataDir m_home;
+    QProcess m_process;
+    pid_t m_group = 0;
+    QElapsedTimer m_sinceStart;
+};
+
+WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
+    return {QUuid::createUuid(),
+            title,
+            QStringLiteral("2024-03-04"),
+            start,
+            duration,
+            WorkKind::deep,
+            std::nullopt,
+            std::nullopt};
+}
+
+bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!condition()) {
+        if (clock.elapsed() > timeoutMs)
+            return false;
+        QTest::qWait(100);
+    }
+    return true;
+}
+
+// Whether a mapped window of the X server has a name matching the pattern.
+bool windowShown(const QProcessEnvironment& session, const QString& name) {
+    auto xwininfo = [&](const QStringList& args) {
+        QProcess p;
+        QProcessEnvironment env = session;
+        env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        p.setProcessEnvironment(env);
+        p.start(QStringLiteral("xwininfo"), args);
+        p.waitForFinished(5000);
+        return QString::fromUtf8(p.readAllStandardOutput());
+    };
+    const QRegularExpressionMatch window =
+        QRegularExpression(QStringLiteral("(0x[0-9a-f]+) \"") + name + u'"')
+            .match(xwininfo({QStringLiteral("-root"), QStringLiteral("-tree")}));
+    return window.hasMatch() && xwininfo({QStringLiteral("-id"), window.captured(1)})
+                                    .contains(QStringLiteral("Map State: IsViewable"));
+}
+
+double rms(const std::vector<float>& s, std::size_t from) {
+    double sum = 0;
+    for (std::size_t i = from; i < s.size(); ++i)
+        sum += double{s[i]} * s[i];
+    return std::sqrt(sum / static_cast<double>(s.size() - from));
+}
+
+} // namespace
+
+TEST(FocusAidsEndToEnd, NoiseIsPlayedAtTheSetVolumeAndNotWhenOff) {
+    test::DiskAudio audio;
+    // Taken after each DiskAudio::use(), which names the file in the environment.
+    auto headless = [] {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
+            env.remove(QString::fromLatin1(name));
+        return env;
+    };
+    // Half an hour into the block: far from both of its chimes, which would share the output.
+    const std::vector<WorkBlock> blocks{deepBlock(QStringLiteral("Write"), 600, 60)};
+    Settings loud;
+    loud.noiseVolume = 0.5;
+    Settings off;
+    off.deepWorkNoise = DeepWorkNoise::off;
+
+    // Side by side, so the program without noise has had as long as the other has played.
+    audio.use(QStringLiteral("loud.raw"));
+    Program playing(headless(), blocks, loud, QStringLiteral("10:30:00"));
+    audio.use(QStringLiteral("off.raw"));
+    Program silent(headless(), blocks, off, QStringLiteral("10:30:00"));
+
+    // The output's rate, as SDL's disk driver reports none; it plays in real time.
+    constexpr double rate = 48000;
+    auto played = [&] { return audio.samples(QStringLiteral("loud.raw")).size(); };
+    ASSERT_TRUE(waitFor([&] { return played() >= rate / 2; }, 20000)) << "no noise was played";
+    const std::size_t before = played();
+    QElapsedTimer span;
+    span.start();
+    QTest::qWait(2500);
+    const double perSecond = double(played() - before) * 1000.0 / double(span.elapsed());
+    EXPECT_GT(perSecond, 0.6 * rate);
+    EXPECT_LT(perSecond, 1.05 * rate);
+
+    // Mono float samples as the generator made them: finite, unclamped yet inside ±1, at a
+    // level of 0.2 × volume, and with the generator's own step from one frame to the next
+    // (about a fifth of the level), which channel copies or resampling would change.
+    const std::vector<float> s = audio.samples(QStringLiteral("loud.raw"));
+    ASSERT_GT(s.size(), 2000u);
+    double steps = 0;
+    for (std::size_t i = 1000; i < s.size(); ++i) {
+        ASSERT_TRUE(std::isfinite(s[i]) && std::abs(s[i]) < 1.0f) << "sample " << i;
+        steps += double(s[i] - s[i - 1]) * double(s[i] - s[i - 1]);
+    }
+    const double level = rms(s, 1000);
+    EXPECT_NEAR(level, 0.2 * 0.5, 0.03);
+    EXPECT_NEAR(std::sqrt(steps / double(s.size() - 1000)) / level, 0.2, 0.04);
+
+    for (float x : audio.samples(QStringLiteral("off.raw")))
+        ASSERT_EQ(x, 0.0f) << "noise played while turned off";
+    EXPECT_TRUE(silent.running());
+    EXPECT_TRUE(playing.terminate()) << "SIGTERM no longer ends the program once it has played";
+}
+
+TEST(FocusAidsEndToEnd, BannerBringsTheCardUntilTheBlockEnds) {
+    test::NotificationSession session;
+    ASSERT_NO_FATAL_FAILURE(session.start());
+    QProcessEnvironment env = session.environment();
+    // As on a desktop: the program picks its platform itself.
+    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    // The end chime has nowhere to go here.
+    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+    // "Write" ends ten seconds after the program starts, one minute of it left until then.
+    Program program(env, {deepBlock(QStringLiteral("Write"), 635, 25)}, Settings{},
+                    QStringLiteral("10:59:50"));
+    auto cardShown = [&](const QString& name) { return windowShown(session.environment(), name); };
+    const QString card =
+        QRegularExpression::escape(QStringLiteral("Stay focused — 1 m left in Write"));
+    auto banner = [&] {
+        session.run(QStringLiteral("notify-send"),
+                    {QStringLiteral("-t"), QStringLiteral("1000"), QStringLiteral("Mail"),
+                     QStringLiteral("A new message")});
+    };
+
+    // Banners that come before the program watches go unseen, so they come until one is seen.
+    bool shown = false;
+    while (!shown && program.elapsed() < 8000) {
+        banner();
+        shown = waitFor([&] { return cardShown(card); }, 2500);
+    }
+    ASSERT_TRUE(shown) << "no card for a banner during the block";
+
+    // The faked clock began no earlier than program.elapsed(), so at 12 s the block is over.
+    const QString anyCard = QStringLiteral("Stay focused[^\"]*");
+    ASSERT_TRUE(waitFor([&] { return program.elapsed() > 12000 && !cardShown(anyCard); }, 15000));
+    banner();
+    EXPECT_FALSE(waitFor([&] { return cardShown(anyCard); }, 4000)) << "a card after the block";
+    EXPECT_TRUE(program.running());
+}
