@@ -5,6 +5,7 @@
 #include "model/JsonCodec.h"
 
 #include "support/DiskAudio.h"
+#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
 #include "support/TempDataDir.h"
 
@@ -16,9 +17,6 @@
 #include <QThread>
 
 #include <gtest/gtest.h>
-
-#include <signal.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <functional>
@@ -40,46 +38,18 @@ public:
         env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.path());
         env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.path());
         env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
-        // faketime preloads its library ahead of all others, which a sanitized build must allow.
-        env.insert(QStringLiteral("ASAN_OPTIONS"), env.value(QStringLiteral("ASAN_OPTIONS")) +
-                                                       QStringLiteral(":verify_asan_link_order=0"));
-        m_process.setProcessEnvironment(env);
-        m_process.setProcessChannelMode(QProcess::ForwardedChannels);
-        // faketime runs the program as a child of its own; a group of their own lets both go.
-        m_process.setChildProcessModifier([] { setpgid(0, 0); });
-        m_process.start(QStringLiteral("faketime"),
-                        {QStringLiteral("-f"), QStringLiteral("@2024-03-04 ") + fakeStart,
-                         QStringLiteral(QUILLMERE_BINARY)});
-        EXPECT_TRUE(m_process.waitForStarted(5000));
-        m_group = static_cast<pid_t>(m_process.processId());
-        m_sinceStart.start();
+        EXPECT_TRUE(m_program.start(env, QStringLiteral(QUILLMERE_BINARY),
+                                    QStringLiteral("@2024-03-04 ") + fakeStart,
+                                    QProcess::ForwardedChannels));
     }
-    ~Program() { terminate(); }
 
-    // Ends the program as a session's end does; true when it was gone within five seconds.
-    bool terminate() {
-        if (m_group <= 0)
-            return true;
-        kill(-m_group, SIGTERM);
-        m_process.waitForFinished(5000);
-        QElapsedTimer clock;
-        clock.start();
-        while (kill(-m_group, 0) == 0 && clock.elapsed() < 5000)
-            QThread::msleep(50);
-        const bool ended = kill(-m_group, 0) != 0;
-        kill(-m_group, SIGKILL);
-        m_group = 0;
-        return ended;
-    }
-    bool running() const { return m_process.state() == QProcess::Running; }
-    qint64 elapsed() const { return m_sinceStart.elapsed(); }
+    bool terminate() { return m_program.terminate(); }
+    bool running() const { return m_program.running(); }
+    qint64 elapsed() const { return m_program.elapsed(); }
 
 private:
     test::TempDataDir m_home;
-    QProcess m_process;
-    pid_t m_group = 0;
-    QElapsedTimer m_sinceStart;
+    test::FakeTimeProgram m_program;
 };
 
 WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {

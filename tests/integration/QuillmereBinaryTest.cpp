@@ -1,5 +1,6 @@
 #include "model/JsonCodec.h"
 
+#include "support/FakeTimeProgram.h"
 #include "support/Printers.h"
 #include "support/TempDataDir.h"
 
@@ -24,39 +25,17 @@ namespace {
 const QString fakeStart = QStringLiteral("@2024-03-04 10:59:58");
 const QString today = QStringLiteral("2024-03-04");
 
-class Program {
-public:
-    Program(const QString& dataHome, const QString& runtime, bool fakeClock) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
-        env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
-        env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
-        env.remove(QStringLiteral("DISPLAY"));
-        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        m_process.setProcessEnvironment(env);
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-        const QString binary = QStringLiteral(QUILLMERE_BINARY);
-        if (fakeClock)
-            m_process.start(QStringLiteral("faketime"), {QStringLiteral("-f"), fakeStart, binary});
-        else
-            m_process.start(binary, {});
-    }
-    ~Program() {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.terminate();
-            if (!m_process.waitForFinished(3000))
-                m_process.kill();
-            m_process.waitForFinished(3000);
-        }
-    }
-    QProcess& process() { return m_process; }
-
-private:
-    QProcess m_process;
-};
+QProcessEnvironment programEnvironment(const QString& dataHome, const QString& runtime) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+    env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+    env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+    env.remove(QStringLiteral("DISPLAY"));
+    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    return env;
+}
 
 // Every open, read, write, creation or removal inside a folder while it is watched.
 class FolderWatch {
@@ -99,8 +78,8 @@ bool have(const QString& program) {
 } // namespace
 
 TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
-    if (!have(QStringLiteral("faketime")) || !have(QStringLiteral("sqlite3")))
-        GTEST_SKIP() << "faketime and sqlite3 come with scripts/install-deps";
+    ASSERT_TRUE(have(QStringLiteral("faketime")) && have(QStringLiteral("sqlite3")))
+        << "faketime and sqlite3 come with scripts/install-deps";
 
     test::TempDataDir home;
     const QString data = home.file(QStringLiteral("data/Quillmere"));
@@ -133,7 +112,9 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     };
 
     QElapsedTimer sinceStart;
-    Program first(home.file(QStringLiteral("data")), runtime, true);
+    test::FakeTimeProgram first;
+    ASSERT_TRUE(first.start(programEnvironment(home.file(QStringLiteral("data")), runtime),
+                            QStringLiteral(QUILLMERE_BINARY), fakeStart));
     sinceStart.start();
     ASSERT_TRUE(first.process().waitForStarted(5000));
 
@@ -168,10 +149,13 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     const QByteArray blocksBefore = read(QStringLiteral("blocks.json"));
     const QByteArray rulesBefore = read(QStringLiteral("rules.json"));
     FolderWatch watch(data);
-    Program second(home.file(QStringLiteral("data")), runtime, false);
-    ASSERT_TRUE(second.process().waitForFinished(5000));
-    EXPECT_EQ(second.process().exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second.process().exitCode(), 0);
+    // The second start runs on the real clock: it must not get as far as reading any file.
+    QProcess second;
+    second.setProcessEnvironment(programEnvironment(home.file(QStringLiteral("data")), runtime));
+    second.start(QStringLiteral(QUILLMERE_BINARY), {});
+    ASSERT_TRUE(second.waitForFinished(5000));
+    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second.exitCode(), 0);
     EXPECT_EQ(watch.events(), QStringList());
     EXPECT_EQ(first.process().state(), QProcess::Running);
     EXPECT_EQ(read(QStringLiteral("blocks.json")), blocksBefore);

@@ -5,6 +5,7 @@
 
 #include "model/JsonCodec.h"
 
+#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
 #include "support/TempDataDir.h"
 
@@ -140,18 +141,6 @@ QString toolTipTitle(const QVariant& value) {
     return title;
 }
 
-struct Child {
-    QProcess process;
-    ~Child() {
-        if (process.state() != QProcess::NotRunning) {
-            process.terminate();
-            if (!process.waitForFinished(3000))
-                process.kill();
-            process.waitForFinished(3000);
-        }
-    }
-};
-
 } // namespace
 
 TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
@@ -180,19 +169,14 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
     env.insert(QStringLiteral("XDG_DATA_HOME"), home.file(QStringLiteral("data")));
     env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-    env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
     env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
-    Child program;
-    program.process.setProcessEnvironment(env);
-    program.process.setProcessChannelMode(QProcess::MergedChannels);
-    program.process.start(QStringLiteral("faketime"),
-                          {QStringLiteral("-f"), QStringLiteral("@2024-03-04 10:30:00"),
-                           QStringLiteral(QUILLMERE_BINARY)});
-    ASSERT_TRUE(program.process.waitForStarted(5000));
+    test::FakeTimeProgram program;
+    ASSERT_TRUE(program.start(env, QStringLiteral(QUILLMERE_BINARY),
+                              QStringLiteral("@2024-03-04 10:30:00")));
 
     // The host comes up a moment after the program, as at a login.
     QTest::qWait(1500);
-    ASSERT_EQ(program.process.state(), QProcess::Running);
+    ASSERT_EQ(program.process().state(), QProcess::Running);
     EXPECT_FALSE(mappedWindows(display).contains(QSize(340, 560)));
     QDBusConnection host = QDBusConnection::connectToBus(address, QStringLiteral("tray-host"));
     ASSERT_TRUE(host.isConnected());
@@ -227,7 +211,7 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     host.call(activate, QDBus::Block, 30000);
     EXPECT_TRUE(
         QTest::qWaitFor([&] { return !mappedWindows(display).contains(QSize(340, 560)); }, 30000));
-    EXPECT_EQ(program.process.state(), QProcess::Running);
+    EXPECT_EQ(program.process().state(), QProcess::Running);
 }
 
 #include "TrayTest.moc"

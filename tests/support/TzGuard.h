@@ -10,7 +10,8 @@ namespace quillmere::test {
 // Sets the process's time zone for the life of the guard and restores it afterwards.
 class TzGuard {
 public:
-    explicit TzGuard(const char* zone) : m_had(qEnvironmentVariableIsSet("TZ")), m_old(qgetenv("TZ")) {
+    explicit TzGuard(const char* zone)
+        : m_had(qEnvironmentVariableIsSet("TZ")), m_old(qgetenv("TZ")) {
         set(zone);
     }
     ~TzGuard() {
