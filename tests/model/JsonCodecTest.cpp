@@ -17,8 +17,14 @@ const QUuid blockId = QUuid::fromString(QStringLiteral("6F1D2C3B-4A59-4867-9786-
 const QUuid ruleId = QUuid::fromString(QStringLiteral("0A1B2C3D-4E5F-4061-8273-94A5B6C7D8E9"));
 
 WorkBlock sampleBlock() {
-    return WorkBlock{blockId, QStringLiteral("Write"), QStringLiteral("2024-03-04"), 540, 90,
-                     WorkKind::deep, ruleId, 731232000.25};
+    return WorkBlock{blockId,
+                     QStringLiteral("Write"),
+                     QStringLiteral("2024-03-04"),
+                     540,
+                     90,
+                     WorkKind::deep,
+                     ruleId,
+                     731232000.25};
 }
 
 QJsonObject object(const char* text) {
@@ -83,7 +89,8 @@ TEST(JsonCodec, WorkBlockDecodingRules) {
     EXPECT_FALSE(decode<WorkBlock>(with("durationMinutes", QJsonValue::Null)));
     EXPECT_FALSE(decode<WorkBlock>(with("title", 5)));
     EXPECT_FALSE(decode<WorkBlock>(with("id", QStringLiteral("not-a-uuid"))));
-    EXPECT_FALSE(decode<WorkBlock>(with("id", QStringLiteral("{6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0}"))));
+    EXPECT_FALSE(
+        decode<WorkBlock>(with("id", QStringLiteral("{6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0}"))));
     EXPECT_FALSE(decode<WorkBlock>(with("repeatRuleID", 7)));
     EXPECT_FALSE(decode<WorkBlock>(with("createdAt", QStringLiteral("2024-03-04T09:00:00Z"))));
     EXPECT_TRUE(decode<WorkBlock>(with("startMinutes", -30)));
@@ -104,8 +111,8 @@ TEST(JsonCodec, OneBadElementFailsTheWholeList) {
 
 TEST(JsonCodec, StateFilesAreIndentedWithSortedKeys) {
     const QByteArray bytes = json::encodeList(std::vector<WorkBlock>{sampleBlock()});
-    const QList<QByteArray> keys{"createdAt",       "day",          "durationMinutes", "id",
-                                 "kind",            "repeatRuleID", "startMinutes",    "title"};
+    const QList<QByteArray> keys{"createdAt", "day",          "durationMinutes", "id",
+                                 "kind",      "repeatRuleID", "startMinutes",    "title"};
     qsizetype last = -1;
     for (const QByteArray& key : keys) {
         const qsizetype at = bytes.indexOf(QByteArray("\"" + key + "\""));
@@ -184,21 +191,4 @@ TEST(JsonCodec, SettingsDecodeWholeOrNotAtAll) {
         R"({"chimesEnabled": 1, "deepWorkNoise": "off", "noiseVolume": 0.1,
             "nudgesEnabled": true, "remindersEnabled": true})")));
     EXPECT_FALSE(json::decodeSettingsFile(QByteArray("[]")));
-}
-
-TEST(JsonCodec, HostileDocumentsFailWithoutCrashing) {
-    EXPECT_FALSE(decodeList<WorkBlock>(QByteArray(100000, '[')));
-    EXPECT_FALSE(decodeList<WorkBlock>(QByteArray("[1e999999]")));
-    EXPECT_FALSE(decodeList<WorkBlock>(QByteArray("\xff\xfe\x00garbage", 10)));
-    EXPECT_FALSE(json::decodeSettingsFile(QByteArray("null")));
-}
-
-TEST(JsonCodec, UuidTextIsCanonicalUpperCase) {
-    const QUuid id = QUuid::createUuid();
-    const QString text = json::uuidText(id);
-    EXPECT_EQ(text.size(), 36);
-    EXPECT_EQ(text, text.toUpper());
-    EXPECT_EQ(json::parseUuid(text.toLower()), id);
-    EXPECT_FALSE(json::parseUuid(text.left(35)));
-    EXPECT_FALSE(json::parseUuid(text.left(35) + u'g'));
 }

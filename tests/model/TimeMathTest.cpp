@@ -10,25 +10,25 @@ using namespace quillmere::TimeMath;
 
 TEST(TimeMath, TimeStringClampsAndShowsMidnightAtTheEnd) {
     const std::pair<Minutes, const char*> cases[] = {
-        {0, "12:00 AM"},  {5, "12:05 AM"},    {60, "1:00 AM"},     {545, "9:05 AM"},
-        {720, "12:00 PM"}, {779, "12:59 PM"}, {1439, "11:59 PM"}, {1440, "12:00 AM"},
-        {2000, "12:00 AM"}, {-1, "12:00 AM"}, {-30, "12:00 AM"}};
+        {0, "12:00 AM"},    {5, "12:05 AM"},   {60, "1:00 AM"},    {545, "9:05 AM"},
+        {720, "12:00 PM"},  {779, "12:59 PM"}, {1439, "11:59 PM"}, {1440, "12:00 AM"},
+        {2000, "12:00 AM"}, {-1, "12:00 AM"},  {-30, "12:00 AM"}};
     for (const auto& [m, text] : cases)
         EXPECT_EQ(timeString(m), QString::fromLatin1(text)) << m;
 }
 
 TEST(TimeMath, DurationStringKeepsSignAndDropsZeroParts) {
     const std::pair<Minutes, const char*> cases[] = {
-        {0, "0 m"}, {45, "45 m"}, {59, "59 m"}, {60, "1 h"}, {61, "1 h 1 m"},
+        {0, "0 m"},       {45, "45 m"}, {59, "59 m"}, {60, "1 h"},    {61, "1 h 1 m"},
         {90, "1 h 30 m"}, {120, "2 h"}, {-5, "-5 m"}, {-90, "-30 m"}, {1440, "24 h"}};
     for (const auto& [m, text] : cases)
         EXPECT_EQ(durationString(m), QString::fromLatin1(text)) << m;
 }
 
 TEST(TimeMath, HourLabelsIncludingTheEndOfDayLine) {
-    const std::pair<Minutes, const char*> cases[] = {
-        {0, "12 AM"}, {1, "1 AM"}, {9, "9 AM"}, {11, "11 AM"},
-        {12, "12 PM"}, {13, "1 PM"}, {23, "11 PM"}, {24, "12 PM"}};
+    const std::pair<Minutes, const char*> cases[] = {{0, "12 AM"},  {1, "1 AM"},   {9, "9 AM"},
+                                                     {11, "11 AM"}, {12, "12 PM"}, {13, "1 PM"},
+                                                     {23, "11 PM"}, {24, "12 PM"}};
     for (const auto& [h, text] : cases)
         EXPECT_EQ(hourLabel(h), QString::fromLatin1(text)) << h;
 }
@@ -67,11 +67,4 @@ TEST(TimeMath, ZoneChangeBetweenCallsIsSeenAtOnce) {
     test::TzGuard::set("America/New_York");
     EXPECT_EQ(dayKey(instant), QStringLiteral("2024-03-04"));
     EXPECT_EQ(minutesOfDay(instant), 18 * 60 + 30);
-}
-
-TEST(TimeMath, ReferenceSecondsCountFrom2001) {
-    const QDateTime reference(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
-    EXPECT_DOUBLE_EQ(referenceSeconds(reference), 0.0);
-    EXPECT_DOUBLE_EQ(referenceSeconds(reference.addMSecs(1500)), 1.5);
-    EXPECT_EQ(fromReferenceSeconds(86400.25), reference.addMSecs(86400250));
 }

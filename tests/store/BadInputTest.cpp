@@ -56,25 +56,6 @@ TEST_F(StoreFixture, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListCha
     EXPECT_EQ(dir.read(QStringLiteral("settings.json")), junk);
 }
 
-TEST_F(StoreFixture, AnUnwritableFolderStillWorksInMemory) {
-    // A regular file where the data folder's parent should be: nothing can be created below it.
-    dir.write(QStringLiteral("occupied"), "x");
-    store =
-        std::make_unique<BlockStore>(clock, aids, dir.file(QStringLiteral("occupied/Quillmere")));
-    processEvents();
-    const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 600, 60);
-    store->add(block);
-    store->setRepeat({2}, block.id);
-    Settings changed;
-    changed.nudgesEnabled = false;
-    store->setSettings(changed);
-    EXPECT_EQ(store->blocks().size(), 1u);
-    EXPECT_EQ(store->rules().size(), 1u);
-    EXPECT_FALSE(store->settings().nudgesEnabled);
-    EXPECT_EQ(store->nextFreeBlock(WorkKind::deep)->startMinutes, 540);
-    EXPECT_EQ(dir.read(QStringLiteral("occupied")), QByteArray("x"));
-}
-
 TEST_F(StoreFixture, ADamagedStatisticsDatabaseDoesNotStopStartUp) {
     const QByteArray garbage(4096, 'z');
     dir.write(QStringLiteral("stats.sqlite"), garbage);

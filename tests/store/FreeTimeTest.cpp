@@ -27,17 +27,6 @@ TEST(FreeTime, FreeGapIsBoundedByNeighboursAndNoneInsideABlock) {
     EXPECT_EQ(freeGap({{480, 540}}, 1440), (MinuteRange{540, 1440}));
 }
 
-TEST(FreeTime, ReservedSlotsCountOnlyRulesSharingADay) {
-    const RepeatRule monday = makeRule(QStringLiteral("a"), 540, 60, {2});
-    const RepeatRule midweek = makeRule(QStringLiteral("b"), 570, 60, {3, 5});
-    const std::vector<RepeatRule> rules{monday, midweek};
-    EXPECT_TRUE(reservedSlots(rules, {}, std::nullopt).empty());
-    EXPECT_EQ(reservedSlots(rules, {2, 3}, std::nullopt),
-              (std::vector<MinuteRange>{{540, 600}, {570, 630}}));
-    EXPECT_EQ(reservedSlots(rules, {2, 3}, monday.id), (std::vector<MinuteRange>{{570, 630}}));
-    EXPECT_TRUE(reservedSlots(rules, {1, 7}, std::nullopt).empty());
-}
-
 TEST(FreeTime, NextFreeQuarterSkipsBlocksAndStopsAtTheEndOfTheDay) {
     const QString day = QStringLiteral("2024-03-04");
     EXPECT_EQ(nextFreeQuarter({}, 547)->start, 555);

@@ -75,35 +75,3 @@ TEST_F(StoreFixture, PruningKeepsThirtyCalendarDaysAndRewritesOnlyWhenSomethingG
     open();
     EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), compact);
 }
-
-TEST_F(StoreFixture, EachOperationWritesItsOwnFileWhole) {
-    open();
-    const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 600, 60);
-    store->add(block);
-    EXPECT_EQ(blocksOnDisk(), std::vector<WorkBlock>{block});
-    EXPECT_FALSE(dir.exists(QStringLiteral("rules.json")));
-    EXPECT_FALSE(dir.exists(QStringLiteral("planned.json")));
-    const QByteArray bytes = dir.read(QStringLiteral("blocks.json")).value();
-    EXPECT_TRUE(bytes.startsWith("[\n    {\n"));
-
-    const PlannedBlock item{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::shallow, 5.0,
-                            std::nullopt};
-    store->addPlanned(item);
-    EXPECT_EQ(json::decodeList<PlannedBlock>(dir.read(QStringLiteral("planned.json")).value()),
-              std::vector<PlannedBlock>{item});
-    EXPECT_FALSE(dir.exists(QStringLiteral("rules.json")));
-    // No temporary files are left behind.
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), 3);
-}
-
-TEST_F(StoreFixture, ChangesToBlocksRequestOneCoalescedTick) {
-    open();
-    processEvents();
-    int ticks = 0;
-    clock.setOnTick([&] { ++ticks; });
-    store->add(makeBlock(QStringLiteral("a"), today, 600, 30));
-    store->add(makeBlock(QStringLiteral("b"), today, 700, 30));
-    store->addPlanned({QUuid::createUuid(), QStringLiteral("c"), WorkKind::deep, 0, std::nullopt});
-    processEvents();
-    EXPECT_EQ(ticks, 1);
-}
