@@ -31,9 +31,8 @@ QProcessEnvironment programEnvironment(const QString& dataHome, const QString& r
     env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-    env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
-    env.remove(QStringLiteral("DISPLAY"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
+        env.remove(QString::fromLatin1(name));
     return env;
 }
 
@@ -97,18 +96,14 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
                      600,
                      60,
                      WorkKind::deep,
-                     std::nullopt,
-                     std::nullopt};
-    auto write = [&](const QString& name, const QByteArray& bytes) {
-        QFile f(data + u'/' + name);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    };
-    write(QStringLiteral("rules.json"), json::encodeList(std::vector<RepeatRule>{mondays}));
-    write(QStringLiteral("blocks.json"), json::encodeList(std::vector<WorkBlock>{ending}));
+                     {},
+                     {}};
+    home.write(QStringLiteral("data/Quillmere/rules.json"),
+               json::encodeList(std::vector<RepeatRule>{mondays}));
+    home.write(QStringLiteral("data/Quillmere/blocks.json"),
+               json::encodeList(std::vector<WorkBlock>{ending}));
     auto read = [&](const QString& name) {
-        QFile f(data + u'/' + name);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        return home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray());
     };
 
     QElapsedTimer sinceStart;
