@@ -28,15 +28,9 @@ public:
     }
 };
 
-WorkBlock block(Minutes start, Minutes duration, WorkKind kind, QString title = {}) {
-    WorkBlock b;
-    b.id = QUuid::createUuid();
-    b.title = std::move(title);
-    b.day = QStringLiteral("2024-03-04");
-    b.startMinutes = start;
-    b.durationMinutes = duration;
-    b.kind = kind;
-    return b;
+WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& title = {}) {
+    return {
+        QUuid::createUuid(), title, QStringLiteral("2024-03-04"), start, duration, kind, {}, {}};
 }
 
 bool cardUp(NudgeCard& card) {
