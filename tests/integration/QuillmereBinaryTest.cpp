@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -131,9 +133,7 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     EXPECT_EQ(rules[0].lastStampedDay, today);
 
     // The block ends two seconds after start; five seconds after start it is on record.
-    const qint64 wait = 5000 - sinceStart.elapsed();
-    if (wait > 0)
-        QThread::msleep(static_cast<unsigned long>(wait));
+    QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - sinceStart.elapsed())));
     const QString stats = data + QStringLiteral("/stats.sqlite");
     EXPECT_EQ(sqlite(stats, QStringLiteral("SELECT id, day, start_minutes FROM confirmed_blocks")),
               ending.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral("|") + today +

@@ -56,7 +56,8 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     EXPECT_EQ(files(), withBlocks);
 }
 
-TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
+TEST_F(Gestures, MoveLandsOnTheNearestFreeStartHonouringTheEditorsRepeatDays) {
+    addRepeating(16 * 60); // 16:00–17:00 on Mondays and Tuesdays
     const WorkBlock a = add(540, 60);
     const WorkBlock b = add(630, 60);
     show();
@@ -76,20 +77,15 @@ TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
     EXPECT_EQ(store->savedBlock(a.id)->startMinutes, 540);
     EXPECT_EQ(store->savedBlock(b.id)->startMinutes, 630);
     EXPECT_EQ(files(), before);
-}
 
-TEST_F(Gestures, MoveHonoursTheEditorsRepeatDaysForTheSelectedBlock) {
-    addRepeating(660); // 11:00–12:00 on Mondays and Tuesdays
-    const WorkBlock a = add(540, 60);
-    show();
-
-    view->setSelectedID(a.id);
+    // Set in the editor to repeat on Tuesdays, the selected block keeps clear of the repeating
+    // block's Tuesday hour.
     view->setRepeatDays({3});
-    drag(at(570), at(570) + QPoint(0, 144)); // asks for 11:15
-    EXPECT_EQ(range().first, 720);
+    dragAfresh(at(570), at(570) + QPoint(0, 464)); // asks for 16:15
+    EXPECT_EQ(range().first, 17 * 60);
     view->setRepeatDays({});
-    dragAfresh(at(570), at(570) + QPoint(0, 144));
-    EXPECT_EQ(range().first, 675);
+    dragAfresh(at(570), at(570) + QPoint(0, 464));
+    EXPECT_EQ(range().first, 16 * 60 + 15);
 }
 
 TEST_F(Gestures, ResizeEitherEdgeWithinTheGap) {
