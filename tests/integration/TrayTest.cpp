@@ -45,11 +45,6 @@ public:
 
 public Q_SLOTS:
     void RegisterStatusNotifierItem(const QString& service) { m_items << service; }
-    void RegisterStatusNotifierHost(const QString&) {}
-
-Q_SIGNALS:
-    void StatusNotifierItemRegistered(const QString& service);
-    void StatusNotifierHostRegistered();
 
 private:
     QStringList m_items;
