@@ -27,9 +27,8 @@ inline void processEvents() {
 
 inline WorkBlock todayBlock(const QString& title, Minutes start, Minutes duration,
                             WorkKind kind = WorkKind::deep) {
-    return WorkBlock{
-        QUuid::createUuid(), title,       QStringLiteral("2024-03-04"), start, duration, kind,
-        std::nullopt,        std::nullopt};
+    return {
+        QUuid::createUuid(), title, QStringLiteral("2024-03-04"), start, duration, kind, {}, {}};
 }
 
 inline PlannedBlock planned(const QString& title, WorkKind kind = WorkKind::deep,

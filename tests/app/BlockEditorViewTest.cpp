@@ -38,12 +38,12 @@ struct EditorFixture : ::testing::Test {
         editor.onChange = [this](const WorkBlock& b) {
             changes.push_back(b);
             input.block = b;
-            editor.setInput(input);
+            refresh();
         };
         editor.onRepeatChange = [this](const Weekdays& days) {
             repeats.push_back(days);
             input.repeatDays = days;
-            editor.setInput(input);
+            refresh();
         };
         editor.onCommit = [this] { ++commits; };
         editor.onDelete = [this] { ++deletes; };
@@ -57,13 +57,10 @@ struct EditorFixture : ::testing::Test {
         for (int i = 0; i < times; ++i)
             QTest::mouseClick(button, Qt::LeftButton);
     }
+    void refresh() { editor.setInput(input); }
     void showBlock(const WorkBlock& b) {
         input.block = b;
-        editor.setInput(input);
-    }
-    void show(const BlockEditorInput& in) {
-        input = in;
-        editor.setInput(input);
+        refresh();
     }
 };
 
@@ -93,8 +90,7 @@ TEST_F(EditorFixture, KindSegmentsRenameOnlyDefaultTitles) {
 
 TEST_F(EditorFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
     editor.titleField()->clear();
-    input.block.title.clear();
-    editor.setInput(input);
+    showBlock(block(QString(), WorkKind::deep));
     QTest::keyClicks(editor.titleField(), QStringLiteral(" Write "));
     ASSERT_FALSE(changes.empty());
     EXPECT_EQ(changes.back().title, QStringLiteral(" Write "));
@@ -109,11 +105,10 @@ TEST_F(EditorFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
 }
 
 TEST_F(EditorFixture, SteppersMoveByAQuarterHourAndStopAtTheHostsBounds) {
-    BlockEditorInput in = input;
-    in.block.startMinutes = 545; // 9:05, off the grid after a timeline edit
-    in.startRange = {540, 600};
-    in.durationRange = {15, 70};
-    show(in);
+    input.startRange = {540, 600};
+    input.durationRange = {15, 70};
+    input.block.startMinutes = 545; // 9:05, off the grid after a timeline edit
+    refresh();
     EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:05 AM"));
     EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h"));
 
@@ -135,10 +130,9 @@ TEST_F(EditorFixture, SteppersMoveByAQuarterHourAndStopAtTheHostsBounds) {
 }
 
 TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
-    BlockEditorInput in = input;
-    in.conflictDays = {2};
-    in.repeatDays = {6};
-    show(in);
+    input.conflictDays = {2};
+    input.repeatDays = {6};
+    refresh();
     DayToggle* monday = editor.dayToggle(2);
     EXPECT_EQ(monday->toolTip(),
               QStringLiteral("Another repeating block covers this time on Mondays"));
@@ -154,21 +148,19 @@ TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
 }
 
 TEST_F(EditorFixture, StatusLineAndButtonsFollowTheBlocksState) {
-    BlockEditorInput in = input;
-    in.block.startMinutes = 540;
-    in.block.durationMinutes = 90;
-    show(in);
+    input.block.durationMinutes = 90;
+    refresh();
     EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("9:00 AM – 10:30 AM"));
     EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Delete block"));
 
-    in.isDraft = true;
-    show(in);
+    input.isDraft = true;
+    refresh();
     EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
     EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Discard draft"));
 
-    in.isDraft = false;
-    in.isConfirmed = true;
-    show(in);
+    input.isDraft = false;
+    input.isConfirmed = true;
+    refresh();
     EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Confirmed — part of the day's record"));
     EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Confirmed — it can't be deleted"));
     EXPECT_FALSE(editor.deleteButton()->isEnabled());
@@ -176,8 +168,8 @@ TEST_F(EditorFixture, StatusLineAndButtonsFollowTheBlocksState) {
     EXPECT_FALSE(editor.titleField()->isEnabled());
     EXPECT_FALSE(editor.startStepper()->isEnabled());
 
-    in.isLocked = true;
-    show(in);
+    input.isLocked = true;
+    refresh();
     EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Deep work in progress — locked"));
     EXPECT_EQ(editor.deleteButton()->toolTip(),
               QStringLiteral("Deep work in progress — it can't be deleted"));

@@ -44,10 +44,6 @@ struct PlannedListFixture : AppFixture {
         QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
         QCoreApplication::sendEvent(row, &enter);
     }
-    void unhover(PlannedRow* row) {
-        QEvent leave(QEvent::Leave);
-        QCoreApplication::sendEvent(row, &leave);
-    }
 
     std::vector<QString> titles() const {
         std::vector<QString> out;
@@ -150,8 +146,9 @@ TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
     hover(rowA);
     EXPECT_TRUE(rowA->pinButton()->isVisible());
     EXPECT_TRUE(rowA->deleteButton()->isVisible());
-    hover(rowB);   // the pointer arrives in B…
-    unhover(rowA); // …before A hears that it left
+    hover(rowB); // the pointer arrives in B before A hears that it left
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(rowA, &leave);
     EXPECT_EQ(list->hoveredID(), b.id);
     EXPECT_TRUE(rowB->pinButton()->isVisible());
     EXPECT_FALSE(rowA->pinButton()->isVisible());

@@ -10,21 +10,16 @@ using namespace quillmere::test;
 
 namespace {
 
-struct ShellFixture : ::testing::Test {
-    TzGuard tz{"Europe/Berlin"};
-    TempDataDir dir;
-    FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(10, 30))};
-
-    void seed(const std::vector<WorkBlock>& blocks) {
-        dir.write(QStringLiteral("blocks.json"), json::encodeList(blocks));
-    }
+// The app makes its own store and clock on the fixture's folder and wall clock.
+struct ShellFixture : AppFixture {
+    void SetUp() override { wall.set(QDate(2024, 3, 4), QTime(10, 30)); }
 };
 
 } // namespace
 
 TEST_F(ShellFixture, TheIconAndTooltipFollowTheWorkUnderWayWithoutThePanel) {
-    seed({todayBlock(QStringLiteral("  Inbox\t"), 600, 60, WorkKind::shallow),
-          todayBlock(QString(), 690, 30, WorkKind::shallow)});
+    seedBlocks({todayBlock(QStringLiteral("  Inbox\t"), 600, 60, WorkKind::shallow),
+                todayBlock(QString(), 690, 30, WorkKind::shallow)});
     QuillmereApp app(wall, dir.path());
     EXPECT_FALSE(app.isStarted());
     app.start(0);

@@ -79,7 +79,7 @@ TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     EXPECT_EQ(toggled, 3);
 }
 
-TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreen) {
+TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreenOrSitsInTheCorner) {
     const QRect screen(0, 0, 1920, 1080);
     const QRect topBar(0, 28, 1920, 1052);
     const QSize panel(340, 560);
@@ -97,11 +97,8 @@ TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreen) {
     // Only the pointer known (StatusNotifierItem on X11).
     PanelAnchor pointer{std::nullopt, QPoint(1000, 1060)};
     EXPECT_EQ(panelPosition(panel, pointer, screen, bottomBar), QPoint(830, 1040 - 560));
-}
 
-TEST(PanelPlacement, WithNothingKnownGoesToTheCornerBesideTheDesktopsPanel) {
-    const QRect screen(0, 0, 1920, 1080);
-    const QSize panel(340, 560);
+    // Nothing known: the corner beside the desktop's panel.
     EXPECT_EQ(panelPosition(panel, {}, screen, QRect(0, 32, 1920, 1048)), QPoint(1576, 36));
     EXPECT_EQ(panelPosition(panel, {}, screen, QRect(0, 0, 1920, 1040)), QPoint(1576, 476));
     EXPECT_EQ(panelPosition(panel, {}, screen, screen), QPoint(1576, 4));

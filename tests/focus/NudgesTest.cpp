@@ -28,19 +28,18 @@ public:
     }
 };
 
-WorkBlock block(Minutes start, Minutes duration, WorkKind kind, QString title = {}) {
-    WorkBlock b;
-    b.id = QUuid::createUuid();
-    b.title = std::move(title);
-    b.day = QStringLiteral("2024-03-04");
-    b.startMinutes = start;
-    b.durationMinutes = duration;
-    b.kind = kind;
-    return b;
+WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& title = {}) {
+    return {
+        QUuid::createUuid(), title, QStringLiteral("2024-03-04"), start, duration, kind, {}, {}};
 }
 
 bool cardUp(NudgeCard& card) {
     return card.panel() && card.panel()->isVisible();
+}
+
+// The card's title and detail, as one line.
+QString shown(NudgeCard& card) {
+    return card.model().title() + u'|' + card.model().detail();
 }
 
 // Blanks the card's title so the next show is seen even when it repeats the same words.
@@ -75,8 +74,7 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
 
     newBanner();
     ASSERT_TRUE(cardUp(card));
-    EXPECT_EQ(card.model().title(), QStringLiteral("Stay focused"));
-    EXPECT_EQ(card.model().detail(), QStringLiteral("1 h 5 m left in Deep Work"));
+    EXPECT_EQ(shown(card), QStringLiteral("Stay focused|1 h 5 m left in Deep Work"));
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::deep));
 
     // A banner that stays gives no second nudge.
@@ -92,8 +90,7 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
     nudge.poll();
     EXPECT_EQ(card.model().title(), QString());
     newBanner();
-    EXPECT_EQ(card.model().title(), QStringLiteral("Stay focused"));
-    EXPECT_EQ(card.model().detail(), QStringLiteral("20 m left in Inbox")); // it is 9:10
+    EXPECT_EQ(shown(card), QStringLiteral("Stay focused|20 m left in Inbox")); // it is 9:10
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
 
     // Past the end nothing is left, rather than a negative time.
@@ -134,12 +131,9 @@ TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     NudgeCard card;
     ReminderNudge reminder(card);
     WorkBlock titled = block(540, 90, WorkKind::deep, QStringLiteral("Write report"));
-    const auto shown = [&]() -> QString {
-        return card.model().title() + u'|' + card.model().detail();
-    };
 
     reminder.offer(titled, 535);
-    EXPECT_EQ(shown(),
+    EXPECT_EQ(shown(card),
               QStringLiteral("Deep Work in 5 m|Write report  \u00b7  9:00 AM \u2013 10:30 AM"));
     EXPECT_EQ(card.model().accent(), ui::crimson());
     forget(card);
@@ -149,14 +143,14 @@ TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     // A start that moved is a new start.
     titled.startMinutes = 570;
     reminder.offer(titled, 566);
-    EXPECT_EQ(shown(),
+    EXPECT_EQ(shown(card),
               QStringLiteral("Deep Work in 4 m|Write report  \u00b7  9:30 AM \u2013 11:00 AM"));
     titled.startMinutes = 540;
     reminder.offer(titled, 542); // offered late: the minutes are not clamped
     EXPECT_EQ(card.model().title(), QStringLiteral("Deep Work in -2 m"));
 
     reminder.offer(block(780, 45, WorkKind::shallow), 775);
-    EXPECT_EQ(shown(), QStringLiteral("Shallow Work in 5 m|1:00 PM \u2013 1:45 PM"));
+    EXPECT_EQ(shown(card), QStringLiteral("Shallow Work in 5 m|1:00 PM \u2013 1:45 PM"));
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
 }
 

@@ -27,8 +27,7 @@ namespace {
 
 // The program on a data folder of its own, under a wall clock faked to start at `fakeStart`
 // on Monday 2024-03-04 in Berlin.
-class Program {
-public:
+struct Program : test::FakeTimeProgram {
     Program(QProcessEnvironment env, const std::vector<WorkBlock>& blocks, const Settings& settings,
             const QString& fakeStart) {
         EXPECT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("Quillmere"))));
@@ -38,18 +37,12 @@ public:
         env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.path());
         env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.path());
         env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        EXPECT_TRUE(m_program.start(env, QStringLiteral(QUILLMERE_BINARY),
-                                    QStringLiteral("@2024-03-04 ") + fakeStart,
-                                    QProcess::ForwardedChannels));
+        EXPECT_TRUE(start(env, QStringLiteral(QUILLMERE_BINARY),
+                          QStringLiteral("@2024-03-04 ") + fakeStart, QProcess::ForwardedChannels));
     }
+    ~Program() { terminate(); } // before its folder goes
 
-    bool terminate() { return m_program.terminate(); }
-    bool running() const { return m_program.running(); }
-    qint64 elapsed() const { return m_program.elapsed(); }
-
-private:
     test::TempDataDir m_home;
-    test::FakeTimeProgram m_program;
 };
 
 WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
@@ -59,8 +52,8 @@ WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
             start,
             duration,
             WorkKind::deep,
-            std::nullopt,
-            std::nullopt};
+            {},
+            {}};
 }
 
 bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
@@ -90,13 +83,6 @@ bool windowShown(const QProcessEnvironment& session, const QString& name) {
             .match(xwininfo({QStringLiteral("-root"), QStringLiteral("-tree")}));
     return window.hasMatch() && xwininfo({QStringLiteral("-id"), window.captured(1)})
                                     .contains(QStringLiteral("Map State: IsViewable"));
-}
-
-double rms(const std::vector<float>& s, std::size_t from) {
-    double sum = 0;
-    for (std::size_t i = from; i < s.size(); ++i)
-        sum += double{s[i]} * s[i];
-    return std::sqrt(sum / static_cast<double>(s.size() - from));
 }
 
 } // namespace
@@ -141,12 +127,14 @@ TEST(FocusAidsEndToEnd, NoiseIsPlayedAtTheSetVolumeAndNotWhenOff) {
     // (about a fifth of the level), which channel copies or resampling would change.
     const std::vector<float> s = audio.samples(QStringLiteral("loud.raw"));
     ASSERT_GT(s.size(), 2000u);
+    double squares = 0;
     double steps = 0;
     for (std::size_t i = 1000; i < s.size(); ++i) {
         ASSERT_TRUE(std::isfinite(s[i]) && std::abs(s[i]) < 1.0f) << "sample " << i;
+        squares += double{s[i]} * s[i];
         steps += double(s[i] - s[i - 1]) * double(s[i] - s[i - 1]);
     }
-    const double level = rms(s, 1000);
+    const double level = std::sqrt(squares / double(s.size() - 1000));
     EXPECT_NEAR(level, 0.2 * 0.5, 0.03);
     EXPECT_NEAR(std::sqrt(steps / double(s.size() - 1000)) / level, 0.2, 0.04);
 

@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -31,9 +33,8 @@ QProcessEnvironment programEnvironment(const QString& dataHome, const QString& r
     env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-    env.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
-    env.remove(QStringLiteral("DISPLAY"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
+        env.remove(QString::fromLatin1(name));
     return env;
 }
 
@@ -97,18 +98,14 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
                      600,
                      60,
                      WorkKind::deep,
-                     std::nullopt,
-                     std::nullopt};
-    auto write = [&](const QString& name, const QByteArray& bytes) {
-        QFile f(data + u'/' + name);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    };
-    write(QStringLiteral("rules.json"), json::encodeList(std::vector<RepeatRule>{mondays}));
-    write(QStringLiteral("blocks.json"), json::encodeList(std::vector<WorkBlock>{ending}));
+                     {},
+                     {}};
+    home.write(QStringLiteral("data/Quillmere/rules.json"),
+               json::encodeList(std::vector<RepeatRule>{mondays}));
+    home.write(QStringLiteral("data/Quillmere/blocks.json"),
+               json::encodeList(std::vector<WorkBlock>{ending}));
     auto read = [&](const QString& name) {
-        QFile f(data + u'/' + name);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        return home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray());
     };
 
     QElapsedTimer sinceStart;
@@ -136,9 +133,7 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     EXPECT_EQ(rules[0].lastStampedDay, today);
 
     // The block ends two seconds after start; five seconds after start it is on record.
-    const qint64 wait = 5000 - sinceStart.elapsed();
-    if (wait > 0)
-        QThread::msleep(static_cast<unsigned long>(wait));
+    QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - sinceStart.elapsed())));
     const QString stats = data + QStringLiteral("/stats.sqlite");
     EXPECT_EQ(sqlite(stats, QStringLiteral("SELECT id, day, start_minutes FROM confirmed_blocks")),
               ending.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral("|") + today +

@@ -15,7 +15,6 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDir>
-#include <QFile>
 #include <QImage>
 #include <QProcess>
 #include <QTest>
@@ -46,11 +45,6 @@ public:
 
 public Q_SLOTS:
     void RegisterStatusNotifierItem(const QString& service) { m_items << service; }
-    void RegisterStatusNotifierHost(const QString&) {}
-
-Q_SIGNALS:
-    void StatusNotifierItemRegistered(const QString& service);
-    void StatusNotifierHostRegistered();
 
 private:
     QStringList m_items;
@@ -96,9 +90,8 @@ QVariant itemProperty(QDBusConnection& bus, const QString& service, const QStrin
 }
 
 // The largest picture of an a(iiay) icon, its pixels in network-order ARGB.
-QImage largestPixmap(const QVariant& value) {
+QImage largestPixmap(const QDBusArgument& arg) {
     QImage best;
-    const QDBusArgument arg = value.value<QDBusArgument>();
     arg.beginArray();
     while (!arg.atEnd()) {
         int w = 0;
@@ -127,16 +120,7 @@ QString toolTipTitle(const QVariant& value) {
     QString title;
     arg.beginStructure();
     arg >> icon;
-    arg.beginArray();
-    while (!arg.atEnd()) {
-        int w = 0;
-        int h = 0;
-        QByteArray data;
-        arg.beginStructure();
-        arg >> w >> h >> data;
-        arg.endStructure();
-    }
-    arg.endArray();
+    largestPixmap(arg);
     arg >> title;
     return title;
 }
@@ -148,10 +132,10 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     ASSERT_NO_FATAL_FAILURE(session.start(false));
     const QString address = QString::fromLatin1(session.address());
     const QString display = session.environment().value(QStringLiteral("DISPLAY"));
+    const auto panelShown = [&] { return mappedWindows(display).contains(QSize(340, 560)); };
 
     test::TempDataDir home;
-    const QString data = home.file(QStringLiteral("data/Quillmere"));
-    ASSERT_TRUE(QDir().mkpath(data));
+    ASSERT_TRUE(QDir().mkpath(home.file(QStringLiteral("data/Quillmere"))));
     const WorkBlock inbox{QUuid::createUuid(),
                           QStringLiteral("Inbox"),
                           QStringLiteral("2024-03-04"),
@@ -160,10 +144,8 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
                           WorkKind::shallow,
                           {},
                           {}};
-    QFile blocks(data + QStringLiteral("/blocks.json"));
-    ASSERT_TRUE(blocks.open(QIODevice::WriteOnly));
-    blocks.write(json::encodeList(std::vector<WorkBlock>{inbox}));
-    blocks.close();
+    home.write(QStringLiteral("data/Quillmere/blocks.json"),
+               json::encodeList(std::vector<WorkBlock>{inbox}));
 
     QProcessEnvironment env = session.environment();
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
@@ -177,7 +159,7 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     // The host comes up a moment after the program, as at a login.
     QTest::qWait(1500);
     ASSERT_EQ(program.process().state(), QProcess::Running);
-    EXPECT_FALSE(mappedWindows(display).contains(QSize(340, 560)));
+    EXPECT_FALSE(panelShown());
     QDBusConnection host = QDBusConnection::connectToBus(address, QStringLiteral("tray-host"));
     ASSERT_TRUE(host.isConnected());
     FakeWatcher watcher;
@@ -190,27 +172,26 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     const QString item = watcher.items().first();
 
     // The picture is the blue bar of shallow work, the tooltip the block's title.
-    const QImage icon = largestPixmap(itemProperty(host, item, QStringLiteral("IconPixmap")));
+    const QImage icon = largestPixmap(
+        itemProperty(host, item, QStringLiteral("IconPixmap")).value<QDBusArgument>());
     ASSERT_FALSE(icon.isNull());
     EXPECT_EQ(icon.pixelColor(icon.width() / 2, icon.height() / 2).rgb(),
               QColor::fromRgbF(0.12f, 0.45f, 0.90f).rgb());
     EXPECT_EQ(qAlpha(icon.pixel(icon.width() / 2, 1)), 0);
     EXPECT_EQ(toolTipTitle(itemProperty(host, item, QStringLiteral("ToolTip"))),
               QStringLiteral("Inbox"));
-    EXPECT_FALSE(mappedWindows(display).contains(QSize(340, 560)));
+    EXPECT_FALSE(panelShown());
 
     // A click on the item opens the panel.
     QDBusMessage activate = QDBusMessage::createMethodCall(
         item, QStringLiteral("/StatusNotifierItem"), itemInterface, QStringLiteral("Activate"));
     activate.setArguments({100, 10});
     host.call(activate, QDBus::Block, 30000);
-    EXPECT_TRUE(
-        QTest::qWaitFor([&] { return mappedWindows(display).contains(QSize(340, 560)); }, 30000));
+    EXPECT_TRUE(QTest::qWaitFor(panelShown, 30000));
     // Another click, later than the one that would have closed the popup anyway, closes it.
     QTest::qWait(500);
     host.call(activate, QDBus::Block, 30000);
-    EXPECT_TRUE(
-        QTest::qWaitFor([&] { return !mappedWindows(display).contains(QSize(340, 560)); }, 30000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !panelShown(); }, 30000));
     EXPECT_EQ(program.process().state(), QProcess::Running);
 }
 

@@ -19,11 +19,7 @@ const QRectF card(10, 10, 200, 60);
 
 BlockView viewOf(WorkKind kind, QString title = {}) {
     BlockView v;
-    v.block.id = QUuid::createUuid();
-    v.block.kind = kind;
-    v.block.title = std::move(title);
-    v.block.startMinutes = 540;
-    v.block.durationMinutes = 60;
+    v.block = {QUuid::createUuid(), std::move(title), {}, 540, 60, kind, {}, {}};
     v.durationText = QStringLiteral("1 h");
     return v;
 }

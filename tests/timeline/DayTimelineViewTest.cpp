@@ -7,15 +7,7 @@
 using namespace quillmere;
 using namespace quillmere::test;
 
-namespace {
-
 using Gestures = TimelineFixture;
-
-Minutes startOf(const std::optional<WorkBlock>& b) {
-    return b ? b->startMinutes : -1;
-}
-
-} // namespace
 
 TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     show();
@@ -64,7 +56,8 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     EXPECT_EQ(files(), withBlocks);
 }
 
-TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
+TEST_F(Gestures, MoveLandsOnTheNearestFreeStartHonouringTheEditorsRepeatDays) {
+    addRepeating(16 * 60); // 16:00–17:00 on Mondays and Tuesdays
     const WorkBlock a = add(540, 60);
     const WorkBlock b = add(630, 60);
     show();
@@ -80,24 +73,19 @@ TEST_F(Gestures, MoveLandsOnTheNearestFreeStart) {
     // The working copy is what is drawn and dragged next: 90 minutes further down would overlap
     // the neighbour, so it jumps to the far side.
     drag(at(600), at(600) + QPoint(0, 96));
-    EXPECT_EQ(startOf(view->working()), 690);
+    EXPECT_EQ(range().first, 690);
     EXPECT_EQ(store->savedBlock(a.id)->startMinutes, 540);
     EXPECT_EQ(store->savedBlock(b.id)->startMinutes, 630);
     EXPECT_EQ(files(), before);
-}
 
-TEST_F(Gestures, MoveHonoursTheEditorsRepeatDaysForTheSelectedBlock) {
-    addRepeating(660); // 11:00–12:00 on Mondays and Tuesdays
-    const WorkBlock a = add(540, 60);
-    show();
-
-    view->setSelectedID(a.id);
+    // Set in the editor to repeat on Tuesdays, the selected block keeps clear of the repeating
+    // block's Tuesday hour.
     view->setRepeatDays({3});
-    drag(at(570), at(570) + QPoint(0, 144)); // asks for 11:15
-    EXPECT_EQ(startOf(view->working()), 720);
+    dragAfresh(at(570), at(570) + QPoint(0, 464)); // asks for 16:15
+    EXPECT_EQ(range().first, 17 * 60);
     view->setRepeatDays({});
-    dragAfresh(at(570), at(570) + QPoint(0, 144));
-    EXPECT_EQ(startOf(view->working()), 675);
+    dragAfresh(at(570), at(570) + QPoint(0, 464));
+    EXPECT_EQ(range().first, 16 * 60 + 15);
 }
 
 TEST_F(Gestures, ResizeEitherEdgeWithinTheGap) {
@@ -176,10 +164,10 @@ TEST_F(Gestures, TapsHoverAndKeys) {
             QTest::keyClick(canvas(), k, m);
     };
     key(Qt::Key_Up);
-    EXPECT_EQ(startOf(view->working()), 525);
+    EXPECT_EQ(range().first, 525);
     key(Qt::Key_Down, 3);
     // 09:30 would run into 10:15; the nearest free start for the hour is 09:15 again.
-    EXPECT_EQ(startOf(view->working()), 555);
+    EXPECT_EQ(range().first, 555);
     key(Qt::Key_Up, 1, Qt::ShiftModifier);
     EXPECT_EQ(view->working()->durationMinutes, 45);
     key(Qt::Key_Down, 2, Qt::ShiftModifier);
@@ -220,6 +208,6 @@ TEST_F(Scrolling, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADr
     EXPECT_EQ(scroll(), opened);
     release(at(570) + QPoint(0, 576));
     settle();
-    EXPECT_EQ(startOf(view->working()), 18 * 60);
+    EXPECT_EQ(range().first, 18 * 60);
     EXPECT_EQ(scroll(), 8 + 18 * 64 + 64 + 8 - viewport);
 }

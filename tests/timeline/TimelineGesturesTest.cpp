@@ -11,11 +11,7 @@ using namespace quillmere::timeline;
 namespace {
 
 WorkBlock blockAt(Minutes start, Minutes duration) {
-    WorkBlock b;
-    b.id = QUuid::createUuid();
-    b.startMinutes = start;
-    b.durationMinutes = duration;
-    return b;
+    return {QUuid::createUuid(), {}, {}, start, duration, WorkKind::deep, {}, {}};
 }
 
 // Answers as the store would for a day whose only free span is `gap`.

@@ -8,6 +8,7 @@ using namespace quillmere::test;
 namespace {
 
 using Pixels = TimelineFixture;
+const int top = static_cast<int>(DayTimelineView::contentTop);
 
 bool reddish(QColor c) {
     return c.red() - c.green() > 60;
@@ -25,7 +26,6 @@ TEST_F(Pixels, NowLineAndTheInkOfARunningBlock) {
     show();
     const QImage image = grab();
     const QColor window = canvas()->palette().color(QPalette::Window);
-    const int top = static_cast<int>(DayTimelineView::contentTop);
 
     // 14:30 is y = 928 on the timeline; the 1 pt line is centred on it and the 7 pt dot's top
     // is at 924.5.
@@ -60,7 +60,6 @@ TEST_F(Pixels, BordersGapsAndShortBlocks) {
     show();
     const QColor window = canvas()->palette().color(QPalette::Window);
     const QColor crimson = ui::kindColor(WorkKind::deep);
-    const int top = static_cast<int>(DayTimelineView::contentTop);
     QImage image = grab();
 
     // Boxes 577–639 and 641–703: two pixel rows between them, the lower one the 10 AM line.
@@ -90,7 +89,6 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     const WorkBlock a = add(9 * 60, 60);
     show();
     const QColor window = canvas()->palette().color(QPalette::Window);
-    const int top = static_cast<int>(DayTimelineView::contentTop);
     const auto changedPixels = [&](const QRect& area) {
         const QImage image = grab();
         int n = 0;
