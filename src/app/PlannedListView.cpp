@@ -18,15 +18,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "ui/Palette.h"
+
 namespace quillmere {
 
 namespace {
-
-QColor secondary(const QPalette& palette, qreal opacity = 1.0) {
-    QColor c = palette.color(QPalette::PlaceholderText);
-    c.setAlphaF(static_cast<float>(c.alphaF() * opacity));
-    return c;
-}
 
 QString switchHelp(WorkKind kind) {
     return defaultTitle(kind) + QStringLiteral(" — click to switch");
@@ -56,7 +52,7 @@ protected:
         if (m_expanded)
             p.rotate(90);
         ui::paintGlyph(p, QStringLiteral("chevron.right"), QRectF(-4, -4, 8, 8),
-                       secondary(palette()));
+                       ui::secondaryColor(palette()));
     }
 
 private:
@@ -80,9 +76,10 @@ protected:
         QPainter p(this);
         p.setRenderHint(QPainter::Antialiasing);
         p.setPen(Qt::NoPen);
-        p.setBrush(secondary(palette(), hovered ? 0.25 : 0.15));
+        p.setBrush(ui::secondaryColor(palette(), hovered ? 0.25 : 0.15));
         p.drawEllipse(QRectF(0, 0, 16, 16));
-        const QColor ink = hovered ? palette().color(QPalette::WindowText) : secondary(palette());
+        const QColor ink =
+            hovered ? palette().color(QPalette::WindowText) : ui::secondaryColor(palette());
         ui::paintGlyph(p, QStringLiteral("plus"), QRectF(4, 4, 8, 8), ink);
     }
     void enterEvent(QEnterEvent* event) override {
@@ -169,7 +166,7 @@ void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
     m_pending = pending;
     m_swatch->setKind(item.kind);
     elideTitle();
-    const QColor ink = secondary(palette());
+    const QColor ink = ui::secondaryColor(palette());
     m_pin->setIcon(ui::Glyphs::icon(
         item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
     m_pin->setToolTip(pinHelp(item));
@@ -192,7 +189,7 @@ void PlannedRow::resizeEvent(QResizeEvent* event) {
 void PlannedRow::paintEvent(QPaintEvent*) {
     QPainter p(this);
     if (m_hovered)
-        p.fillRect(rect(), secondary(palette(), 0.08));
+        p.fillRect(rect(), ui::secondaryColor(palette(), 0.08));
     // The entry whose draft is open in the editor carries its kind's colour at the edge.
     if (m_pending)
         p.fillRect(QRectF(0, 3, 3, height() - 6), ui::kindColor(m_item.kind));
@@ -231,7 +228,7 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     header->addWidget(m_chevron);
     m_count->setFont(ui::font(ui::TextStyle::caption));
     QPalette countPalette = m_count->palette();
-    countPalette.setColor(QPalette::WindowText, secondary(countPalette));
+    countPalette.setColor(QPalette::WindowText, ui::secondaryColor(countPalette));
     m_count->setPalette(countPalette);
     header->addWidget(m_count);
     header->addStretch(1);

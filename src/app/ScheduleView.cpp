@@ -27,15 +27,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "ui/Palette.h"
+
 namespace quillmere {
 
 namespace {
-
-QColor secondary(const QPalette& palette, qreal opacity = 1.0) {
-    QColor c = palette.color(QPalette::PlaceholderText);
-    c.setAlphaF(static_cast<float>(c.alphaF() * opacity));
-    return c;
-}
 
 QFrame* divider(QWidget* parent) {
     auto* line = new QFrame(parent);
@@ -43,7 +39,7 @@ QFrame* divider(QWidget* parent) {
     line->setFrameShadow(QFrame::Plain);
     line->setFixedHeight(1);
     QPalette p = line->palette();
-    p.setColor(QPalette::WindowText, secondary(p, 0.35));
+    p.setColor(QPalette::WindowText, ui::secondaryColor(p, 0.35));
     line->setPalette(p);
     return line;
 }
@@ -112,7 +108,7 @@ protected:
         p.setPen(Qt::NoPen);
         p.setBrush(ui::kindColor(m_kind));
         p.drawRoundedRect(QRectF(0, (height() - 8) / 2.0, 8, 8), 2, 2);
-        p.setPen(secondary(palette()));
+        p.setPen(ui::secondaryColor(palette()));
         p.drawText(QRect(12, 0, width() - 12, height()), Qt::AlignLeft | Qt::AlignVCenter, m_text);
     }
 
@@ -196,7 +192,7 @@ public:
         setFrameShape(QFrame::StyledPanel);
         auto* row = new QHBoxLayout(this);
         row->setContentsMargins(12, 10, 12, 10);
-        const QColor ink = secondary(palette());
+        const QColor ink = ui::secondaryColor(palette());
         auto symbol = [&](const QString& name) {
             auto* label = new QLabel(this);
             label->setPixmap(ui::Glyphs::pixmap(name, QSize(12, 12), ink, devicePixelRatioF()));
@@ -358,7 +354,7 @@ QWidget* ScheduleView::buildHeader() {
     m_hint = new QLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
     m_hint->setFont(ui::font(ui::TextStyle::caption));
     QPalette hintPalette = m_hint->palette();
-    hintPalette.setColor(QPalette::WindowText, secondary(hintPalette));
+    hintPalette.setColor(QPalette::WindowText, ui::secondaryColor(hintPalette));
     m_hint->setPalette(hintPalette);
     m_deepChip = new SummaryChip(WorkKind::deep, header);
     m_shallowChip = new SummaryChip(WorkKind::shallow, header);

@@ -24,11 +24,7 @@ ChimePlayer::~ChimePlayer() {
 bool ChimePlayer::openDevice() {
     if (!m_audio.acquire())
         return false;
-    if (m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_STOPPED) {
-        SDL_CloseAudioDevice(m_device);
-        m_device = 0;
-    }
-    if (m_device != 0)
+    if (sdl::keepOpenDevice(m_device))
         return true;
     SDL_AudioSpec want{};
     want.freq = chimes::sampleRate;

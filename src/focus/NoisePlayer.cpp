@@ -26,12 +26,8 @@ NoisePlayer::~NoisePlayer() {
 bool NoisePlayer::openDevice() {
     if (!m_audio.acquire())
         return false;
-    // A device SDL has marked lost (unplugged, sound server gone) is replaced, keeping the rate.
-    if (m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_STOPPED) {
-        SDL_CloseAudioDevice(m_device);
-        m_device = 0;
-    }
-    if (m_device != 0)
+    // A lost device is replaced at the rate chosen when the first one was made.
+    if (sdl::keepOpenDevice(m_device))
         return true;
     if (m_rate == 0)
         m_rate = sdl::preferredOutputRate();

@@ -20,6 +20,14 @@ bool AudioSubsystem::acquire() {
     return m_held;
 }
 
+bool keepOpenDevice(SDL_AudioDeviceID& device) {
+    if (device != 0 && SDL_GetAudioDeviceStatus(device) == SDL_AUDIO_STOPPED) {
+        SDL_CloseAudioDevice(device);
+        device = 0;
+    }
+    return device != 0;
+}
+
 int preferredOutputRate() {
     constexpr int fallback = 48000;
     SDL_AudioSpec spec{};

@@ -21,6 +21,10 @@ private:
     bool m_held = false;
 };
 
+// Closes a device SDL has marked lost (unplugged, sound server gone) so that it is opened
+// afresh; true when a usable device is still open.
+bool keepOpenDevice(SDL_AudioDeviceID& device);
+
 // The rate the default output prefers, or 48 kHz when SDL cannot tell.
 int preferredOutputRate();
 

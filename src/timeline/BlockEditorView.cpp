@@ -16,6 +16,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "ui/Palette.h"
+
 namespace quillmere {
 
 namespace editor {
@@ -107,15 +109,11 @@ namespace {
 
 constexpr int daySize = 18;
 
-QColor secondaryColor(const QPalette& palette) {
-    return palette.color(QPalette::PlaceholderText);
-}
-
 QLabel* captionLabel(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     label->setFont(ui::font(ui::TextStyle::caption));
     QPalette p = label->palette();
-    p.setColor(QPalette::WindowText, secondaryColor(p));
+    p.setColor(QPalette::WindowText, ui::secondaryColor(p));
     label->setPalette(p);
     return label;
 }
@@ -150,7 +148,7 @@ void DayToggle::paintEvent(QPaintEvent*) {
     if (m_conflicting)
         p.setOpacity(0.5);
     const QRectF circle(0, 0, daySize, daySize);
-    const QColor secondary = secondaryColor(palette());
+    const QColor secondary = ui::secondaryColor(palette());
     QColor fill = secondary;
     fill.setAlphaF(0.15f);
     p.setPen(Qt::NoPen);
@@ -382,7 +380,7 @@ void BlockEditorView::refreshIcons() {
         m_statusIcon->setPixmap(ui::Glyphs::pixmap(
             symbol, QSize(11, 11), palette().color(QPalette::WindowText), devicePixelRatioF()));
     const QColor trash =
-        m_delete->isEnabled() ? QColor(Qt::red) : secondaryColor(m_delete->palette());
+        m_delete->isEnabled() ? QColor(Qt::red) : ui::secondaryColor(m_delete->palette());
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("trash"), trash));
 }
 
