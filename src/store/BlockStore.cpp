@@ -36,6 +36,16 @@ std::optional<QByteArray> readFile(const QString& path) {
     return file.readAll();
 }
 
+// Position of the first element with this identifier; nothing when none has it.
+template <typename T>
+std::optional<std::size_t> indexOf(const std::vector<T>& items, const QUuid& id) {
+    const auto it =
+        std::find_if(items.begin(), items.end(), [&](const T& item) { return item.id == id; });
+    if (it == items.end())
+        return std::nullopt;
+    return static_cast<std::size_t>(it - items.begin());
+}
+
 QString trimSpacesAndTabs(const QString& text) {
     qsizetype first = 0;
     qsizetype last = text.size();
@@ -192,11 +202,10 @@ std::vector<WorkBlock> BlockStore::todayBlocks() const {
 }
 
 std::optional<WorkBlock> BlockStore::savedBlock(const QUuid& id) const {
-    const auto it = std::find_if(m_blocks.begin(), m_blocks.end(),
-                                 [&](const WorkBlock& b) { return b.id == id; });
-    if (it == m_blocks.end())
+    const auto index = indexOf(m_blocks, id);
+    if (!index)
         return std::nullopt;
-    return *it;
+    return m_blocks[*index];
 }
 
 bool BlockStore::isInProgress(const WorkBlock& block) const {
@@ -223,12 +232,11 @@ bool BlockStore::isFrozen(const WorkBlock& block) const {
 }
 
 void BlockStore::update(const WorkBlock& block) {
-    const auto it = std::find_if(m_blocks.begin(), m_blocks.end(),
-                                 [&](const WorkBlock& b) { return b.id == block.id; });
-    if (it == m_blocks.end())
+    const auto index = indexOf(m_blocks, block.id);
+    if (!index)
         return;
     std::vector<WorkBlock> blocks = m_blocks;
-    blocks[static_cast<std::size_t>(it - m_blocks.begin())] = block;
+    blocks[*index] = block;
     setBlocks(std::move(blocks));
     save();
 }
@@ -342,12 +350,11 @@ Weekdays BlockStore::conflictingRepeatDays(const WorkBlock& block) const {
 }
 
 void BlockStore::setRepeat(const Weekdays& days, const QUuid& blockID) {
-    const auto it = std::find_if(m_blocks.begin(), m_blocks.end(),
-                                 [&](const WorkBlock& b) { return b.id == blockID; });
-    if (it == m_blocks.end())
+    const auto found = indexOf(m_blocks, blockID);
+    if (!found)
         return;
-    const std::size_t index = static_cast<std::size_t>(it - m_blocks.begin());
-    const WorkBlock block = *it;
+    const std::size_t index = *found;
+    const WorkBlock block = m_blocks[index];
 
     if (days.empty()) {
         if (!block.repeatRuleID)
@@ -364,12 +371,9 @@ void BlockStore::setRepeat(const Weekdays& days, const QUuid& blockID) {
     }
 
     if (block.repeatRuleID) {
-        const auto rule = std::find_if(m_rules.begin(), m_rules.end(), [&](const RepeatRule& r) {
-            return r.id == *block.repeatRuleID;
-        });
-        if (rule != m_rules.end()) {
+        if (const auto rule = indexOf(m_rules, *block.repeatRuleID)) {
             std::vector<RepeatRule> rules = m_rules;
-            RepeatRule& changed = rules[static_cast<std::size_t>(rule - m_rules.begin())];
+            RepeatRule& changed = rules[*rule];
             changed.title = block.title;
             changed.kind = block.kind;
             changed.startMinutes = block.startMinutes;
@@ -404,20 +408,17 @@ void BlockStore::addPlanned(const PlannedBlock& item) {
 }
 
 void BlockStore::updatePlanned(const PlannedBlock& item) {
-    const auto it = std::find_if(m_planned.begin(), m_planned.end(),
-                                 [&](const PlannedBlock& p) { return p.id == item.id; });
-    if (it == m_planned.end())
+    const auto index = indexOf(m_planned, item.id);
+    if (!index)
         return;
     std::vector<PlannedBlock> planned = m_planned;
-    planned[static_cast<std::size_t>(it - m_planned.begin())] = item;
+    planned[*index] = item;
     setPlanned(std::move(planned));
     savePlanned();
 }
 
 void BlockStore::removePlanned(const QUuid& id) {
-    const bool present = std::any_of(m_planned.begin(), m_planned.end(),
-                                     [&](const PlannedBlock& p) { return p.id == id; });
-    if (!present)
+    if (!indexOf(m_planned, id))
         return;
     std::vector<PlannedBlock> planned = m_planned;
     std::erase_if(planned, [&](const PlannedBlock& p) { return p.id == id; });
