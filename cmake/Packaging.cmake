@@ -4,8 +4,8 @@ set(CPACK_PACKAGE_NAME quillmere)
 set(CPACK_PACKAGE_VENDOR "The Quillmere developers")
 set(CPACK_PACKAGE_CONTACT "The Quillmere developers <maintainers@quillmere.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "time-blocking day planner that lives in the tray")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "time-blocking day planner that lives in the tray
-Quillmere lays out today as a column of deep and shallow work blocks on a
+# CPack puts the summary in front of this as the synopsis line.
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Quillmere lays out today as a column of deep and shallow work blocks on a
 24-hour timeline in a small panel that opens from the tray icon. Blocks repeat
 weekly, a backlog waits for the next free quarter hour, and finished blocks are
 recorded in a statistics database. During deep work it can play brown noise,

@@ -32,6 +32,7 @@ QStringList expectedFiles() {
             QStringLiteral("-shallow-symbolic.svg"),
         QStringLiteral("share/doc/quillmere/copyright"),
         QStringLiteral("share/doc/quillmere/changelog.gz"),
+        QStringLiteral("share/man/man1/quillmere.1.gz"),
     };
     for (int size : pngSizes)
         files << QStringLiteral("share/icons/hicolor/%1x%1/apps/").arg(size) + id +
