@@ -18,6 +18,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <utility>
+
 #include "ui/Palette.h"
 
 namespace quillmere {
@@ -162,7 +164,6 @@ PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
 
 void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
     m_item = item;
-    m_hovered = hovered;
     m_pending = pending;
     m_swatch->setKind(item.kind);
     elideTitle();
@@ -171,6 +172,16 @@ void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
         item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
     m_pin->setToolTip(pinHelp(item));
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("xmark.circle.fill"), ink));
+    m_pin->setVisible(hovered);
+    m_delete->setVisible(hovered);
+    m_hovered = hovered;
+    update();
+}
+
+void PlannedRow::setHovered(bool hovered) {
+    if (hovered == m_hovered)
+        return;
+    m_hovered = hovered;
     m_pin->setVisible(hovered);
     m_delete->setVisible(hovered);
     update();
@@ -330,6 +341,22 @@ void PlannedListView::openEntry() {
 }
 
 void PlannedListView::syncRows() {
+    // Hiding or showing a row under the pointer makes Qt send enter and leave events, and
+    // those come back here. A rebuild asked for while one runs is done once it has finished,
+    // never in the middle of it.
+    if (m_syncingRows) {
+        m_rowsDirty = true;
+        return;
+    }
+    m_syncingRows = true;
+    do {
+        m_rowsDirty = false;
+        rebuildRows();
+    } while (m_rowsDirty);
+    m_syncingRows = false;
+}
+
+void PlannedListView::rebuildRows() {
     const auto& planned = m_store.planned();
     QHash<QUuid, PlannedRow*> keep;
     while (m_rowsLayout->count() > 0)
@@ -340,16 +367,19 @@ void PlannedListView::syncRows() {
             row = new PlannedRow(*this, m_rowsHost);
         row->setItem(item, m_hoveredID == item.id, m_pendingID == item.id);
         m_rowsLayout->addWidget(row);
-        row->show();
         keep.insert(item.id, row);
     }
     m_rowsLayout->addStretch(1);
+    // The new list is complete before any row is shown or hidden, so whatever those events
+    // set off sees whole rows only.
+    const QHash<QUuid, PlannedRow*> gone = std::exchange(m_rows, keep);
+    for (PlannedRow* row : std::as_const(keep))
+        row->show();
     // A row may be the one whose button is being clicked right now.
-    for (PlannedRow* gone : std::as_const(m_rows)) {
-        gone->hide();
-        gone->deleteLater();
+    for (PlannedRow* row : gone) {
+        row->hide();
+        row->deleteLater();
     }
-    m_rows = keep;
 
     const int count = static_cast<int>(planned.size());
     const bool scrolls = count >= scrollFrom;
@@ -408,7 +438,7 @@ void PlannedListView::cancelNew() {
 
 void PlannedListView::rowEntered(const QUuid& id) {
     m_hoveredID = id;
-    syncRows();
+    showHover();
 }
 
 void PlannedListView::rowLeft(const QUuid& id) {
@@ -416,7 +446,14 @@ void PlannedListView::rowLeft(const QUuid& id) {
     if (m_hoveredID != id)
         return;
     m_hoveredID.reset();
-    syncRows();
+    showHover();
+}
+
+void PlannedListView::showHover() {
+    // A copy: a button shown or hidden here may set off events that rebuild the rows.
+    const QHash<QUuid, PlannedRow*> rows = m_rows;
+    for (auto it = rows.cbegin(); it != rows.cend(); ++it)
+        it.value()->setHovered(m_hoveredID == it.key());
 }
 
 void PlannedListView::scheduleRow(const PlannedBlock& item) {

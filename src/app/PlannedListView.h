@@ -74,6 +74,7 @@ public:
     PlannedRow(PlannedListView& list, QWidget* parent);
 
     void setItem(const PlannedBlock& item, bool hovered, bool pending);
+    void setHovered(bool hovered);
     const PlannedBlock& item() const { return m_item; }
     bool isPending() const { return m_pending; }
 
@@ -155,6 +156,8 @@ private:
     void toggleExpanded();
     void openEntry();
     void syncRows();
+    void rebuildRows();
+    void showHover();
 
     BlockStore& m_store;
     PlannedTrayState& m_state;
@@ -173,6 +176,8 @@ private:
     QVBoxLayout* m_rowsLayout;
     QHash<QUuid, PlannedRow*> m_rows;
     bool m_entryWasOpen = false;
+    bool m_syncingRows = false;
+    bool m_rowsDirty = false;
     QPointer<QPropertyAnimation> m_unfolding;
 };
 
