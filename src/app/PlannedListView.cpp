@@ -6,6 +6,7 @@
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
 
+#include <QApplication>
 #include <QEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -138,7 +139,11 @@ void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
 void PlannedEntryField::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
     // A menu opening over the panel borrows the keyboard for a moment; the row stays open.
-    if (event->reason() != Qt::PopupFocusReason && onFocusLost)
+    // The panel's own popup closing is a loss like any other.
+    const QWidget* popup = QApplication::activePopupWidget();
+    const bool borrowed =
+        event->reason() == Qt::PopupFocusReason && popup != nullptr && popup != window();
+    if (!borrowed && onFocusLost)
         onFocusLost();
 }
 
@@ -216,8 +221,18 @@ void PlannedRow::leaveEvent(QEvent* event) {
     QWidget::leaveEvent(event);
 }
 
+void PlannedRow::mousePressEvent(QMouseEvent* event) {
+    m_pressedOnScreen = QRect(mapToGlobal(QPoint(0, 0)), size());
+    QWidget::mousePressEvent(event);
+}
+
 void PlannedRow::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()))
+    // The press may make the list move (a kept entry title closes its row); a release where
+    // the row was pressed on the screen is still a click on it.
+    const bool inside = rect().contains(event->position().toPoint()) ||
+                        m_pressedOnScreen.contains(event->globalPosition().toPoint());
+    m_pressedOnScreen = {};
+    if (event->button() == Qt::LeftButton && inside)
         m_list.scheduleRow(m_item);
     QWidget::mouseReleaseEvent(event);
 }
@@ -265,6 +280,9 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     m_rowsArea->setWidgetResizable(true);
     m_rowsArea->setFrameShape(QFrame::NoFrame);
     m_rowsArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // A click on a row must leave the keyboard where it is: taking it from the entry row
+    // would close that row under the pointer, between the press and the release.
+    m_rowsArea->setFocusPolicy(Qt::NoFocus);
     m_rowsArea->viewport()->setAutoFillBackground(false);
     m_rowsHost->setAutoFillBackground(false);
     stack->addWidget(m_rowsArea);
@@ -478,6 +496,14 @@ void PlannedListView::togglePin(const PlannedBlock& item) {
 
 void PlannedListView::removeRow(const PlannedBlock& item) {
     m_store.removePlanned(item.id);
+}
+
+void PlannedListView::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    // The panel closing takes the row away; what was typed into it is kept, as on any other
+    // loss of focus.
+    if (m_state.adding)
+        commitNew();
 }
 
 PlannedRow* PlannedListView::row(const QUuid& id) const {

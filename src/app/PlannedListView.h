@@ -86,6 +86,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
@@ -96,6 +97,7 @@ private:
     PlannedBlock m_item;
     bool m_hovered = false;
     bool m_pending = false;
+    QRect m_pressedOnScreen;
     KindSwatch* m_swatch;
     QLabel* m_title;
     QToolButton* m_pin;
@@ -150,6 +152,7 @@ public:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void changed();
