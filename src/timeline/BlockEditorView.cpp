@@ -148,24 +148,18 @@ void DayToggle::paintEvent(QPaintEvent*) {
     if (m_conflicting)
         p.setOpacity(0.5);
     const QRectF circle(0, 0, daySize, daySize);
+    // The secondary colour carries its own transparency; the fill's 0.15 comes on top of it.
     const QColor secondary = ui::secondaryColor(palette());
-    QColor fill = secondary;
-    fill.setAlphaF(0.15f);
     p.setPen(Qt::NoPen);
-    p.setBrush(m_chosen ? ui::kindColor(m_kind) : fill);
+    p.setBrush(m_chosen ? ui::kindColor(m_kind) : ui::secondaryColor(palette(), 0.15));
     p.drawEllipse(circle);
     if (m_conflicting) {
-        QColor ring = secondary;
-        ring.setAlphaF(1.0f);
-        p.setPen(QPen(ring, 1));
+        p.setPen(QPen(secondary, 1));
         p.setBrush(Qt::NoBrush);
         p.drawEllipse(circle.adjusted(0.5, 0.5, -0.5, -0.5));
     }
-    QFont f = ui::systemFont(9, QFont::DemiBold);
-    p.setFont(f);
-    QColor letter = m_chosen ? QColor(Qt::white) : secondary;
-    letter.setAlphaF(1.0f);
-    p.setPen(letter);
+    p.setFont(ui::systemFont(9, QFont::DemiBold));
+    p.setPen(m_chosen ? QColor(Qt::white) : secondary);
     p.drawText(circle, Qt::AlignCenter, text());
 }
 
