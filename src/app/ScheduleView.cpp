@@ -349,7 +349,9 @@ QWidget* ScheduleView::buildHeader() {
     m_date->setFont(ui::font(ui::TextStyle::headline));
     lines->addWidget(m_date);
 
-    auto* summary = new QHBoxLayout;
+    auto* summaryLine = new QWidget(header);
+    auto* summary = new QHBoxLayout(summaryLine);
+    summary->setContentsMargins(0, 0, 0, 0);
     summary->setSpacing(10);
     m_hint = new QLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
     m_hint->setFont(ui::font(ui::TextStyle::caption));
@@ -362,7 +364,11 @@ QWidget* ScheduleView::buildHeader() {
     summary->addWidget(m_deepChip);
     summary->addWidget(m_shallowChip);
     summary->addStretch(1);
-    lines->addLayout(summary);
+    // The hint and the chips take turns on this line; one height for both keeps the timeline
+    // below from jumping when the first block arrives.
+    summaryLine->setFixedHeight(
+        std::max(m_hint->sizeHint().height(), m_deepChip->sizeHint().height()));
+    lines->addWidget(summaryLine);
     row->addLayout(lines, 1);
 
     m_addButton = menuButton(QStringLiteral("plus.circle.fill"), header);

@@ -147,9 +147,11 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 TEST_F(ScheduleFixture, SummaryShowsTheHintOrOneChipPerKindWithTime) {
     build();
     EXPECT_TRUE(view->summaryHint()->isVisible());
+    const int timelineTop = view->timeline()->mapTo(view, QPoint()).y();
     store->add(todayBlock(QStringLiteral("Write"), 600, 90));
     processEvents();
     EXPECT_FALSE(view->summaryHint()->isVisible());
+    EXPECT_EQ(view->timeline()->mapTo(view, QPoint()).y(), timelineTop); // no jump
     EXPECT_TRUE(view->summaryChip(WorkKind::deep)->isVisible());
     EXPECT_FALSE(view->summaryChip(WorkKind::shallow)->isVisible());
 }
