@@ -11,9 +11,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSlider>
 #include <QTest>
 #include <QToolButton>
+#include <QWheelEvent>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -221,6 +223,17 @@ TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) 
     ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("Book flights")));
     EXPECT_TRUE(view->trayArea()->isVisible());
     EXPECT_TRUE(view->dismissLayer()->isVisible());
+
+    // The layer keeps clicks from the timeline, not the wheel.
+    QScrollBar* scroll = view->timeline()->verticalScrollBar();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return scroll->value() > 0; })); // at 08:00 once shown
+    const int before = scroll->value();
+    const QPoint at(170, 200);
+    QWheelEvent wheel(at, view->dismissLayer()->mapToGlobal(at), {}, QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(view->dismissLayer(), &wheel);
+    EXPECT_GT(scroll->value(), before);
+    EXPECT_TRUE(view->tray().adding);
 
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
