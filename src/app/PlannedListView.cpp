@@ -128,6 +128,18 @@ void KindSwatch::paintEvent(QPaintEvent*) {
     p.drawRoundedRect(QRectF((width() - 8) / 2.0, (height() - 8) / 2.0, 8, 8), 2, 2);
 }
 
+bool PlannedEntryField::event(QEvent* event) {
+    // Return here adds the typed title; the panel's Save shortcut must not take it.
+    if (event->type() == QEvent::ShortcutOverride) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            event->accept();
+            return true;
+        }
+    }
+    return QLineEdit::event(event);
+}
+
 void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape && onEscape) {
         onEscape();

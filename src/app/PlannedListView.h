@@ -59,6 +59,7 @@ public:
     std::function<void()> onFocusLost;
 
 protected:
+    bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
 };

@@ -302,12 +302,14 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     });
     connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
 
-    // Return saves from anywhere inside the form. The shortcut takes it first whenever the form
-    // holds the focus; the field's own signal covers key presses sent to it directly.
+    // Return saves from anywhere in the window that shows the form (right after drawing a
+    // block the focus is on the timeline); a field that gives Return a meaning of its own
+    // claims it first through its shortcut override. The title field's own signal covers key
+    // presses sent to it directly.
     connect(m_title, &QLineEdit::returnPressed, this, &BlockEditorView::commit);
     for (int key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(QKeySequence(key), this);
-        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        shortcut->setContext(Qt::WindowShortcut);
         connect(shortcut, &QShortcut::activated, this, &BlockEditorView::commit);
     }
 
