@@ -6,6 +6,8 @@
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
 
+#include <QApplication>
+#include <QCursor>
 #include <QEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -17,6 +19,8 @@
 #include <QScrollBar>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <utility>
 
 #include "ui/Palette.h"
 
@@ -125,6 +129,18 @@ void KindSwatch::paintEvent(QPaintEvent*) {
     p.drawRoundedRect(QRectF((width() - 8) / 2.0, (height() - 8) / 2.0, 8, 8), 2, 2);
 }
 
+bool PlannedEntryField::event(QEvent* event) {
+    // Return here adds the typed title; the panel's Save shortcut must not take it.
+    if (event->type() == QEvent::ShortcutOverride) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            event->accept();
+            return true;
+        }
+    }
+    return QLineEdit::event(event);
+}
+
 void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape && onEscape) {
         onEscape();
@@ -136,7 +152,11 @@ void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
 void PlannedEntryField::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
     // A menu opening over the panel borrows the keyboard for a moment; the row stays open.
-    if (event->reason() != Qt::PopupFocusReason && onFocusLost)
+    // The panel's own popup closing is a loss like any other.
+    const QWidget* popup = QApplication::activePopupWidget();
+    const bool borrowed =
+        event->reason() == Qt::PopupFocusReason && popup != nullptr && popup != window();
+    if (!borrowed && onFocusLost)
         onFocusLost();
 }
 
@@ -162,7 +182,6 @@ PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
 
 void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
     m_item = item;
-    m_hovered = hovered;
     m_pending = pending;
     m_swatch->setKind(item.kind);
     elideTitle();
@@ -171,6 +190,16 @@ void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
         item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
     m_pin->setToolTip(pinHelp(item));
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("xmark.circle.fill"), ink));
+    m_pin->setVisible(hovered);
+    m_delete->setVisible(hovered);
+    m_hovered = hovered;
+    update();
+}
+
+void PlannedRow::setHovered(bool hovered) {
+    if (hovered == m_hovered)
+        return;
+    m_hovered = hovered;
     m_pin->setVisible(hovered);
     m_delete->setVisible(hovered);
     update();
@@ -205,8 +234,18 @@ void PlannedRow::leaveEvent(QEvent* event) {
     QWidget::leaveEvent(event);
 }
 
+void PlannedRow::mousePressEvent(QMouseEvent* event) {
+    m_pressedOnScreen = QRect(mapToGlobal(QPoint(0, 0)), size());
+    QWidget::mousePressEvent(event);
+}
+
 void PlannedRow::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()))
+    // The press may make the list move (a kept entry title closes its row); a release where
+    // the row was pressed on the screen is still a click on it.
+    const bool inside = rect().contains(event->position().toPoint()) ||
+                        m_pressedOnScreen.contains(event->globalPosition().toPoint());
+    m_pressedOnScreen = {};
+    if (event->button() == Qt::LeftButton && inside)
         m_list.scheduleRow(m_item);
     QWidget::mouseReleaseEvent(event);
 }
@@ -254,6 +293,9 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     m_rowsArea->setWidgetResizable(true);
     m_rowsArea->setFrameShape(QFrame::NoFrame);
     m_rowsArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // A click on a row must leave the keyboard where it is: taking it from the entry row
+    // would close that row under the pointer, between the press and the release.
+    m_rowsArea->setFocusPolicy(Qt::NoFocus);
     m_rowsArea->viewport()->setAutoFillBackground(false);
     m_rowsHost->setAutoFillBackground(false);
     stack->addWidget(m_rowsArea);
@@ -330,6 +372,22 @@ void PlannedListView::openEntry() {
 }
 
 void PlannedListView::syncRows() {
+    // Hiding or showing a row under the pointer makes Qt send enter and leave events, and
+    // those come back here. A rebuild asked for while one runs is done once it has finished,
+    // never in the middle of it.
+    if (m_syncingRows) {
+        m_rowsDirty = true;
+        return;
+    }
+    m_syncingRows = true;
+    do {
+        m_rowsDirty = false;
+        rebuildRows();
+    } while (m_rowsDirty);
+    m_syncingRows = false;
+}
+
+void PlannedListView::rebuildRows() {
     const auto& planned = m_store.planned();
     QHash<QUuid, PlannedRow*> keep;
     while (m_rowsLayout->count() > 0)
@@ -340,42 +398,68 @@ void PlannedListView::syncRows() {
             row = new PlannedRow(*this, m_rowsHost);
         row->setItem(item, m_hoveredID == item.id, m_pendingID == item.id);
         m_rowsLayout->addWidget(row);
-        row->show();
         keep.insert(item.id, row);
     }
     m_rowsLayout->addStretch(1);
+    // The new list is complete before any row is shown or hidden, so whatever those events
+    // set off sees whole rows only.
+    const QHash<QUuid, PlannedRow*> gone = std::exchange(m_rows, keep);
+    for (PlannedRow* row : std::as_const(keep))
+        row->show();
     // A row may be the one whose button is being clicked right now.
-    for (PlannedRow* gone : std::as_const(m_rows)) {
-        gone->hide();
-        gone->deleteLater();
+    for (PlannedRow* row : gone) {
+        row->hide();
+        row->deleteLater();
     }
-    m_rows = keep;
+    // Rows that slide under a resting pointer hear no enter event; once the list is laid out
+    // anew, the row now under the pointer takes the hover (and with it its buttons).
+    if (!gone.isEmpty() && isVisible())
+        QMetaObject::invokeMethod(this, &PlannedListView::hoverRowUnderPointer,
+                                  Qt::QueuedConnection);
 
     const int count = static_cast<int>(planned.size());
     const bool scrolls = count >= scrollFrom;
     const bool show = m_state.expanded && count > 0;
-    const bool opening = show && !m_rowsArea->isVisibleTo(this);
-    m_rowsArea->setVisible(show);
     m_rowsArea->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn
                                                    : Qt::ScrollBarAlwaysOff);
-    const int height = scrolls ? scrollHeight : count * rowHeight;
+    foldRows(show, scrolls ? scrollHeight : count * rowHeight);
+}
+
+void PlannedListView::foldRows(bool show, int height) {
+    const bool wasShown = std::exchange(m_rowsShown, show);
     m_rowsArea->setMinimumHeight(0);
-    if (opening && isVisible()) {
-        // The rows unfold with a short ease-out instead of jumping in.
-        auto* unfold = new QPropertyAnimation(m_rowsArea, "maximumHeight", m_rowsArea);
-        unfold->setStartValue(0);
-        unfold->setEndValue(height);
-        unfold->setDuration(150);
-        unfold->setEasingCurve(QEasingCurve::OutCubic);
-        connect(unfold, &QPropertyAnimation::finished, m_rowsArea,
-                [area = m_rowsArea, height] { area->setFixedHeight(height); });
-        m_unfolding = unfold;
-        unfold->start(QAbstractAnimation::DeleteWhenStopped);
-    } else if (!m_unfolding) {
-        m_rowsArea->setFixedHeight(height);
-    } else {
-        m_unfolding->setEndValue(height);
+    if (show == wasShown && m_folding) {
+        // A change while the rows unfold only moves where they are going.
+        if (show)
+            m_folding->setEndValue(height);
+        return;
     }
+    if (m_folding)
+        m_folding->stop();
+    if (show == wasShown || !isVisible()) {
+        m_rowsArea->setVisible(show);
+        if (show)
+            m_rowsArea->setFixedHeight(height);
+        return;
+    }
+    // The rows unfold and fold with a short ease-out instead of jumping, from wherever a fold
+    // going the other way had got to.
+    const int from = m_rowsArea->isVisibleTo(this) ? m_rowsArea->height() : 0;
+    m_rowsArea->setMaximumHeight(from);
+    m_rowsArea->setVisible(true);
+    auto* fold = new QPropertyAnimation(m_rowsArea, "maximumHeight", m_rowsArea);
+    fold->setStartValue(from);
+    fold->setEndValue(show ? height : 0);
+    fold->setDuration(150);
+    fold->setEasingCurve(QEasingCurve::OutCubic);
+    connect(fold, &QPropertyAnimation::finished, m_rowsArea, [this, fold] {
+        if (m_rowsShown)
+            m_rowsArea->setFixedHeight(fold->endValue().toInt());
+        else
+            m_rowsArea->hide();
+    });
+    m_folding = fold;
+    fold->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
 void PlannedListView::toggleExpanded() {
@@ -408,7 +492,7 @@ void PlannedListView::cancelNew() {
 
 void PlannedListView::rowEntered(const QUuid& id) {
     m_hoveredID = id;
-    syncRows();
+    showHover();
 }
 
 void PlannedListView::rowLeft(const QUuid& id) {
@@ -416,7 +500,24 @@ void PlannedListView::rowLeft(const QUuid& id) {
     if (m_hoveredID != id)
         return;
     m_hoveredID.reset();
-    syncRows();
+    showHover();
+}
+
+void PlannedListView::hoverRowUnderPointer() {
+    for (QWidget* w = QApplication::widgetAt(QCursor::pos()); w; w = w->parentWidget()) {
+        auto* row = qobject_cast<PlannedRow*>(w);
+        if (row && m_rows.value(row->item().id) == row) {
+            rowEntered(row->item().id);
+            return;
+        }
+    }
+}
+
+void PlannedListView::showHover() {
+    // A copy: a button shown or hidden here may set off events that rebuild the rows.
+    const QHash<QUuid, PlannedRow*> rows = m_rows;
+    for (auto it = rows.cbegin(); it != rows.cend(); ++it)
+        it.value()->setHovered(m_hoveredID == it.key());
 }
 
 void PlannedListView::scheduleRow(const PlannedBlock& item) {
@@ -441,6 +542,14 @@ void PlannedListView::togglePin(const PlannedBlock& item) {
 
 void PlannedListView::removeRow(const PlannedBlock& item) {
     m_store.removePlanned(item.id);
+}
+
+void PlannedListView::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    // The panel closing takes the row away; what was typed into it is kept, as on any other
+    // loss of focus.
+    if (m_state.adding)
+        commitNew();
 }
 
 PlannedRow* PlannedListView::row(const QUuid& id) const {

@@ -3,6 +3,7 @@
 #include "AppFixture.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QEnterEvent>
 #include <QLabel>
 #include <QScrollArea>
@@ -13,6 +14,17 @@ using namespace quillmere;
 using namespace quillmere::test;
 
 namespace {
+
+// Runs `then` when the watched widget hides, as Qt's own enter and leave events for a pointer
+// that stays put do.
+struct OnHide final : QObject {
+    std::function<void()> then;
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Hide && then)
+            then();
+        return false;
+    }
+};
 
 struct PlannedListFixture : AppFixture {
     PlannedTrayState state;
@@ -124,12 +136,14 @@ TEST_F(PlannedListFixture, HeaderCollapsesAndFiveRowsScroll) {
     EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
     EXPECT_EQ(list->visibleRows().last()->item().title, QStringLiteral("Five"));
 
-    // Collapsing also closes an open entry row.
+    // Collapsing also closes an open entry row, and the rows fold away as they unfolded.
     state.adding = true;
     list->sync();
     QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
     EXPECT_FALSE(state.expanded);
     EXPECT_FALSE(state.adding);
+    EXPECT_TRUE(list->rowsArea()->isVisible());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !list->rowsArea()->isVisible(); }));
 }
 
 TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
@@ -171,8 +185,38 @@ TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
     EXPECT_EQ(scheduled[0].id, a.id);
     EXPECT_EQ(store->planned().size(), 2u); // scheduling alone removes nothing
 
+    // The deleted row hides under the pointer, and the row that slides under it hears the
+    // pointer enter while the list is being rebuilt.
+    OnHide enterNext;
+    enterNext.then = [&] { hover(list->row(a.id)); };
+    list->row(b.id)->installEventFilter(&enterNext);
     QTest::mouseClick(list->row(b.id)->deleteButton(), Qt::LeftButton);
     processEvents();
     EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Alpha")}));
     EXPECT_EQ(plannedJson().size(), 1);
+    const QList<PlannedRow*> rows = list->findChildren<PlannedRow*>();
+    EXPECT_EQ(std::count_if(rows.begin(), rows.end(), [](PlannedRow* r) { return r->isVisible(); }),
+              1);
+    EXPECT_EQ(list->hoveredID(), a.id);
+    EXPECT_TRUE(list->row(a.id)->pinButton()->isVisible());
+}
+
+// Deleting rows one after another with a pointer that stays put: each row that slides up under
+// it shows its buttons, so the next click deletes again instead of scheduling.
+TEST_F(PlannedListFixture, TheRowThatSlidesUnderTheRestingPointerTakesTheHover) {
+    const PlannedBlock a = planned(QStringLiteral("Alpha"));
+    const PlannedBlock b = planned(QStringLiteral("Beta"));
+    seedPlanned({a, b});
+    state.expanded = true;
+    build();
+    hover(list->row(a.id));
+    QToolButton* button = list->row(a.id)->deleteButton();
+    const QPoint pointer = button->mapToGlobal(button->rect().center());
+    QCursor::setPos(pointer);
+    QTest::mouseClick(button, Qt::LeftButton);
+    processEvents();
+    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Beta")}));
+    EXPECT_EQ(list->hoveredID(), b.id);
+    ASSERT_TRUE(list->row(b.id)->deleteButton()->isVisible());
+    EXPECT_TRUE(scheduled.empty());
 }

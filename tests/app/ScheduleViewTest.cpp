@@ -1,4 +1,5 @@
 #include "app/ScheduleView.h"
+#include "app/PanelWindow.h"
 #include "desktop/ApplicationId.h"
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
@@ -13,10 +14,12 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSlider>
 #include <QStandardPaths>
 #include <QTest>
 #include <QToolButton>
+#include <QWheelEvent>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -24,15 +27,39 @@ using namespace quillmere::test;
 namespace {
 
 struct ScheduleFixture : AppFixture {
-    std::unique_ptr<ScheduleView> view;
+    std::unique_ptr<QWidget> window; // the view itself, or the tray panel holding it
+    ScheduleView* view = nullptr;
 
     ScheduleView& build(int dayFullMs = ScheduleView::defaultDayFullMs) {
         open();
-        view = std::make_unique<ScheduleView>(*store, clock, nullptr, dayFullMs);
+        window = std::make_unique<ScheduleView>(*store, clock, nullptr, dayFullMs);
+        view = static_cast<ScheduleView*>(window.get());
         view->show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(view.get()));
-        QApplication::setActiveWindow(view.get());
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(view));
+        QApplication::setActiveWindow(view);
         return *view;
+    }
+
+    // The view in the popup panel that a click outside closes, as it opens from the tray.
+    PanelWindow& buildInPanel() {
+        open();
+        auto* panel = new PanelWindow(PanelWindow::Style::popup, [this](QWidget* parent) {
+            return view = new ScheduleView(*store, clock, parent);
+        });
+        window.reset(panel);
+        panel->open({});
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(panel));
+        return *panel;
+    }
+
+    // A click as a real pointer makes it: the release comes where the press was on the
+    // screen, even if the widget has moved away in between.
+    void clickInPlace(QWidget* widget, QPoint at) {
+        const QPoint onScreen = widget->mapToGlobal(at);
+        QTest::mousePress(widget, Qt::LeftButton, {}, at);
+        processEvents();
+        QTest::mouseRelease(widget, Qt::LeftButton, {}, widget->mapFromGlobal(onScreen));
+        processEvents();
     }
 
     void choose(const QString& item) {
@@ -126,9 +153,11 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 TEST_F(ScheduleFixture, SummaryShowsTheHintOrOneChipPerKindWithTime) {
     build();
     EXPECT_TRUE(view->summaryHint()->isVisible());
+    const int timelineTop = view->timeline()->mapTo(view, QPoint()).y();
     store->add(todayBlock(QStringLiteral("Write"), 600, 90));
     processEvents();
     EXPECT_FALSE(view->summaryHint()->isVisible());
+    EXPECT_EQ(view->timeline()->mapTo(view, QPoint()).y(), timelineTop); // no jump
     EXPECT_TRUE(view->summaryChip(WorkKind::deep)->isVisible());
     EXPECT_FALSE(view->summaryChip(WorkKind::shallow)->isVisible());
 }
@@ -199,6 +228,17 @@ TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) 
     EXPECT_TRUE(view->trayArea()->isVisible());
     EXPECT_TRUE(view->dismissLayer()->isVisible());
 
+    // The layer keeps clicks from the timeline, not the wheel.
+    QScrollBar* scroll = view->timeline()->verticalScrollBar();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return scroll->value() > 0; })); // at 08:00 once shown
+    const int before = scroll->value();
+    const QPoint at(170, 200);
+    QWheelEvent wheel(at, view->dismissLayer()->mapToGlobal(at), {}, QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(view->dismissLayer(), &wheel);
+    EXPECT_GT(scroll->value(), before);
+    EXPECT_TRUE(view->tray().adding);
+
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
     ASSERT_EQ(store->planned().size(), 1u);
@@ -216,15 +256,35 @@ TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) 
     EXPECT_EQ(store->planned().size(), 1u);
     EXPECT_FALSE(view->tray().adding);
 
-    // Scheduling a backlog item keeps a half-typed entry first.
+    // Clicking a backlog item keeps a half-typed entry first, then opens the item's draft.
     store->addPlanned(item);
     ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("  Notes for Tom  ")));
-    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
-    processEvents();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->rowsArea()->height() == 52; }));
+    clickInPlace(view->plannedList()->row(item.id), QPoint(150, 10));
     ASSERT_EQ(store->planned().size(), 3u);
     EXPECT_EQ(store->planned()[2].title, QStringLiteral("Notes for Tom"));
+    ASSERT_TRUE(view->working());
     EXPECT_EQ(view->working()->id, item.id);
     EXPECT_TRUE(view->tray().newTitle.isEmpty());
+
+    // Return in the entry row adds to the backlog; it does not save the open draft.
+    QLineEdit* entry = view->plannedList()->entryField();
+    ASSERT_TRUE(entry->hasFocus());
+    QTest::keyClicks(entry, QStringLiteral("Call Ann"));
+    QTest::keyClick(entry, Qt::Key_Return);
+    EXPECT_EQ(store->planned().size(), 4u);
+    EXPECT_FALSE(store->savedBlock(item.id));
+    EXPECT_EQ(view->selectedID(), item.id);
+}
+
+TEST_F(ScheduleFixture, ClosingThePanelKeepsATypedBacklogTitle) {
+    PanelWindow& panel = buildInPanel();
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("Renew passport")));
+    panel.close(); // what a click outside the popup does
+    ASSERT_EQ(plannedJson().size(), 1);
+    EXPECT_EQ(plannedJson()[0].toObject().value(QStringLiteral("title")).toString(),
+              QStringLiteral("Renew passport"));
+    EXPECT_FALSE(view->tray().adding);
 }
 
 TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
@@ -234,7 +294,7 @@ TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
     view->setSelectedID(write.id);
     EXPECT_TRUE(editorShown());
     std::vector<std::optional<QUuid>> seenAtClear;
-    QObject::connect(store.get(), &BlockStore::blocksChanged, view.get(),
+    QObject::connect(store.get(), &BlockStore::blocksChanged, view,
                      [&] { seenAtClear.push_back(view->selectedID()); });
     choose(QStringLiteral("Clear Today's Blocks"));
     ASSERT_EQ(seenAtClear.size(), 1u);
@@ -314,13 +374,23 @@ TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
     QFile::remove(autostart);
 }
 
-TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditorAndSaves) {
+TEST_F(ScheduleFixture, ABlockDrawnOrChosenLowOnTheTimelineStaysInViewAndReturnSavesIt) {
+    const WorkBlock late = todayBlock(QStringLiteral("Late"), 990, 60); // 16:30
+    seedBlocks({late});
     build();
-    QWidget* canvas = view->timeline()->canvas();
-    const auto at = [](Minutes m) {
-        return QPoint(150, static_cast<int>(DayTimelineView::contentTop + m / 60.0 * 64));
+    DayTimelineView* timeline = view->timeline();
+    QScrollBar* scroll = timeline->verticalScrollBar();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return scroll->value() > 0; })); // 08:00 at the top
+    const auto y = [](Minutes m) { return DayTimelineView::contentTop + m / 60.0 * 64; };
+    // The block with its 8 pt margins lies inside what the timeline shows.
+    const auto inView = [&](Minutes start, Minutes end) {
+        return scroll->value() <= y(start) - 8 &&
+               y(end) + 8 <= scroll->value() + timeline->viewport()->height();
     };
-    // Drag down from 14:00 to 15:00 on empty time.
+
+    // Drag down from 14:00 to 15:00 on empty time, low in the view.
+    QWidget* canvas = timeline->canvas();
+    const auto at = [&](Minutes m) { return QPoint(150, static_cast<int>(y(m))); };
     QTest::mousePress(canvas, Qt::LeftButton, {}, at(840) + QPoint(0, 2));
     for (Minutes m = 850; m <= 900; m += 10)
         QTest::mouseMove(canvas, at(m));
@@ -331,8 +401,20 @@ TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditorAndSaves) {
     EXPECT_EQ(view->selectedID(), view->working()->id);
     EXPECT_TRUE(view->isDraft(*view->working()));
     EXPECT_TRUE(editorShown());
-    EXPECT_TRUE(store->blocks().empty());
-    QTest::mouseClick(view->editor()->saveButton(), Qt::LeftButton);
-    ASSERT_EQ(store->blocks().size(), 1u);
-    EXPECT_EQ(store->blocks()[0].startMinutes, 840);
+    EXPECT_TRUE(inView(840, 900));
+    EXPECT_EQ(store->blocks().size(), 1u);
+
+    // Return saves from the timeline, where the drawing left the focus.
+    ASSERT_TRUE(canvas->hasFocus());
+    QTest::keyClick(canvas, Qt::Key_Return);
+    ASSERT_EQ(store->blocks().size(), 2u);
+    EXPECT_EQ(store->blocks()[1].startMinutes, 840);
+    EXPECT_TRUE(closed());
+
+    // Choosing a block below the view scrolls it into what is left once the editor is open.
+    scroll->setValue(static_cast<int>(y(480)));
+    timeline->setSelectedID(late.id);
+    processEvents();
+    EXPECT_TRUE(editorShown());
+    EXPECT_TRUE(inView(990, 1050));
 }
