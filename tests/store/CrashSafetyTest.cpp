@@ -1,4 +1,4 @@
-#include "StoreFixture.h"
+#include "support/StoreHarness.h"
 
 #include <QElapsedTimer>
 #include <QProcess>

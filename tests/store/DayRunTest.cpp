@@ -1,6 +1,9 @@
+#include "model/TimeMath.h"
+#include "store/Confirmation.h"
+#include "store/Stamping.h"
 #include "store/StatsDB.h"
 
-#include "StoreFixture.h"
+#include "support/StoreHarness.h"
 
 #include <functional>
 #include <map>
@@ -12,7 +15,7 @@ namespace {
 
 // Runs the store through simulated time the way the real clock would: a tick 0.1 s after
 // every half minute, and one at each alarm the store set, whichever comes first.
-struct DayRun : StoreFixture {
+struct DayRun : StoreHarness {
     std::multimap<QDateTime, std::function<void()>> actions;
     std::vector<QDateTime> wakes;
 
@@ -52,7 +55,6 @@ struct DayRun : StoreFixture {
     }
 };
 
-const QDate monday(2024, 3, 4);
 const QDate tuesday(2024, 3, 5);
 
 } // namespace
@@ -69,7 +71,6 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     seedBlocks({write, mail, later});
     wall.set(monday, QTime(7, 0));
     open();
-    processEvents();
 
     // Start-up stamped Monday's rules once and marked every rule as considered.
     EXPECT_EQ(stampedOn(today, standup.id), 1);
@@ -148,7 +149,6 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
     seedBlocks({makeBlock(QStringLiteral("Deep"), today, 540, 60)});
     wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
     open();
-    processEvents();
     Settings settings = store->settings();
     settings.deepWorkNoise = DeepWorkNoise::off;
     settings.nudgesEnabled = false;
@@ -177,7 +177,6 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         wall.set(day.addDays(-1), QTime(22, 0));
         clock.tick();
         open();
-        processEvents();
         runUntil(QDateTime(day.addDays(1), QTime(1, 0)));
         const QString key = day.toString(Qt::ISODate);
         EXPECT_EQ(stampedOn(key, early.id), 1);
@@ -192,7 +191,6 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     wall.set(QDate(2024, 6, 3), QTime(20, 0));
     clock.tick();
     open();
-    processEvents();
     runUntil(QDateTime(QDate(2024, 6, 3), QTime(20, 5)));
     TzGuard::set("Asia/Tokyo");
     runUntil(wall.now().addSecs(300));
@@ -205,4 +203,119 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         EXPECT_LE(stampedOn(key, noon.id), 1);
     }
     EXPECT_EQ(stampedOn(QStringLiteral("2024-06-04"), noon.id), 1);
+}
+
+TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
+    struct Case {
+        const char* label;
+        std::vector<RepeatRule> rules;
+        std::vector<WorkBlock> today;
+        QStringList stamped; // titles, in the order they were made
+    };
+    const QString key = StoreHarness::today;
+    const Weekdays monday{2};
+    const std::vector<Case> cases = {
+        {"the earlier start wins whatever the list order",
+         {makeRule(QStringLiteral("late"), 570, 60, monday),
+          makeRule(QStringLiteral("early"), 540, 60, monday)},
+         {},
+         {QStringLiteral("early")}},
+        {"equal starts keep list order",
+         {makeRule(QStringLiteral("first"), 540, 60, monday),
+          makeRule(QStringLiteral("second"), 540, 30, monday)},
+         {},
+         {QStringLiteral("first")}},
+        {"touching rules both stamp, a third over the first does not",
+         {makeRule(QStringLiteral("b"), 600, 60, monday),
+          makeRule(QStringLiteral("c"), 590, 30, monday),
+          makeRule(QStringLiteral("a"), 540, 60, monday)},
+         {},
+         {QStringLiteral("a"), QStringLiteral("b")}},
+        {"existing blocks and other weekdays",
+         {makeRule(QStringLiteral("over a block"), 700, 60, monday),
+          makeRule(QStringLiteral("after it"), 720, 30, monday),
+          makeRule(QStringLiteral("tuesday"), 900, 30, {3})},
+         {makeBlock(QStringLiteral("manual"), key, 660, 60)},
+         {QStringLiteral("after it")}},
+    };
+    for (const Case& c : cases) {
+        std::vector<RepeatRule> rules = c.rules;
+        const StampResult result = stampRules(rules, c.today, key, 2, 1234.5);
+        QStringList titles;
+        for (const WorkBlock& b : result.stamped) {
+            titles << b.title;
+            const auto rule =
+                std::find_if(c.rules.begin(), c.rules.end(),
+                             [&](const RepeatRule& r) { return r.id == b.repeatRuleID; });
+            ASSERT_NE(rule, c.rules.end()) << c.label;
+            EXPECT_EQ(b, (WorkBlock{b.id, rule->title, key, rule->startMinutes,
+                                    rule->durationMinutes, rule->kind, rule->id, 1234.5}))
+                << c.label;
+        }
+        EXPECT_EQ(titles, c.stamped) << c.label;
+        EXPECT_TRUE(result.rulesChanged) << c.label;
+        for (const RepeatRule& rule : rules)
+            EXPECT_EQ(rule.lastStampedDay, key) << c.label;
+    }
+
+    // A rule already considered today is passed over, even when its time is free.
+    std::vector<RepeatRule> considered{makeRule(QStringLiteral("x"), 540, 60, monday)};
+    considered[0].lastStampedDay = key;
+    const StampResult again = stampRules(considered, {}, key, 2, 0);
+    EXPECT_TRUE(again.stamped.empty());
+    EXPECT_FALSE(again.rulesChanged);
+}
+
+TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
+    test::TzGuard tz("Europe/Berlin");
+    const QDateTime monday(QDate(2024, 3, 4), QTime(0, 0));
+    const QDateTime end = monday.addSecs(9 * 3600);
+    const double endSeconds = TimeMath::referenceSeconds(end);
+    struct Case {
+        const char* label;
+        Minutes start, duration;
+        std::optional<double> createdAt;
+        QDateTime midnight, now;
+        bool due;
+    };
+    const Case cases[] = {
+        {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
+        {"at the end", 480, 60, {}, monday, end, true},
+        {"last moment of the window", 480, 60, {}, monday, end.addMSecs(4999), true},
+        {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
+        {"created before the end", 480, 60, endSeconds - 0.001, monday, end.addMSecs(100), true},
+        {"created at the end", 480, 60, endSeconds, monday, end.addMSecs(100), false},
+        {"created after the end", 480, 60, endSeconds + 60, monday, end.addMSecs(100), false},
+        {"yesterday's block ending at midnight",
+         1380,
+         60,
+         {},
+         monday.addDays(-1),
+         monday.addMSecs(100),
+         true},
+        {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
+    };
+    for (const Case& c : cases) {
+        WorkBlock block = makeBlock(QStringLiteral("b"), QString(), c.start, c.duration);
+        block.createdAt = c.createdAt;
+        EXPECT_EQ(Confirmation::isDue(block, c.midnight, c.now), c.due) << c.label;
+    }
+}
+
+// Boundary wakes count minutes as elapsed time from local midnight, as durations do; on the
+// days the clocks change that is an hour off the wall-clock time of the same minute.
+TEST_F(DayRun, BoundaryWakesCountElapsedMinutesFromMidnight) {
+    struct Case {
+        QDate day;
+        QTime wake;
+    };
+    for (const Case& c :
+         {Case{QDate(2024, 3, 30), QTime(10, 0)}, Case{QDate(2024, 3, 31), QTime(11, 0)},
+          Case{QDate(2024, 10, 27), QTime(9, 0)}}) {
+        const QString key = c.day.toString(Qt::ISODate);
+        seedBlocks({makeBlock(QStringLiteral("b"), key, 600, 60, WorkKind::shallow)});
+        wall.set(c.day, QTime(5, 0));
+        open();
+        EXPECT_EQ(clock.pendingWake(), QDateTime(c.day, c.wake.addMSecs(100))) << key.toStdString();
+    }
 }

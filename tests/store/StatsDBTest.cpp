@@ -1,7 +1,6 @@
 #include "store/StatsDB.h"
-#include "store/Confirmation.h"
 
-#include "StoreFixture.h"
+#include "support/StoreHarness.h"
 
 #include <sqlite3.h>
 
@@ -30,6 +29,8 @@ struct RawDB {
     }
     void exec(const char* sql) const { sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
 };
+
+using Confirming = StoreHarness;
 
 } // namespace
 
@@ -62,10 +63,6 @@ TEST(StatsDB, SchemaInsertAndLookupAgainstARealFile) {
                    "duration_minutes || '|' || typeof(journal) FROM confirmed_blocks WHERE day = "
                    "'2024-03-04'"),
         QStringList{json::uuidText(id) + QStringLiteral("|Write|deep|540|60|null")});
-    EXPECT_EQ(
-        QString::fromLatin1(StatsDB::insertSql),
-        QStringLiteral("INSERT OR IGNORE INTO confirmed_blocks\n    (id, day, title, kind, "
-                       "start_minutes, duration_minutes)\n    VALUES (?1, ?2, ?3, ?4, ?5, ?6);"));
 
     // Rows written by anyone else: a null id and text that is no identifier are skipped.
     raw.exec("CREATE TABLE IF NOT EXISTS scratch(x);"
@@ -89,26 +86,24 @@ TEST(StatsDB, AnUnopenableFileGivesNoHandleAndQuietCalls) {
     EXPECT_TRUE(stats.confirmedIDs(QStringLiteral("d")).isEmpty());
 }
 
-TEST_F(StoreFixture, ARestartOnTheSameDayReloadsTodaysConfirmedIdentifiersOnly) {
+TEST_F(Confirming, BlocksAreConfirmedUnderTheirOwnDayAndARestartReloadsTodaysOnly) {
+    // Yesterday's last block ends at midnight and is confirmed on today's first refresh.
     const WorkBlock yesterday =
-        makeBlock(QStringLiteral("y"), QStringLiteral("2024-03-03"), 480, 60);
+        makeBlock(QStringLiteral("y"), QStringLiteral("2024-03-03"), 1380, 60);
     const WorkBlock todays = makeBlock(QStringLiteral(""), today, 480, 60, WorkKind::shallow);
-    {
-        StatsDB stats(dir.file(QStringLiteral("stats.sqlite")));
-        stats.insert(Confirmation::row(yesterday));
-    }
     seedBlocks({yesterday, todays});
-    wall.set(QDate(2024, 3, 4), QTime(9, 0, 2));
+    wall.set(monday, QTime(0, 0, 1));
     open();
-    store->refreshBlock();
+    EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{yesterday.id});
+    tickAt(monday, QTime(9, 0, 2));
     EXPECT_TRUE(store->confirmedIDs().contains(todays.id));
-    store.reset();
 
-    wall.set(QDate(2024, 3, 4), QTime(12, 0));
+    wall.set(monday, QTime(12, 0));
     open();
     EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{todays.id});
     EXPECT_TRUE(store->isFrozen(todays));
     RawDB raw(dir.file(QStringLiteral("stats.sqlite")));
-    EXPECT_EQ(raw.column("SELECT title FROM confirmed_blocks WHERE day = '2024-03-04'"),
-              QStringList{QStringLiteral("Shallow Work")});
+    EXPECT_EQ(
+        raw.column("SELECT day || '|' || title FROM confirmed_blocks ORDER BY day"),
+        (QStringList{QStringLiteral("2024-03-03|y"), QStringLiteral("2024-03-04|Shallow Work")}));
 }
