@@ -10,6 +10,7 @@
 using namespace quillmere;
 using json::decode;
 using json::decodeList;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -45,8 +46,20 @@ template <typename T> void expectRoundTrip(const T& value, qsizetype keyCount) {
     EXPECT_EQ(decode<T>(encoded), value);
 }
 
-template <typename T> bool decodes(const QJsonObject& o) {
-    return decode<T>(o).has_value();
+// Each change takes a key out (Undefined) or gives it a value the form does not allow.
+template <typename T>
+void expectRejected(const T& good,
+                    std::initializer_list<std::pair<const char*, QJsonValue>> changes) {
+    const QJsonObject encoded = json::encode(good);
+    ASSERT_TRUE(decode<T>(encoded));
+    for (const auto& [key, value] : changes) {
+        QJsonObject bad = encoded;
+        if (value.isUndefined())
+            bad.remove(QLatin1StringView(key));
+        else
+            bad.insert(QLatin1StringView(key), value);
+        EXPECT_FALSE(decode<T>(bad)) << QJsonDocument(bad).toJson().toStdString();
+    }
 }
 
 } // namespace
@@ -103,59 +116,33 @@ TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysAreAccepted) {
 }
 
 TEST(JsonCodec, AnyOtherDeviationFailsTheRecord) {
-    const QJsonValue remove(QJsonValue::Undefined);
-    struct Case {
-        const char* record;
-        bool (*decodes)(const QJsonObject&);
-        QJsonObject good;
-        const char* key;
-        QJsonValue value; // Undefined takes the key out
-    };
-    const QJsonObject block = json::encode(sampleBlock());
-    const QJsonObject rule = json::encode(sampleRule());
-    const QJsonObject item = json::encode(samplePlanned());
-    const QJsonObject settings = json::encode(Settings{});
-    const std::vector<Case> cases = {
-        {"block", decodes<WorkBlock>, block, "id", remove},
-        {"block", decodes<WorkBlock>, block, "title", remove},
-        {"block", decodes<WorkBlock>, block, "day", remove},
-        {"block", decodes<WorkBlock>, block, "startMinutes", remove},
-        {"block", decodes<WorkBlock>, block, "durationMinutes", remove},
-        {"block", decodes<WorkBlock>, block, "kind", remove},
-        {"block", decodes<WorkBlock>, block, "kind", QStringLiteral("Deep")},
-        {"block", decodes<WorkBlock>, block, "kind", QStringLiteral("other")},
-        {"block", decodes<WorkBlock>, block, "startMinutes", 540.5},
-        {"block", decodes<WorkBlock>, block, "startMinutes", QStringLiteral("540")},
-        {"block", decodes<WorkBlock>, block, "startMinutes", 1e300},
-        {"block", decodes<WorkBlock>, block, "durationMinutes", QJsonValue::Null},
-        {"block", decodes<WorkBlock>, block, "title", 5},
-        {"block", decodes<WorkBlock>, block, "id", QStringLiteral("not-a-uuid")},
-        {"block", decodes<WorkBlock>, block, "id",
-         QStringLiteral("{6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0}")},
-        {"block", decodes<WorkBlock>, block, "repeatRuleID", 7},
-        {"block", decodes<WorkBlock>, block, "createdAt", QStringLiteral("2024-03-04T09:00:00Z")},
-        {"rule", decodes<RepeatRule>, rule, "weekdays", remove},
-        {"rule", decodes<RepeatRule>, rule, "weekdays", 2},
-        {"rule", decodes<RepeatRule>, rule, "weekdays", QJsonArray{2, QStringLiteral("Monday")}},
-        {"rule", decodes<RepeatRule>, rule, "weekdays", QJsonArray{2.5}},
-        {"rule", decodes<RepeatRule>, rule, "weekdays", QJsonArray{1e12}},
-        {"rule", decodes<RepeatRule>, rule, "lastStampedDay", 20240304},
-        {"planned", decodes<PlannedBlock>, item, "createdAt", remove},
-        {"planned", decodes<PlannedBlock>, item, "pinned", 1},
-        {"settings", decodes<Settings>, settings, "noiseVolume", remove},
-        {"settings", decodes<Settings>, settings, "deepWorkNoise", QStringLiteral("pink")},
-        {"settings", decodes<Settings>, settings, "chimesEnabled", 1},
-    };
-    for (const Case& c : cases) {
-        ASSERT_TRUE(c.decodes(c.good)) << c.record;
-        QJsonObject bad = c.good;
-        if (c.value.isUndefined())
-            bad.remove(QLatin1StringView(c.key));
-        else
-            bad.insert(QLatin1StringView(c.key), c.value);
-        EXPECT_FALSE(c.decodes(bad))
-            << c.record << ' ' << c.key << ' ' << QJsonDocument(bad).toJson().toStdString();
-    }
+    const QJsonValue out(QJsonValue::Undefined);
+    expectRejected(sampleBlock(), {{"id", out},
+                                   {"title", out},
+                                   {"day", out},
+                                   {"startMinutes", out},
+                                   {"durationMinutes", out},
+                                   {"kind", out},
+                                   {"kind", u"Deep"_s},
+                                   {"kind", u"other"_s},
+                                   {"startMinutes", 540.5},
+                                   {"startMinutes", u"540"_s},
+                                   {"startMinutes", 1e300},
+                                   {"durationMinutes", QJsonValue::Null},
+                                   {"title", 5},
+                                   {"id", u"not-a-uuid"_s},
+                                   {"id", u"{6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0}"_s},
+                                   {"repeatRuleID", 7},
+                                   {"createdAt", u"2024-03-04T09:00:00Z"_s}});
+    expectRejected(sampleRule(), {{"weekdays", out},
+                                  {"weekdays", 2},
+                                  {"weekdays", QJsonArray{2, u"Monday"_s}},
+                                  {"weekdays", QJsonArray{2.5}},
+                                  {"weekdays", QJsonArray{1e12}},
+                                  {"lastStampedDay", 20240304}});
+    expectRejected(samplePlanned(), {{"createdAt", out}, {"pinned", 1}});
+    expectRejected(Settings{},
+                   {{"noiseVolume", out}, {"deepWorkNoise", u"pink"_s}, {"chimesEnabled", 1}});
     EXPECT_FALSE(json::decodeSettingsFile(QByteArray("[]")));
 }
 

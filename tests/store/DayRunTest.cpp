@@ -10,6 +10,7 @@
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -206,60 +207,40 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
 }
 
 TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
-    struct Case {
-        const char* label;
-        std::vector<RepeatRule> rules;
-        std::vector<WorkBlock> today;
-        QStringList stamped; // titles, in the order they were made
-    };
     const QString key = StoreHarness::today;
-    const Weekdays monday{2};
-    const std::vector<Case> cases = {
-        {"the earlier start wins whatever the list order",
-         {makeRule(QStringLiteral("late"), 570, 60, monday),
-          makeRule(QStringLiteral("early"), 540, 60, monday)},
-         {},
-         {QStringLiteral("early")}},
-        {"equal starts keep list order",
-         {makeRule(QStringLiteral("first"), 540, 60, monday),
-          makeRule(QStringLiteral("second"), 540, 30, monday)},
-         {},
-         {QStringLiteral("first")}},
-        {"touching rules both stamp, a third over the first does not",
-         {makeRule(QStringLiteral("b"), 600, 60, monday),
-          makeRule(QStringLiteral("c"), 590, 30, monday),
-          makeRule(QStringLiteral("a"), 540, 60, monday)},
-         {},
-         {QStringLiteral("a"), QStringLiteral("b")}},
-        {"existing blocks and other weekdays",
-         {makeRule(QStringLiteral("over a block"), 700, 60, monday),
-          makeRule(QStringLiteral("after it"), 720, 30, monday),
-          makeRule(QStringLiteral("tuesday"), 900, 30, {3})},
-         {makeBlock(QStringLiteral("manual"), key, 660, 60)},
-         {QStringLiteral("after it")}},
+    const auto rule = [](const char* title, Minutes start, Minutes duration, int weekday = 2) {
+        return makeRule(QString::fromLatin1(title), start, duration, {weekday});
     };
-    for (const Case& c : cases) {
-        std::vector<RepeatRule> rules = c.rules;
-        const StampResult result = stampRules(rules, c.today, key, 2, 1234.5);
+    const std::pair<std::vector<RepeatRule>, QStringList> cases[] = {
+        // The earlier start wins whatever the list order; equal starts keep list order.
+        {{rule("late", 570, 60), rule("early", 540, 60)}, {u"early"_s}},
+        {{rule("first", 540, 60), rule("second", 540, 30)}, {u"first"_s}},
+        // Touching rules both stamp; one over a block stamped earlier in the pass does not.
+        {{rule("b", 600, 60), rule("c", 590, 30), rule("a", 540, 60)}, {u"a"_s, u"b"_s}},
+        // Nor does one over an existing block, nor one for another weekday.
+        {{rule("over", 700, 60), rule("after", 720, 30), rule("tue", 900, 30, 3)}, {u"after"_s}},
+    };
+    const std::vector<WorkBlock> existing{makeBlock(u"manual"_s, key, 660, 60)};
+    for (const auto& [given, stamped] : cases) {
+        std::vector<RepeatRule> rules = given;
+        const StampResult result = stampRules(rules, existing, key, 2, 1234.5);
         QStringList titles;
         for (const WorkBlock& b : result.stamped) {
             titles << b.title;
-            const auto rule =
-                std::find_if(c.rules.begin(), c.rules.end(),
-                             [&](const RepeatRule& r) { return r.id == b.repeatRuleID; });
-            ASSERT_NE(rule, c.rules.end()) << c.label;
-            EXPECT_EQ(b, (WorkBlock{b.id, rule->title, key, rule->startMinutes,
-                                    rule->durationMinutes, rule->kind, rule->id, 1234.5}))
-                << c.label;
+            const RepeatRule& r =
+                *std::find_if(given.begin(), given.end(),
+                              [&](const RepeatRule& r) { return r.title == b.title; });
+            EXPECT_EQ(b, (WorkBlock{b.id, r.title, key, r.startMinutes, r.durationMinutes, r.kind,
+                                    r.id, 1234.5}));
         }
-        EXPECT_EQ(titles, c.stamped) << c.label;
-        EXPECT_TRUE(result.rulesChanged) << c.label;
-        for (const RepeatRule& rule : rules)
-            EXPECT_EQ(rule.lastStampedDay, key) << c.label;
+        EXPECT_EQ(titles, stamped);
+        EXPECT_TRUE(result.rulesChanged);
+        for (const RepeatRule& r : rules)
+            EXPECT_EQ(r.lastStampedDay, key) << r.title.toStdString();
     }
 
     // A rule already considered today is passed over, even when its time is free.
-    std::vector<RepeatRule> considered{makeRule(QStringLiteral("x"), 540, 60, monday)};
+    std::vector<RepeatRule> considered{rule("x", 540, 60)};
     considered[0].lastStampedDay = key;
     const StampResult again = stampRules(considered, {}, key, 2, 0);
     EXPECT_TRUE(again.stamped.empty());
@@ -267,9 +248,10 @@ TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
 }
 
 TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
-    test::TzGuard tz("Europe/Berlin");
+    TzGuard tz("Europe/Berlin");
     const QDateTime monday(QDate(2024, 3, 4), QTime(0, 0));
-    const QDateTime end = monday.addSecs(9 * 3600);
+    const QDateTime end = monday.addSecs(9 * 3600); // of a block from 8:00 to 9:00
+    const QDateTime soon = end.addMSecs(100);
     const double endSeconds = TimeMath::referenceSeconds(end);
     struct Case {
         const char* label;
@@ -281,22 +263,16 @@ TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater)
     const Case cases[] = {
         {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
         {"at the end", 480, 60, {}, monday, end, true},
-        {"last moment of the window", 480, 60, {}, monday, end.addMSecs(4999), true},
+        {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
         {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
-        {"created before the end", 480, 60, endSeconds - 0.001, monday, end.addMSecs(100), true},
-        {"created at the end", 480, 60, endSeconds, monday, end.addMSecs(100), false},
-        {"created after the end", 480, 60, endSeconds + 60, monday, end.addMSecs(100), false},
-        {"yesterday's block ending at midnight",
-         1380,
-         60,
-         {},
-         monday.addDays(-1),
-         monday.addMSecs(100),
-         true},
+        {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
+        {"created at the end", 480, 60, endSeconds, monday, soon, false},
+        {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
+        {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
         {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
     };
     for (const Case& c : cases) {
-        WorkBlock block = makeBlock(QStringLiteral("b"), QString(), c.start, c.duration);
+        WorkBlock block = makeBlock(u"b"_s, QString(), c.start, c.duration);
         block.createdAt = c.createdAt;
         EXPECT_EQ(Confirmation::isDue(block, c.midnight, c.now), c.due) << c.label;
     }

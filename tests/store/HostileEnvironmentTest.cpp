@@ -10,13 +10,14 @@
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
-// with the right to mount, which CI machines have.
 using HostileEnvironment = StoreHarness;
 
+// A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
+// with the right to mount, which CI machines have.
 class SmallTmpfs {
 public:
     SmallTmpfs(const QString& path, const char* options) : m_path(path.toLocal8Bit()) {
@@ -35,11 +36,6 @@ private:
     QByteArray m_path;
     bool m_mounted = false;
 };
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 } // namespace
 
@@ -61,59 +57,39 @@ TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
     EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("nowhere"))));
 }
 
-TEST_F(HostileEnvironment, AFullDiskKeepsTheLastCompleteFile) {
+TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting a small tmpfs needs root";
-    const QString folder = dir.file(QStringLiteral("small"));
-    QDir().mkpath(folder);
-    SmallTmpfs disk(folder, "size=64k");
+    SmallTmpfs disk(dir.path(), "size=64k");
     if (!disk.mounted())
         GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
-    store = std::make_unique<BlockStore>(clock, aids, folder);
+    open();
     std::vector<WorkBlock> lastSaved;
-    bool full = false;
-    for (int i = 0; i < 2000 && !full; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         store->add(makeBlock(QStringLiteral("block %1 ").arg(i).repeated(4), today, i % 1440, 1));
-        const auto onDisk =
-            json::decodeList<WorkBlock>(readAll(folder + QStringLiteral("/blocks.json")));
-        ASSERT_TRUE(onDisk) << "blocks.json was damaged by a full disk";
-        if (*onDisk == store->blocks())
-            lastSaved = *onDisk;
-        else
-            full = true;
+        const auto saved = json::decodeList<WorkBlock>(dir.read(u"blocks.json"_s).value_or(""));
+        ASSERT_TRUE(saved) << "blocks.json was damaged by a full disk";
+        if (*saved != store->blocks())
+            break;
+        lastSaved = *saved;
     }
-    ASSERT_TRUE(full) << "the disk never filled up";
     // The program keeps running with everything in memory; the file holds the last state that fit.
-    EXPECT_GT(store->blocks().size(), lastSaved.size());
-    EXPECT_EQ(json::decodeList<WorkBlock>(readAll(folder + QStringLiteral("/blocks.json"))),
-              lastSaved);
-}
+    ASSERT_GT(store->blocks().size(), lastSaved.size()) << "the disk never filled up";
+    EXPECT_EQ(blocksOnDisk(), lastSaved);
 
-TEST_F(HostileEnvironment, AReadOnlyFolderIsReadAndNeverWritten) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "a read-only mount needs root";
-    const QString folder = dir.file(QStringLiteral("ro"));
-    QDir().mkpath(folder);
-    SmallTmpfs disk(folder, "size=1m");
-    if (!disk.mounted())
-        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
-    const WorkBlock block = makeBlock(QStringLiteral("saved"), today, 600, 60);
-    const QByteArray bytes = json::encodeList(std::vector<WorkBlock>{block});
-    {
-        QFile f(folder + QStringLiteral("/blocks.json"));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    }
+    // Read-only now: what was saved is read, and no change is ever written.
+    store.reset();
     ASSERT_TRUE(disk.remountReadOnly());
-    store = std::make_unique<BlockStore>(clock, aids, folder);
-    EXPECT_EQ(store->blocks(), std::vector<WorkBlock>{block});
-    store->deleteBlock(block.id);
-    Settings s;
-    s.chimesEnabled = false;
-    store->setSettings(s);
-    EXPECT_TRUE(store->blocks().empty());
-    EXPECT_EQ(readAll(folder + QStringLiteral("/blocks.json")), bytes);
-    EXPECT_FALSE(QFileInfo::exists(folder + QStringLiteral("/settings.json")));
+    const QByteArray bytes = dir.read(u"blocks.json"_s).value();
+    open();
+    EXPECT_EQ(store->blocks(), lastSaved);
+    store->deleteBlock(lastSaved.front().id);
+    Settings quiet;
+    quiet.chimesEnabled = false;
+    store->setSettings(quiet);
+    EXPECT_EQ(store->blocks().size(), lastSaved.size() - 1);
+    EXPECT_EQ(dir.read(u"blocks.json"_s), bytes);
+    EXPECT_FALSE(dir.exists(u"settings.json"_s));
 }
 
 TEST_F(HostileEnvironment, AStatisticsDatabaseLockedByAnotherProcess) {
