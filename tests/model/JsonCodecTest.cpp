@@ -18,21 +18,13 @@ const QUuid blockId = QUuid::fromString(QStringLiteral("6F1D2C3B-4A59-4867-9786-
 const QUuid ruleId = QUuid::fromString(QStringLiteral("0A1B2C3D-4E5F-4061-8273-94A5B6C7D8E9"));
 
 WorkBlock sampleBlock() {
-    return WorkBlock{blockId,
-                     QStringLiteral("Write"),
-                     QStringLiteral("2024-03-04"),
-                     540,
-                     90,
-                     WorkKind::deep,
-                     ruleId,
-                     731232000.25};
+    return {blockId, u"Write"_s, u"2024-03-04"_s, 540, 90, WorkKind::deep, ruleId, 731232000.25};
 }
 RepeatRule sampleRule() {
-    return RepeatRule{ruleId, QStringLiteral("Standup"),   WorkKind::shallow, 540, 15,
-                      {2, 3}, QStringLiteral("2024-03-04")};
+    return {ruleId, u"Standup"_s, WorkKind::shallow, 540, 15, {2, 3}, u"2024-03-04"_s};
 }
 PlannedBlock samplePlanned() {
-    return PlannedBlock{blockId, QStringLiteral("Inbox"), WorkKind::deep, 1000.5, true};
+    return {blockId, u"Inbox"_s, WorkKind::deep, 1000.5, true};
 }
 
 QJsonObject object(const char* text) {
@@ -65,20 +57,12 @@ void expectRejected(const T& good,
 } // namespace
 
 TEST(JsonCodec, EveryRecordRoundTripsAndLeavesAbsentOptionalKeysOut) {
-    WorkBlock bare = sampleBlock();
-    bare.repeatRuleID.reset();
-    bare.createdAt.reset();
-    RepeatRule unstamped = sampleRule();
-    unstamped.lastStampedDay.reset();
-    PlannedBlock unpinned = samplePlanned();
-    unpinned.pinned.reset();
-    PlannedBlock pinnedFalse = samplePlanned();
-    pinnedFalse.pinned = false; // kept apart from absent: unpinning takes the key out
-    Settings custom;
-    custom.chimesEnabled = false;
-    custom.deepWorkNoise = DeepWorkNoise::off;
-    custom.noiseVolume = 0.35;
-
+    const WorkBlock bare{blockId, {}, u"2024-03-04"_s, 0, 90, WorkKind::shallow, {}, {}};
+    const RepeatRule unstamped{ruleId, {}, WorkKind::deep, -5, 15, {}, {}};
+    const PlannedBlock unpinned{blockId, u"Inbox"_s, WorkKind::deep, 1000.5, {}};
+    // Not pinned is kept apart from absent: unpinning takes the key out.
+    const PlannedBlock pinnedFalse{blockId, u"Inbox"_s, WorkKind::deep, 1000.5, false};
+    const Settings custom{false, DeepWorkNoise::off, 0.35, true, false};
     expectRoundTrip(sampleBlock(), 8);
     expectRoundTrip(bare, 6);
     expectRoundTrip(sampleRule(), 7);

@@ -93,7 +93,7 @@ TEST_F(Editing, ClearTodayKeepsTheRunningDeepBlockAndConfirmedOnes) {
     EXPECT_EQ(blocksOnDisk(), store->blocks());
 }
 
-TEST_F(Editing, SetRepeatCreatesUpdatesAndRemovesTheRule) {
+TEST_F(Editing, SetRepeatCreatesUpdatesAndRemovesTheRuleAndReplacesALostOne) {
     const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 600, 60);
     seedBlocks({block});
     open();
@@ -130,31 +130,22 @@ TEST_F(Editing, SetRepeatCreatesUpdatesAndRemovesTheRule) {
     seedBlocks({});
     store->setRepeat({}, block.id);
     EXPECT_TRUE(blocksOnDisk().empty());
-}
 
-TEST_F(Editing, ABlockWhoseRuleWasLostGetsANewOneOrLetsGoOfIt) {
-    const RepeatRule other = makeRule(QStringLiteral("other"), 900, 30, {5});
-    WorkBlock orphan = makeBlock(QStringLiteral("Write"), today, 600, 60);
+    // The block's rule was lost: new days make a new rule, no days only let go of the id.
+    WorkBlock orphan = *store->savedBlock(block.id);
     orphan.repeatRuleID = QUuid::createUuid();
-    WorkBlock secondOrphan = orphan;
-    secondOrphan.id = QUuid::createUuid();
-    seedRules({other});
-    seedBlocks({orphan, secondOrphan});
-    open();
-    EXPECT_TRUE(store->repeatDays(orphan.id).empty());
-
-    store->setRepeat({3}, orphan.id);
-    ASSERT_EQ(store->rules().size(), 2u);
-    const RepeatRule made = store->rules().back();
-    EXPECT_NE(made.id, *orphan.repeatRuleID);
-    EXPECT_EQ(made.weekdays, Weekdays{3});
-    EXPECT_EQ(store->savedBlock(orphan.id)->repeatRuleID, made.id);
+    store->update(orphan);
+    EXPECT_TRUE(store->repeatDays(block.id).empty());
+    store->setRepeat({3}, block.id);
+    ASSERT_EQ(store->rules().size(), 1u);
+    EXPECT_NE(store->rules().front().id, orphan.repeatRuleID);
+    EXPECT_EQ(store->rules().front().weekdays, Weekdays{3});
+    EXPECT_EQ(store->savedBlock(block.id)->repeatRuleID, store->rules().front().id);
     EXPECT_EQ(rulesOnDisk(), store->rules());
-    EXPECT_EQ(blocksOnDisk(), store->blocks());
-
-    store->setRepeat({}, secondOrphan.id);
-    EXPECT_FALSE(store->savedBlock(secondOrphan.id)->repeatRuleID);
-    EXPECT_EQ(store->rules().size(), 2u);
+    store->update(orphan);
+    store->setRepeat({}, block.id);
+    EXPECT_FALSE(store->savedBlock(block.id)->repeatRuleID);
+    EXPECT_EQ(store->rules().size(), 1u);
     EXPECT_EQ(blocksOnDisk(), store->blocks());
 }
 
