@@ -25,11 +25,7 @@ build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
 run: build
-	@if [ -x $(BUILD)/bin/quillmere ]; then \
-		exec $(BUILD)/bin/quillmere; \
-	else \
-		echo "Everything there is has been built, but the program itself (quillmere) is not built yet."; \
-	fi
+	@exec $(BUILD)/bin/quillmere
 
 test: test-deps build
 	@cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --no-tests=error --output-on-failure -j $(JOBS)
