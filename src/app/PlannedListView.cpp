@@ -6,6 +6,7 @@
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
 
+#include <QApplication>
 #include <QEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -17,6 +18,8 @@
 #include <QScrollBar>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <utility>
 
 #include "ui/Palette.h"
 
@@ -136,7 +139,11 @@ void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
 void PlannedEntryField::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
     // A menu opening over the panel borrows the keyboard for a moment; the row stays open.
-    if (event->reason() != Qt::PopupFocusReason && onFocusLost)
+    // The panel's own popup closing is a loss like any other.
+    const QWidget* popup = QApplication::activePopupWidget();
+    const bool borrowed =
+        event->reason() == Qt::PopupFocusReason && popup != nullptr && popup != window();
+    if (!borrowed && onFocusLost)
         onFocusLost();
 }
 
@@ -162,7 +169,6 @@ PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
 
 void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
     m_item = item;
-    m_hovered = hovered;
     m_pending = pending;
     m_swatch->setKind(item.kind);
     elideTitle();
@@ -171,6 +177,16 @@ void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
         item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
     m_pin->setToolTip(pinHelp(item));
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("xmark.circle.fill"), ink));
+    m_pin->setVisible(hovered);
+    m_delete->setVisible(hovered);
+    m_hovered = hovered;
+    update();
+}
+
+void PlannedRow::setHovered(bool hovered) {
+    if (hovered == m_hovered)
+        return;
+    m_hovered = hovered;
     m_pin->setVisible(hovered);
     m_delete->setVisible(hovered);
     update();
@@ -205,8 +221,18 @@ void PlannedRow::leaveEvent(QEvent* event) {
     QWidget::leaveEvent(event);
 }
 
+void PlannedRow::mousePressEvent(QMouseEvent* event) {
+    m_pressedOnScreen = QRect(mapToGlobal(QPoint(0, 0)), size());
+    QWidget::mousePressEvent(event);
+}
+
 void PlannedRow::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && rect().contains(event->position().toPoint()))
+    // The press may make the list move (a kept entry title closes its row); a release where
+    // the row was pressed on the screen is still a click on it.
+    const bool inside = rect().contains(event->position().toPoint()) ||
+                        m_pressedOnScreen.contains(event->globalPosition().toPoint());
+    m_pressedOnScreen = {};
+    if (event->button() == Qt::LeftButton && inside)
         m_list.scheduleRow(m_item);
     QWidget::mouseReleaseEvent(event);
 }
@@ -254,6 +280,9 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     m_rowsArea->setWidgetResizable(true);
     m_rowsArea->setFrameShape(QFrame::NoFrame);
     m_rowsArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // A click on a row must leave the keyboard where it is: taking it from the entry row
+    // would close that row under the pointer, between the press and the release.
+    m_rowsArea->setFocusPolicy(Qt::NoFocus);
     m_rowsArea->viewport()->setAutoFillBackground(false);
     m_rowsHost->setAutoFillBackground(false);
     stack->addWidget(m_rowsArea);
@@ -330,6 +359,22 @@ void PlannedListView::openEntry() {
 }
 
 void PlannedListView::syncRows() {
+    // Hiding or showing a row under the pointer makes Qt send enter and leave events, and
+    // those come back here. A rebuild asked for while one runs is done once it has finished,
+    // never in the middle of it.
+    if (m_syncingRows) {
+        m_rowsDirty = true;
+        return;
+    }
+    m_syncingRows = true;
+    do {
+        m_rowsDirty = false;
+        rebuildRows();
+    } while (m_rowsDirty);
+    m_syncingRows = false;
+}
+
+void PlannedListView::rebuildRows() {
     const auto& planned = m_store.planned();
     QHash<QUuid, PlannedRow*> keep;
     while (m_rowsLayout->count() > 0)
@@ -340,16 +385,19 @@ void PlannedListView::syncRows() {
             row = new PlannedRow(*this, m_rowsHost);
         row->setItem(item, m_hoveredID == item.id, m_pendingID == item.id);
         m_rowsLayout->addWidget(row);
-        row->show();
         keep.insert(item.id, row);
     }
     m_rowsLayout->addStretch(1);
+    // The new list is complete before any row is shown or hidden, so whatever those events
+    // set off sees whole rows only.
+    const QHash<QUuid, PlannedRow*> gone = std::exchange(m_rows, keep);
+    for (PlannedRow* row : std::as_const(keep))
+        row->show();
     // A row may be the one whose button is being clicked right now.
-    for (PlannedRow* gone : std::as_const(m_rows)) {
-        gone->hide();
-        gone->deleteLater();
+    for (PlannedRow* row : gone) {
+        row->hide();
+        row->deleteLater();
     }
-    m_rows = keep;
 
     const int count = static_cast<int>(planned.size());
     const bool scrolls = count >= scrollFrom;
@@ -408,7 +456,7 @@ void PlannedListView::cancelNew() {
 
 void PlannedListView::rowEntered(const QUuid& id) {
     m_hoveredID = id;
-    syncRows();
+    showHover();
 }
 
 void PlannedListView::rowLeft(const QUuid& id) {
@@ -416,7 +464,14 @@ void PlannedListView::rowLeft(const QUuid& id) {
     if (m_hoveredID != id)
         return;
     m_hoveredID.reset();
-    syncRows();
+    showHover();
+}
+
+void PlannedListView::showHover() {
+    // A copy: a button shown or hidden here may set off events that rebuild the rows.
+    const QHash<QUuid, PlannedRow*> rows = m_rows;
+    for (auto it = rows.cbegin(); it != rows.cend(); ++it)
+        it.value()->setHovered(m_hoveredID == it.key());
 }
 
 void PlannedListView::scheduleRow(const PlannedBlock& item) {
@@ -441,6 +496,14 @@ void PlannedListView::togglePin(const PlannedBlock& item) {
 
 void PlannedListView::removeRow(const PlannedBlock& item) {
     m_store.removePlanned(item.id);
+}
+
+void PlannedListView::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    // The panel closing takes the row away; what was typed into it is kept, as on any other
+    // loss of focus.
+    if (m_state.adding)
+        commitNew();
 }
 
 PlannedRow* PlannedListView::row(const QUuid& id) const {

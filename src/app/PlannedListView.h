@@ -74,6 +74,7 @@ public:
     PlannedRow(PlannedListView& list, QWidget* parent);
 
     void setItem(const PlannedBlock& item, bool hovered, bool pending);
+    void setHovered(bool hovered);
     const PlannedBlock& item() const { return m_item; }
     bool isPending() const { return m_pending; }
 
@@ -85,6 +86,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
@@ -95,6 +97,7 @@ private:
     PlannedBlock m_item;
     bool m_hovered = false;
     bool m_pending = false;
+    QRect m_pressedOnScreen;
     KindSwatch* m_swatch;
     QLabel* m_title;
     QToolButton* m_pin;
@@ -149,12 +152,15 @@ public:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void changed();
     void toggleExpanded();
     void openEntry();
     void syncRows();
+    void rebuildRows();
+    void showHover();
 
     BlockStore& m_store;
     PlannedTrayState& m_state;
@@ -173,6 +179,8 @@ private:
     QVBoxLayout* m_rowsLayout;
     QHash<QUuid, PlannedRow*> m_rows;
     bool m_entryWasOpen = false;
+    bool m_syncingRows = false;
+    bool m_rowsDirty = false;
     QPointer<QPropertyAnimation> m_unfolding;
 };
 

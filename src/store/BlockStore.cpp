@@ -90,13 +90,13 @@ void BlockStore::loadFiles() {
 
     if (const auto bytes = readFile(blocksFile()))
         if (auto blocks = json::decodeList<WorkBlock>(*bytes))
-            setBlocks(std::move(*blocks));
+            m_blocks = std::move(*blocks);
     if (const auto bytes = readFile(rulesFile()))
         if (auto rules = json::decodeList<RepeatRule>(*bytes))
-            setRules(std::move(*rules));
+            m_rules = std::move(*rules);
     if (const auto bytes = readFile(plannedFile()))
         if (auto planned = json::decodeList<PlannedBlock>(*bytes))
-            setPlanned(std::move(*planned));
+            m_planned = std::move(*planned);
 }
 
 QString BlockStore::blocksFile() const {
@@ -129,29 +129,44 @@ Minutes BlockStore::wallMinutes() const {
 
 // ---- published state and saving ----
 
-void BlockStore::setBlocks(std::vector<WorkBlock> blocks) {
+// Persist, then announce: every change is on disk before any observer hears of it, so an
+// observer that fails (or takes the process down) can never cost the user the change.
+void BlockStore::commitBlocks(std::vector<WorkBlock> blocks) {
     m_blocks = std::move(blocks);
+    save();
     Q_EMIT blocksChanged();
 }
 
-void BlockStore::setRules(std::vector<RepeatRule> rules) {
+void BlockStore::commitRules(std::vector<RepeatRule> rules) {
     m_rules = std::move(rules);
+    saveRules();
     Q_EMIT rulesChanged();
 }
 
-void BlockStore::setPlanned(std::vector<PlannedBlock> planned) {
+void BlockStore::commitRulesAndBlocks(std::vector<RepeatRule> rules,
+                                      std::vector<WorkBlock> blocks) {
+    m_rules = std::move(rules);
+    m_blocks = std::move(blocks);
+    saveRules();
+    save();
+    Q_EMIT rulesChanged();
+    Q_EMIT blocksChanged();
+}
+
+void BlockStore::commitPlanned(std::vector<PlannedBlock> planned) {
     m_planned = std::move(planned);
+    savePlanned();
     Q_EMIT plannedChanged();
 }
 
 void BlockStore::setSettings(const Settings& settings) {
-    const Settings before = m_settings;
+    const bool changed = settings != m_settings;
     m_settings = settings;
-    Q_EMIT settingsChanged();
-    if (before != m_settings) {
+    if (changed) {
         saveSettings();
         m_clock.requestTick();
     }
+    Q_EMIT settingsChanged();
 }
 
 void BlockStore::save() {
@@ -182,8 +197,7 @@ void BlockStore::pruneOldDays() {
                  [&](const WorkBlock& b) { return b.day >= cutoffKey; });
     if (kept.size() == m_blocks.size())
         return;
-    setBlocks(std::move(kept));
-    save();
+    commitBlocks(std::move(kept));
 }
 
 // ---- queries and editing rules ----
@@ -237,22 +251,19 @@ void BlockStore::update(const WorkBlock& block) {
         return;
     std::vector<WorkBlock> blocks = m_blocks;
     blocks[*index] = block;
-    setBlocks(std::move(blocks));
-    save();
+    commitBlocks(std::move(blocks));
 }
 
 void BlockStore::add(const WorkBlock& block) {
     std::vector<WorkBlock> blocks = m_blocks;
     blocks.push_back(block);
-    setBlocks(std::move(blocks));
-    save();
+    commitBlocks(std::move(blocks));
 }
 
 void BlockStore::deleteBlock(const QUuid& id) {
     std::vector<WorkBlock> blocks = m_blocks;
     std::erase_if(blocks, [&](const WorkBlock& b) { return b.id == id; });
-    setBlocks(std::move(blocks));
-    save();
+    commitBlocks(std::move(blocks));
 }
 
 void BlockStore::clearToday() {
@@ -263,8 +274,7 @@ void BlockStore::clearToday() {
             keep.insert(block.id);
     std::vector<WorkBlock> blocks = m_blocks;
     std::erase_if(blocks, [&](const WorkBlock& b) { return b.day == key && !keep.contains(b.id); });
-    setBlocks(std::move(blocks));
-    save();
+    commitBlocks(std::move(blocks));
 }
 
 Minutes BlockStore::totalMinutesToday(WorkKind kind) const {
@@ -361,12 +371,9 @@ void BlockStore::setRepeat(const Weekdays& days, const QUuid& blockID) {
             return;
         std::vector<RepeatRule> rules = m_rules;
         std::erase_if(rules, [&](const RepeatRule& r) { return r.id == *block.repeatRuleID; });
-        setRules(std::move(rules));
         std::vector<WorkBlock> blocks = m_blocks;
         blocks[index].repeatRuleID.reset();
-        setBlocks(std::move(blocks));
-        saveRules();
-        save();
+        commitRulesAndBlocks(std::move(rules), std::move(blocks));
         return;
     }
 
@@ -379,8 +386,7 @@ void BlockStore::setRepeat(const Weekdays& days, const QUuid& blockID) {
             changed.startMinutes = block.startMinutes;
             changed.durationMinutes = block.durationMinutes;
             changed.weekdays = days;
-            setRules(std::move(rules));
-            saveRules();
+            commitRules(std::move(rules));
             return;
         }
     }
@@ -390,12 +396,9 @@ void BlockStore::setRepeat(const Weekdays& days, const QUuid& blockID) {
                           block.durationMinutes, days,        todayKey()};
     std::vector<RepeatRule> rules = m_rules;
     rules.push_back(rule);
-    setRules(std::move(rules));
     std::vector<WorkBlock> blocks = m_blocks;
     blocks[index].repeatRuleID = rule.id;
-    setBlocks(std::move(blocks));
-    saveRules();
-    save();
+    commitRulesAndBlocks(std::move(rules), std::move(blocks));
 }
 
 // ---- backlog ----
@@ -403,8 +406,7 @@ void BlockStore::setRepeat(const Weekdays& days, const QUuid& blockID) {
 void BlockStore::addPlanned(const PlannedBlock& item) {
     std::vector<PlannedBlock> planned = m_planned;
     planned.push_back(item);
-    setPlanned(std::move(planned));
-    savePlanned();
+    commitPlanned(std::move(planned));
 }
 
 void BlockStore::updatePlanned(const PlannedBlock& item) {
@@ -413,8 +415,7 @@ void BlockStore::updatePlanned(const PlannedBlock& item) {
         return;
     std::vector<PlannedBlock> planned = m_planned;
     planned[*index] = item;
-    setPlanned(std::move(planned));
-    savePlanned();
+    commitPlanned(std::move(planned));
 }
 
 void BlockStore::removePlanned(const QUuid& id) {
@@ -422,8 +423,7 @@ void BlockStore::removePlanned(const QUuid& id) {
         return;
     std::vector<PlannedBlock> planned = m_planned;
     std::erase_if(planned, [&](const PlannedBlock& p) { return p.id == id; });
-    setPlanned(std::move(planned));
-    savePlanned();
+    commitPlanned(std::move(planned));
 }
 
 // ---- the day's refresh ----
@@ -434,16 +434,17 @@ void BlockStore::materializeRepeats() {
     StampResult result =
         stampRules(rules, todayBlocks(), TimeMath::dayKey(instant), TimeMath::weekday(instant),
                    TimeMath::referenceSeconds(instant));
-    if (result.rulesChanged) {
-        setRules(std::move(rules));
-        saveRules();
+    if (result.stamped.empty()) {
+        if (result.rulesChanged)
+            commitRules(std::move(rules));
+        return;
     }
-    if (!result.stamped.empty()) {
-        std::vector<WorkBlock> blocks = m_blocks;
-        blocks.insert(blocks.end(), result.stamped.begin(), result.stamped.end());
-        setBlocks(std::move(blocks));
-        save();
-    }
+    std::vector<WorkBlock> blocks = m_blocks;
+    blocks.insert(blocks.end(), result.stamped.begin(), result.stamped.end());
+    if (result.rulesChanged)
+        commitRulesAndBlocks(std::move(rules), std::move(blocks));
+    else
+        commitBlocks(std::move(blocks));
 }
 
 void BlockStore::refreshBlock() {

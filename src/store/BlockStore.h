@@ -38,7 +38,7 @@ public:
                QObject* parent = nullptr);
     ~BlockStore() override;
 
-    // Published state. Every assignment of a list or the settings is announced.
+    // Published state. Every change of a list or the settings is saved first, then announced.
     const std::vector<WorkBlock>& blocks() const { return m_blocks; }
     std::optional<WorkKind> currentKind() const { return m_currentKind; }
     const std::vector<RepeatRule>& rules() const { return m_rules; }
@@ -111,9 +111,11 @@ Q_SIGNALS:
     void settingsChanged();
 
 private:
-    void setBlocks(std::vector<WorkBlock> blocks);
-    void setRules(std::vector<RepeatRule> rules);
-    void setPlanned(std::vector<PlannedBlock> planned);
+    // Each replaces a list, writes its file and only then announces the change.
+    void commitBlocks(std::vector<WorkBlock> blocks);
+    void commitRules(std::vector<RepeatRule> rules);
+    void commitRulesAndBlocks(std::vector<RepeatRule> rules, std::vector<WorkBlock> blocks);
+    void commitPlanned(std::vector<PlannedBlock> planned);
     void saveRules();
     void savePlanned();
     void saveSettings();

@@ -14,6 +14,17 @@ using namespace quillmere::test;
 
 namespace {
 
+// Runs `then` when the watched widget hides, as Qt's own enter and leave events for a pointer
+// that stays put do.
+struct OnHide final : QObject {
+    std::function<void()> then;
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Hide && then)
+            then();
+        return false;
+    }
+};
+
 struct PlannedListFixture : AppFixture {
     PlannedTrayState state;
     std::unique_ptr<QWidget> window;
@@ -171,8 +182,18 @@ TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
     EXPECT_EQ(scheduled[0].id, a.id);
     EXPECT_EQ(store->planned().size(), 2u); // scheduling alone removes nothing
 
+    // The deleted row hides under the pointer, and the row that slides under it hears the
+    // pointer enter while the list is being rebuilt.
+    OnHide enterNext;
+    enterNext.then = [&] { hover(list->row(a.id)); };
+    list->row(b.id)->installEventFilter(&enterNext);
     QTest::mouseClick(list->row(b.id)->deleteButton(), Qt::LeftButton);
     processEvents();
     EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Alpha")}));
     EXPECT_EQ(plannedJson().size(), 1);
+    const QList<PlannedRow*> rows = list->findChildren<PlannedRow*>();
+    EXPECT_EQ(std::count_if(rows.begin(), rows.end(), [](PlannedRow* r) { return r->isVisible(); }),
+              1);
+    EXPECT_EQ(list->hoveredID(), a.id);
+    EXPECT_TRUE(list->row(a.id)->pinButton()->isVisible());
 }

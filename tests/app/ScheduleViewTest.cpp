@@ -1,4 +1,5 @@
 #include "app/ScheduleView.h"
+#include "app/PanelWindow.h"
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
 
@@ -20,15 +21,39 @@ using namespace quillmere::test;
 namespace {
 
 struct ScheduleFixture : AppFixture {
-    std::unique_ptr<ScheduleView> view;
+    std::unique_ptr<QWidget> window; // the view itself, or the tray panel holding it
+    ScheduleView* view = nullptr;
 
     ScheduleView& build(int dayFullMs = ScheduleView::defaultDayFullMs) {
         open();
-        view = std::make_unique<ScheduleView>(*store, clock, nullptr, dayFullMs);
+        window = std::make_unique<ScheduleView>(*store, clock, nullptr, dayFullMs);
+        view = static_cast<ScheduleView*>(window.get());
         view->show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(view.get()));
-        QApplication::setActiveWindow(view.get());
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(view));
+        QApplication::setActiveWindow(view);
         return *view;
+    }
+
+    // The view in the popup panel that a click outside closes, as it opens from the tray.
+    PanelWindow& buildInPanel() {
+        open();
+        auto* panel = new PanelWindow(PanelWindow::Style::popup, [this](QWidget* parent) {
+            return view = new ScheduleView(*store, clock, parent);
+        });
+        window.reset(panel);
+        panel->open({});
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(panel));
+        return *panel;
+    }
+
+    // A click as a real pointer makes it: the release comes where the press was on the
+    // screen, even if the widget has moved away in between.
+    void clickInPlace(QWidget* widget, QPoint at) {
+        const QPoint onScreen = widget->mapToGlobal(at);
+        QTest::mousePress(widget, Qt::LeftButton, {}, at);
+        processEvents();
+        QTest::mouseRelease(widget, Qt::LeftButton, {}, widget->mapFromGlobal(onScreen));
+        processEvents();
     }
 
     void choose(const QString& item) {
@@ -212,15 +237,26 @@ TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) 
     EXPECT_EQ(store->planned().size(), 1u);
     EXPECT_FALSE(view->tray().adding);
 
-    // Scheduling a backlog item keeps a half-typed entry first.
+    // Clicking a backlog item keeps a half-typed entry first, then opens the item's draft.
     store->addPlanned(item);
     ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("  Notes for Tom  ")));
-    QTest::mouseClick(view->plannedList()->row(item.id), Qt::LeftButton, {}, QPoint(150, 10));
-    processEvents();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->plannedList()->rowsArea()->height() == 52; }));
+    clickInPlace(view->plannedList()->row(item.id), QPoint(150, 10));
     ASSERT_EQ(store->planned().size(), 3u);
     EXPECT_EQ(store->planned()[2].title, QStringLiteral("Notes for Tom"));
+    ASSERT_TRUE(view->working());
     EXPECT_EQ(view->working()->id, item.id);
     EXPECT_TRUE(view->tray().newTitle.isEmpty());
+}
+
+TEST_F(ScheduleFixture, ClosingThePanelKeepsATypedBacklogTitle) {
+    PanelWindow& panel = buildInPanel();
+    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("Renew passport")));
+    panel.close(); // what a click outside the popup does
+    ASSERT_EQ(plannedJson().size(), 1);
+    EXPECT_EQ(plannedJson()[0].toObject().value(QStringLiteral("title")).toString(),
+              QStringLiteral("Renew passport"));
+    EXPECT_FALSE(view->tray().adding);
 }
 
 TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
@@ -230,7 +266,7 @@ TEST_F(ScheduleFixture, ClearTodayDropsTheSelectionBeforeTheStoreClears) {
     view->setSelectedID(write.id);
     EXPECT_TRUE(editorShown());
     std::vector<std::optional<QUuid>> seenAtClear;
-    QObject::connect(store.get(), &BlockStore::blocksChanged, view.get(),
+    QObject::connect(store.get(), &BlockStore::blocksChanged, view,
                      [&] { seenAtClear.push_back(view->selectedID()); });
     choose(QStringLiteral("Clear Today's Blocks"));
     ASSERT_EQ(seenAtClear.size(), 1u);

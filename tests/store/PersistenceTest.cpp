@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 
+#include <functional>
+
 using namespace quillmere;
 using namespace quillmere::test;
 
@@ -74,4 +76,78 @@ TEST_F(StoreFixture, PruningKeepsThirtyCalendarDaysAndRewritesOnlyWhenSomethingG
     dir.write(QStringLiteral("blocks.json"), compact);
     open();
     EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), compact);
+}
+
+// Whoever hears of a change (the panel, or a crash right after) must find it on disk already.
+TEST_F(StoreFixture, EveryChangeIsOnDiskBeforeItIsAnnounced) {
+    const WorkBlock write = makeBlock(QStringLiteral("Write"), today, 600, 60);
+    const RepeatRule tuesdays = makeRule(QStringLiteral("Review"), 840, 30, {3});
+    seedBlocks({write});
+    seedRules({tuesdays});
+    open();
+    processEvents();
+
+    int heard = 0;
+    std::vector<std::string> stale;
+    const auto checkDisk = [&](const char* signal) {
+        ++heard;
+        const auto planned =
+            json::decodeList<PlannedBlock>(dir.read(QStringLiteral("planned.json")).value_or("[]"));
+        const auto settings = dir.read(QStringLiteral("settings.json"));
+        const Settings settingsOnDisk =
+            settings ? json::decodeSettingsFile(*settings).value_or(Settings{}) : Settings{};
+        if (blocksOnDisk() != store->blocks() || rulesOnDisk() != store->rules() ||
+            planned != store->planned() || settingsOnDisk != store->settings())
+            stale.emplace_back(signal);
+    };
+    QObject::connect(store.get(), &BlockStore::blocksChanged, store.get(),
+                     [&] { checkDisk("blocks"); });
+    QObject::connect(store.get(), &BlockStore::rulesChanged, store.get(),
+                     [&] { checkDisk("rules"); });
+    QObject::connect(store.get(), &BlockStore::plannedChanged, store.get(),
+                     [&] { checkDisk("planned"); });
+    QObject::connect(store.get(), &BlockStore::settingsChanged, store.get(),
+                     [&] { checkDisk("settings"); });
+
+    PlannedBlock inbox{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::deep, 1.0, {}};
+    const std::vector<std::pair<const char*, std::function<void()>>> operations{
+        {"add", [&] { store->add(makeBlock(QStringLiteral("Mail"), today, 720, 30)); }},
+        {"update",
+         [&] {
+             WorkBlock moved = write;
+             moved.startMinutes = 615;
+             store->update(moved);
+         }},
+        {"new repeat rule",
+         [&] {
+             store->setRepeat({2, 4}, write.id);
+         }},
+        {"changed repeat rule", [&] { store->setRepeat({2}, write.id); }},
+        {"removed repeat rule", [&] { store->setRepeat({}, write.id); }},
+        {"addPlanned", [&] { store->addPlanned(inbox); }},
+        {"updatePlanned",
+         [&] {
+             inbox.pinned = true;
+             store->updatePlanned(inbox);
+         }},
+        {"removePlanned", [&] { store->removePlanned(inbox.id); }},
+        {"settings",
+         [&] {
+             Settings quiet = store->settings();
+             quiet.chimesEnabled = false;
+             store->setSettings(quiet);
+         }},
+        {"delete", [&] { store->deleteBlock(write.id); }},
+        {"clearToday", [&] { store->clearToday(); }},
+        {"stamping on a new day", [&] { tickAt(QTime(0, 0, 30), QDate(2024, 3, 5)); }},
+    };
+    for (const auto& [name, operation] : operations) {
+        SCOPED_TRACE(name);
+        heard = 0;
+        stale.clear();
+        operation();
+        EXPECT_GT(heard, 0);
+        EXPECT_TRUE(stale.empty()) << stale.front();
+    }
+    EXPECT_EQ(store->todayBlocks().size(), 1u); // Tuesday's stamped block
 }
