@@ -128,6 +128,18 @@ void KindSwatch::paintEvent(QPaintEvent*) {
     p.drawRoundedRect(QRectF((width() - 8) / 2.0, (height() - 8) / 2.0, 8, 8), 2, 2);
 }
 
+bool PlannedEntryField::event(QEvent* event) {
+    // Return here adds the typed title; the panel's Save shortcut must not take it.
+    if (event->type() == QEvent::ShortcutOverride) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            event->accept();
+            return true;
+        }
+    }
+    return QLineEdit::event(event);
+}
+
 void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape && onEscape) {
         onEscape();
@@ -402,28 +414,46 @@ void PlannedListView::rebuildRows() {
     const int count = static_cast<int>(planned.size());
     const bool scrolls = count >= scrollFrom;
     const bool show = m_state.expanded && count > 0;
-    const bool opening = show && !m_rowsArea->isVisibleTo(this);
-    m_rowsArea->setVisible(show);
     m_rowsArea->setVerticalScrollBarPolicy(scrolls ? Qt::ScrollBarAlwaysOn
                                                    : Qt::ScrollBarAlwaysOff);
-    const int height = scrolls ? scrollHeight : count * rowHeight;
+    foldRows(show, scrolls ? scrollHeight : count * rowHeight);
+}
+
+void PlannedListView::foldRows(bool show, int height) {
+    const bool wasShown = std::exchange(m_rowsShown, show);
     m_rowsArea->setMinimumHeight(0);
-    if (opening && isVisible()) {
-        // The rows unfold with a short ease-out instead of jumping in.
-        auto* unfold = new QPropertyAnimation(m_rowsArea, "maximumHeight", m_rowsArea);
-        unfold->setStartValue(0);
-        unfold->setEndValue(height);
-        unfold->setDuration(150);
-        unfold->setEasingCurve(QEasingCurve::OutCubic);
-        connect(unfold, &QPropertyAnimation::finished, m_rowsArea,
-                [area = m_rowsArea, height] { area->setFixedHeight(height); });
-        m_unfolding = unfold;
-        unfold->start(QAbstractAnimation::DeleteWhenStopped);
-    } else if (!m_unfolding) {
-        m_rowsArea->setFixedHeight(height);
-    } else {
-        m_unfolding->setEndValue(height);
+    if (show == wasShown && m_folding) {
+        // A change while the rows unfold only moves where they are going.
+        if (show)
+            m_folding->setEndValue(height);
+        return;
     }
+    if (m_folding)
+        m_folding->stop();
+    if (show == wasShown || !isVisible()) {
+        m_rowsArea->setVisible(show);
+        if (show)
+            m_rowsArea->setFixedHeight(height);
+        return;
+    }
+    // The rows unfold and fold with a short ease-out instead of jumping, from wherever a fold
+    // going the other way had got to.
+    const int from = m_rowsArea->isVisibleTo(this) ? m_rowsArea->height() : 0;
+    m_rowsArea->setMaximumHeight(from);
+    m_rowsArea->setVisible(true);
+    auto* fold = new QPropertyAnimation(m_rowsArea, "maximumHeight", m_rowsArea);
+    fold->setStartValue(from);
+    fold->setEndValue(show ? height : 0);
+    fold->setDuration(150);
+    fold->setEasingCurve(QEasingCurve::OutCubic);
+    connect(fold, &QPropertyAnimation::finished, m_rowsArea, [this, fold] {
+        if (m_rowsShown)
+            m_rowsArea->setFixedHeight(fold->endValue().toInt());
+        else
+            m_rowsArea->hide();
+    });
+    m_folding = fold;
+    fold->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
 void PlannedListView::toggleExpanded() {

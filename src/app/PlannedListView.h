@@ -59,6 +59,7 @@ public:
     std::function<void()> onFocusLost;
 
 protected:
+    bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
 };
@@ -161,6 +162,7 @@ private:
     void syncRows();
     void rebuildRows();
     void showHover();
+    void foldRows(bool show, int height);
 
     BlockStore& m_store;
     PlannedTrayState& m_state;
@@ -181,7 +183,8 @@ private:
     bool m_entryWasOpen = false;
     bool m_syncingRows = false;
     bool m_rowsDirty = false;
-    QPointer<QPropertyAnimation> m_unfolding;
+    bool m_rowsShown = false;
+    QPointer<QPropertyAnimation> m_folding;
 };
 
 } // namespace quillmere

@@ -21,11 +21,13 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QParallelAnimationGroup>
+#include <QPointer>
 #include <QPropertyAnimation>
 #include <QSlider>
 #include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 #include "ui/Palette.h"
 
@@ -118,7 +120,7 @@ private:
 };
 
 // Lies over the timeline while the backlog tray is open: one click closes the tray (keeping a
-// typed title) and never reaches the timeline below.
+// typed title) and never reaches the timeline below. The wheel still scrolls the day.
 class DismissLayer final : public QWidget {
 public:
     explicit DismissLayer(QWidget* parent) : QWidget(parent) {
@@ -126,6 +128,7 @@ public:
         setFocusPolicy(Qt::NoFocus);
     }
     std::function<void()> onClick;
+    void setBelow(QWidget* below) { m_below = below; }
 
 protected:
     void mousePressEvent(QMouseEvent* event) override { event->accept(); }
@@ -135,7 +138,21 @@ protected:
             onClick();
     }
     void mouseDoubleClickEvent(QMouseEvent* event) override { event->accept(); }
-    void wheelEvent(QWheelEvent* event) override { event->accept(); }
+    void wheelEvent(QWheelEvent* event) override {
+        if (!m_below) {
+            event->ignore();
+            return;
+        }
+        QWheelEvent forwarded(m_below->mapFromGlobal(event->globalPosition()),
+                              event->globalPosition(), event->pixelDelta(), event->angleDelta(),
+                              event->buttons(), event->modifiers(), event->phase(),
+                              event->inverted(), event->source());
+        QCoreApplication::sendEvent(m_below, &forwarded);
+        event->setAccepted(forwarded.isAccepted());
+    }
+
+private:
+    QPointer<QWidget> m_below;
 };
 
 // "No free time left today", on an outlined capsule near the top of the timeline.
@@ -271,6 +288,7 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     m_banner->setParent(host);
     m_banner->hide();
     m_dismiss->onClick = [this] { dismissTray(); };
+    m_dismiss->setBelow(m_timeline->viewport());
     stack->addWidget(host, 1);
     connect(m_timeline, &DayTimelineView::workingChanged, this,
             [this](const std::optional<WorkBlock>& block) {
@@ -349,7 +367,9 @@ QWidget* ScheduleView::buildHeader() {
     m_date->setFont(ui::font(ui::TextStyle::headline));
     lines->addWidget(m_date);
 
-    auto* summary = new QHBoxLayout;
+    auto* summaryLine = new QWidget(header);
+    auto* summary = new QHBoxLayout(summaryLine);
+    summary->setContentsMargins(0, 0, 0, 0);
     summary->setSpacing(10);
     m_hint = new QLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
     m_hint->setFont(ui::font(ui::TextStyle::caption));
@@ -362,7 +382,11 @@ QWidget* ScheduleView::buildHeader() {
     summary->addWidget(m_deepChip);
     summary->addWidget(m_shallowChip);
     summary->addStretch(1);
-    lines->addLayout(summary);
+    // The hint and the chips take turns on this line; one height for both keeps the timeline
+    // below from jumping when the first block arrives.
+    summaryLine->setFixedHeight(
+        std::max(m_hint->sizeHint().height(), m_deepChip->sizeHint().height()));
+    lines->addWidget(summaryLine);
     row->addLayout(lines, 1);
 
     m_addButton = menuButton(QStringLiteral("plus.circle.fill"), header);

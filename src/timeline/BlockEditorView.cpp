@@ -148,24 +148,18 @@ void DayToggle::paintEvent(QPaintEvent*) {
     if (m_conflicting)
         p.setOpacity(0.5);
     const QRectF circle(0, 0, daySize, daySize);
+    // The secondary colour carries its own transparency; the fill's 0.15 comes on top of it.
     const QColor secondary = ui::secondaryColor(palette());
-    QColor fill = secondary;
-    fill.setAlphaF(0.15f);
     p.setPen(Qt::NoPen);
-    p.setBrush(m_chosen ? ui::kindColor(m_kind) : fill);
+    p.setBrush(m_chosen ? ui::kindColor(m_kind) : ui::secondaryColor(palette(), 0.15));
     p.drawEllipse(circle);
     if (m_conflicting) {
-        QColor ring = secondary;
-        ring.setAlphaF(1.0f);
-        p.setPen(QPen(ring, 1));
+        p.setPen(QPen(secondary, 1));
         p.setBrush(Qt::NoBrush);
         p.drawEllipse(circle.adjusted(0.5, 0.5, -0.5, -0.5));
     }
-    QFont f = ui::systemFont(9, QFont::DemiBold);
-    p.setFont(f);
-    QColor letter = m_chosen ? QColor(Qt::white) : secondary;
-    letter.setAlphaF(1.0f);
-    p.setPen(letter);
+    p.setFont(ui::systemFont(9, QFont::DemiBold));
+    p.setPen(m_chosen ? QColor(Qt::white) : secondary);
     p.drawText(circle, Qt::AlignCenter, text());
 }
 
@@ -308,12 +302,14 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     });
     connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
 
-    // Return saves from anywhere inside the form. The shortcut takes it first whenever the form
-    // holds the focus; the field's own signal covers key presses sent to it directly.
+    // Return saves from anywhere in the window that shows the form (right after drawing a
+    // block the focus is on the timeline); a field that gives Return a meaning of its own
+    // claims it first through its shortcut override. The title field's own signal covers key
+    // presses sent to it directly.
     connect(m_title, &QLineEdit::returnPressed, this, &BlockEditorView::commit);
     for (int key : {Qt::Key_Return, Qt::Key_Enter}) {
         auto* shortcut = new QShortcut(QKeySequence(key), this);
-        shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+        shortcut->setContext(Qt::WindowShortcut);
         connect(shortcut, &QShortcut::activated, this, &BlockEditorView::commit);
     }
 

@@ -29,6 +29,10 @@ DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, qreal hourH
     setFocusPolicy(Qt::StrongFocus);
     setFocusProxy(m_canvas);
 
+    // Scrolling by hand lets go of the chosen block: a later resize no longer pulls it back.
+    connect(verticalScrollBar(), &QAbstractSlider::actionTriggered, this,
+            [this] { m_keepRevealed = false; });
+
     const auto repaint = [this] { m_canvas->update(); };
     connect(&m_store, &BlockStore::blocksChanged, m_canvas, repaint);
     connect(&m_store, &BlockStore::rulesChanged, m_canvas, repaint);
@@ -51,6 +55,7 @@ void DayTimelineView::select(const std::optional<QUuid>& id) {
     if (id == m_selectedID)
         return;
     m_selectedID = id;
+    m_keepRevealed = false;
     if (id)
         requestReveal();
     m_canvas->update();
@@ -172,6 +177,11 @@ void DayTimelineView::revealIfIdle() {
     // The drag's own commit asks again once it has ended.
     if (isGestureInProgress() || !m_selectedID)
         return;
+    m_keepRevealed = true;
+    scrollToSelection();
+}
+
+void DayTimelineView::scrollToSelection() {
     for (const WorkBlock& block : visible()) {
         if (block.id != *m_selectedID)
             continue;
@@ -189,6 +199,14 @@ void DayTimelineView::revealIfIdle() {
             bar->setValue(std::min(bottom - height, top));
         return;
     }
+}
+
+void DayTimelineView::resizeEvent(QResizeEvent* event) {
+    QScrollArea::resizeEvent(event);
+    // Choosing a block opens the editor under the timeline, which takes height from it after
+    // the block was scrolled into view; it must stay in view in what is left.
+    if (m_keepRevealed && m_selectedID && !isGestureInProgress())
+        scrollToSelection();
 }
 
 void DayTimelineView::showEvent(QShowEvent* event) {

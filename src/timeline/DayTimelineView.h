@@ -68,6 +68,7 @@ Q_SIGNALS:
     void workingChanged(const std::optional<quillmere::WorkBlock>& block);
 
 protected:
+    void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
 
 private:
@@ -99,6 +100,8 @@ private:
     void commit(const WorkBlock& block);
     void requestReveal();
     void revealIfIdle();
+    // The least scroll that shows the selected block with its margins.
+    void scrollToSelection();
     void scrollToHourOnFirstShow();
 
     BlockStore& m_store;
@@ -116,6 +119,8 @@ private:
     std::optional<DragState> m_resizeTopState;
     int m_revealRequest = 0;
     bool m_revealPending = false;
+    // The selection was scrolled into view and should stay there while the viewport changes.
+    bool m_keepRevealed = false;
     bool m_shownOnce = false;
 };
 

@@ -15,6 +15,7 @@
 #include <QPainterPath>
 
 #include <cmath>
+#include <utility>
 
 namespace quillmere::timeline {
 
@@ -295,7 +296,9 @@ void TimelineCanvas::endDrag() {
     WorkBlock block = m_press->block;
     switch (m_press->target) {
     case Target::grid:
-        if (const std::optional<Creation> creation = v.m_creation) {
+        // The drawing is over before the new block is chosen, so the choice may scroll it
+        // into view.
+        if (const std::optional<Creation> creation = std::exchange(v.m_creation, std::nullopt)) {
             WorkBlock made;
             made.id = QUuid::createUuid();
             made.title = defaultTitle(WorkKind::deep);
@@ -307,7 +310,6 @@ void TimelineCanvas::endDrag() {
             v.setWorking(made);
             v.select(made.id);
         }
-        v.m_creation.reset();
         break;
     case Target::body:
         if (v.m_moveState && v.m_moveState->id == block.id) {

@@ -1,6 +1,7 @@
 #include "timeline/BlockEditorView.h"
 
 #include "model/WorkKind.h"
+#include "ui/Palette.h"
 
 #include "support/Printers.h"
 
@@ -136,6 +137,24 @@ TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
     DayToggle* monday = editor.dayToggle(2);
     EXPECT_EQ(monday->toolTip(),
               QStringLiteral("Another repeating block covers this time on Mondays"));
+
+    // A day not chosen is drawn in the secondary colour alone (its letter and, when another
+    // block holds the day, its ring), so nothing on it is more opaque than that colour over
+    // its own 15 % fill; a conflicting day is drawn at half opacity on top.
+    const qreal ink = ui::secondaryColor(monday->palette()).alphaF();
+    const qreal bound = 1 - (1 - ink) * (1 - ink * 0.15);
+    const auto opaquest = [](QWidget* toggle) {
+        QImage image(toggle->size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        toggle->render(&image, {}, {}, QWidget::DrawChildren); // no window background
+        qreal most = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                most = std::max<qreal>(most, image.pixelColor(x, y).alphaF());
+        return most;
+    };
+    EXPECT_LE(opaquest(editor.dayToggle(3)), bound + 0.02);
+    EXPECT_LE(opaquest(monday), bound * 0.5 + 0.02);
 
     click(monday);
     ASSERT_EQ(repeats.size(), 1u);

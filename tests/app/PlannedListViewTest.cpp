@@ -135,12 +135,14 @@ TEST_F(PlannedListFixture, HeaderCollapsesAndFiveRowsScroll) {
     EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
     EXPECT_EQ(list->visibleRows().last()->item().title, QStringLiteral("Five"));
 
-    // Collapsing also closes an open entry row.
+    // Collapsing also closes an open entry row, and the rows fold away as they unfolded.
     state.adding = true;
     list->sync();
     QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
     EXPECT_FALSE(state.expanded);
     EXPECT_FALSE(state.adding);
+    EXPECT_TRUE(list->rowsArea()->isVisible());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !list->rowsArea()->isVisible(); }));
 }
 
 TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {

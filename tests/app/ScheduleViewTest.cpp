@@ -11,9 +11,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSlider>
 #include <QTest>
 #include <QToolButton>
+#include <QWheelEvent>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -147,9 +149,11 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 TEST_F(ScheduleFixture, SummaryShowsTheHintOrOneChipPerKindWithTime) {
     build();
     EXPECT_TRUE(view->summaryHint()->isVisible());
+    const int timelineTop = view->timeline()->mapTo(view, QPoint()).y();
     store->add(todayBlock(QStringLiteral("Write"), 600, 90));
     processEvents();
     EXPECT_FALSE(view->summaryHint()->isVisible());
+    EXPECT_EQ(view->timeline()->mapTo(view, QPoint()).y(), timelineTop); // no jump
     EXPECT_TRUE(view->summaryChip(WorkKind::deep)->isVisible());
     EXPECT_FALSE(view->summaryChip(WorkKind::shallow)->isVisible());
 }
@@ -220,6 +224,17 @@ TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) 
     EXPECT_TRUE(view->trayArea()->isVisible());
     EXPECT_TRUE(view->dismissLayer()->isVisible());
 
+    // The layer keeps clicks from the timeline, not the wheel.
+    QScrollBar* scroll = view->timeline()->verticalScrollBar();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return scroll->value() > 0; })); // at 08:00 once shown
+    const int before = scroll->value();
+    const QPoint at(170, 200);
+    QWheelEvent wheel(at, view->dismissLayer()->mapToGlobal(at), {}, QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(view->dismissLayer(), &wheel);
+    EXPECT_GT(scroll->value(), before);
+    EXPECT_TRUE(view->tray().adding);
+
     QTest::mouseClick(view->dismissLayer(), Qt::LeftButton, {}, QPoint(170, 200));
     processEvents();
     ASSERT_EQ(store->planned().size(), 1u);
@@ -247,6 +262,15 @@ TEST_F(ScheduleFixture, TheDismissLayerOrSchedulingKeepsATypedTitleExactlyOnce) 
     ASSERT_TRUE(view->working());
     EXPECT_EQ(view->working()->id, item.id);
     EXPECT_TRUE(view->tray().newTitle.isEmpty());
+
+    // Return in the entry row adds to the backlog; it does not save the open draft.
+    QLineEdit* entry = view->plannedList()->entryField();
+    ASSERT_TRUE(entry->hasFocus());
+    QTest::keyClicks(entry, QStringLiteral("Call Ann"));
+    QTest::keyClick(entry, Qt::Key_Return);
+    EXPECT_EQ(store->planned().size(), 4u);
+    EXPECT_FALSE(store->savedBlock(item.id));
+    EXPECT_EQ(view->selectedID(), item.id);
 }
 
 TEST_F(ScheduleFixture, ClosingThePanelKeepsATypedBacklogTitle) {
@@ -311,13 +335,23 @@ TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
     EXPECT_FALSE(view->showNoiseVolume());
 }
 
-TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditorAndSaves) {
+TEST_F(ScheduleFixture, ABlockDrawnOrChosenLowOnTheTimelineStaysInViewAndReturnSavesIt) {
+    const WorkBlock late = todayBlock(QStringLiteral("Late"), 990, 60); // 16:30
+    seedBlocks({late});
     build();
-    QWidget* canvas = view->timeline()->canvas();
-    const auto at = [](Minutes m) {
-        return QPoint(150, static_cast<int>(DayTimelineView::contentTop + m / 60.0 * 64));
+    DayTimelineView* timeline = view->timeline();
+    QScrollBar* scroll = timeline->verticalScrollBar();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return scroll->value() > 0; })); // 08:00 at the top
+    const auto y = [](Minutes m) { return DayTimelineView::contentTop + m / 60.0 * 64; };
+    // The block with its 8 pt margins lies inside what the timeline shows.
+    const auto inView = [&](Minutes start, Minutes end) {
+        return scroll->value() <= y(start) - 8 &&
+               y(end) + 8 <= scroll->value() + timeline->viewport()->height();
     };
-    // Drag down from 14:00 to 15:00 on empty time.
+
+    // Drag down from 14:00 to 15:00 on empty time, low in the view.
+    QWidget* canvas = timeline->canvas();
+    const auto at = [&](Minutes m) { return QPoint(150, static_cast<int>(y(m))); };
     QTest::mousePress(canvas, Qt::LeftButton, {}, at(840) + QPoint(0, 2));
     for (Minutes m = 850; m <= 900; m += 10)
         QTest::mouseMove(canvas, at(m));
@@ -328,8 +362,20 @@ TEST_F(ScheduleFixture, ADraftDrawnOnTheTimelineOpensInTheEditorAndSaves) {
     EXPECT_EQ(view->selectedID(), view->working()->id);
     EXPECT_TRUE(view->isDraft(*view->working()));
     EXPECT_TRUE(editorShown());
-    EXPECT_TRUE(store->blocks().empty());
-    QTest::mouseClick(view->editor()->saveButton(), Qt::LeftButton);
-    ASSERT_EQ(store->blocks().size(), 1u);
-    EXPECT_EQ(store->blocks()[0].startMinutes, 840);
+    EXPECT_TRUE(inView(840, 900));
+    EXPECT_EQ(store->blocks().size(), 1u);
+
+    // Return saves from the timeline, where the drawing left the focus.
+    ASSERT_TRUE(canvas->hasFocus());
+    QTest::keyClick(canvas, Qt::Key_Return);
+    ASSERT_EQ(store->blocks().size(), 2u);
+    EXPECT_EQ(store->blocks()[1].startMinutes, 840);
+    EXPECT_TRUE(closed());
+
+    // Choosing a block below the view scrolls it into what is left once the editor is open.
+    scroll->setValue(static_cast<int>(y(480)));
+    timeline->setSelectedID(late.id);
+    processEvents();
+    EXPECT_TRUE(editorShown());
+    EXPECT_TRUE(inView(990, 1050));
 }
