@@ -92,8 +92,8 @@ public:
         return rows;
     }
 
-    // The editor's seven day toggles: the row below `top` where seven round marks of at most
-    // 20 pixels stand side by side in the right half of the panel.
+    // The editor's seven day toggles: the rows below `top` where seven discs of 14 to 20
+    // pixels stand side by side in the right half of the panel.
     QList<QRect> dayToggles(int top) const {
         QList<int> centreRows;
         QList<QPair<int, int>> spans;
@@ -111,7 +111,7 @@ public:
             }
             bool small = found.size() == 7;
             for (const auto& span : found)
-                small = small && span.second - span.first < 20;
+                small = small && span.second - span.first >= 13 && span.second - span.first < 20;
             if (small) {
                 centreRows << y;
                 spans = found; // the widest row is the circles' middle
