@@ -23,6 +23,10 @@ namespace {
 const QString fakeStart = QStringLiteral("@2024-03-04 10:30:00");
 constexpr int nowMinutes = 10 * 60 + 30;
 
+bool isCrimson(QColor c) {
+    return c.red() > 150 && c.green() < 80 && c.blue() < 120;
+}
+
 QString shotsDir() {
     return qEnvironmentVariable("QUILLMERE_DESKTOP_SHOTS");
 }
@@ -65,6 +69,7 @@ protected:
 
     // The header's options button: 14 points in from the right edge, 26 wide.
     static constexpr int optionsX = 340 - 14 - 13;
+    static constexpr int addX = optionsX - 32;
     // A backlog row's buttons, 18 wide, 6 apart, 14 in from the right edge.
     static constexpr int deleteX = 340 - 14 - 9;
     static constexpr int pinX = deleteX - 18 - 6;
@@ -141,6 +146,36 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     EXPECT_EQ(blocks[0][QStringLiteral("durationMinutes")].toInt(), 90);
     keep(QStringLiteral("a5-resized"));
 
+    // "Add Deep Work" drafts the next free hour, 10:30 to 11:30; Return saves it, it runs, and
+    // the icon in the tray turns crimson.
+    desk.click(at(addX, *headerWithHint / 2));
+    ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
+    desk.key(QStringLiteral("Down"));
+    desk.key(QStringLiteral("Return"));
+    desk.key(QStringLiteral("Return"));
+    blocks = desk.readList(QStringLiteral("blocks.json"));
+    ASSERT_EQ(blocks.size(), 2);
+    EXPECT_EQ(blocks[1][QStringLiteral("startMinutes")].toInt(), nowMinutes);
+    EXPECT_TRUE(Desktop::waitFor(
+        [&] {
+            const QImage icon = desk.grab(*desk.trayRect());
+            for (int x = 0; x < icon.width(); ++x)
+                if (isCrimson(icon.pixelColor(x, icon.height() / 2)))
+                    return true;
+            return false;
+        },
+        5000))
+        << "the tray icon does not show deep work";
+    // "Clear Today's Blocks" keeps only the running block.
+    desk.click(at(optionsX, *headerWithHint / 2));
+    ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
+    for (int i = 0; i < 5; ++i)
+        desk.key(QStringLiteral("Down"));
+    desk.key(QStringLiteral("Return"));
+    blocks = desk.readList(QStringLiteral("blocks.json"));
+    ASSERT_EQ(blocks.size(), 1);
+    EXPECT_EQ(blocks[0][QStringLiteral("startMinutes")].toInt(), nowMinutes);
+
     // The options menu by pointer and keys: Chimes off.
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
@@ -172,10 +207,21 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     EXPECT_TRUE(Desktop::waitFor([&] { return desk.popups().isEmpty(); }, 3000));
     EXPECT_TRUE(panelOpen());
 
-    // A click outside closes the panel; the icon opens it again; Quit ends the program.
+    // A click outside closes the panel, so does a click on the icon while it is open; the
+    // icon's menu opens it too; Quit ends the program.
     desk.click(QPoint(100, 300));
     EXPECT_TRUE(Desktop::waitFor([&] { return !panelOpen(); }, 3000));
     ASSERT_NO_FATAL_FAILURE(openPanel());
+    const QPoint icon(desk.trayRect()->right() - 12, 12);
+    desk.click(icon);
+    EXPECT_TRUE(Desktop::waitFor([&] { return !panelOpen(); }, 3000));
+    QTest::qWait(400); // a second click this soon would be the same click's echo
+    desk.click(icon, 3);
+    ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
+    const QRect iconMenu = desk.popups().first();
+    desk.click(QPoint(iconMenu.left() + 30, iconMenu.top() + 12)); // "Open Quillmere"
+    ASSERT_TRUE(Desktop::waitFor([&] { return panelOpen(); }, 5000));
+    panel = *desk.panel();
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
     const QRect menu = desk.popups().first();
@@ -316,6 +362,31 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
         << "deleting a row with the pointer ended the program";
 
     EXPECT_TRUE(desk.program().running());
+}
+
+// A drag on the timeline cut short by the panel closing (Escape closes the popup while the
+// button is still down) must leave nothing behind: the next drag draws only itself.
+TEST_F(PanelScenario, ADragCutShortByClosingThePanelLeavesNothingBehind) {
+    GTEST_SKIP() << "waits for the timeline to drop a gesture when its window hides: today the "
+                    "stale preview stays and the next drag extends it";
+    ASSERT_NO_FATAL_FAILURE(desk.startTrayer());
+    ASSERT_NO_FATAL_FAILURE(desk.startProgram(fakeStart));
+    ASSERT_TRUE(Desktop::waitFor([&] { return desk.trayHasIcon(); }, 15000));
+    ASSERT_NO_FATAL_FAILURE(openPanel());
+    desk.move(at(200, minuteY(12 * 60) + 2));
+    desk.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    desk.move(at(200, minuteY(13 * 60) - 2));
+    desk.key(QStringLiteral("Escape"));
+    desk.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    ASSERT_TRUE(Desktop::waitFor([&] { return !panelOpen(); }, 3000));
+
+    ASSERT_NO_FATAL_FAILURE(openPanel());
+    desk.drag(at(200, minuteY(15 * 60) + 2), at(200, minuteY(16 * 60) - 2));
+    desk.key(QStringLiteral("Return"));
+    const QJsonArray blocks = desk.readList(QStringLiteral("blocks.json"));
+    ASSERT_EQ(blocks.size(), 1);
+    EXPECT_EQ(blocks[0][QStringLiteral("startMinutes")].toInt(), 15 * 60);
+    EXPECT_EQ(blocks[0][QStringLiteral("durationMinutes")].toInt(), 60);
 }
 
 // A second start while the first still waits for a tray opens the panel once a tray is there.
