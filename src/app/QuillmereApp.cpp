@@ -7,6 +7,8 @@
 #include <QApplication>
 #include <QSystemTrayIcon>
 
+#include <utility>
+
 namespace quillmere {
 
 QuillmereApp::QuillmereApp(const WallClock& wallClock, std::optional<QString> folder,
@@ -43,6 +45,9 @@ void QuillmereApp::showPresence() {
         m_shell.onTogglePanel = [this](const PanelAnchor& anchor) { m_panel->toggle(anchor); };
         m_shell.onOpenPanel = [this](const PanelAnchor& anchor) { m_panel->open(anchor); };
         m_shell.showIcon();
+        // A second start during the wait asked for the panel: it gets it now.
+        if (std::exchange(m_openRequested, false))
+            openPanel();
     } else {
         // Without a tray the window is the program: closing it quits.
         QApplication::setQuitOnLastWindowClosed(true);
@@ -51,8 +56,11 @@ void QuillmereApp::showPresence() {
 }
 
 void QuillmereApp::openPanel() {
-    if (!m_panel)
+    if (!m_panel) {
+        // Still waiting for a tray: the request is kept until there is something to open.
+        m_openRequested = true;
         return;
+    }
     PanelAnchor anchor;
     anchor.iconGeometry = m_shell.iconGeometry();
     m_panel->open(anchor);

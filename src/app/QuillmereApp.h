@@ -30,7 +30,8 @@ public:
     // Loads the store (which starts the clock), then shows the tray icon once a tray host is
     // there, or the panel as a window when there is none.
     void start(int trayGraceMs = TrayHostWaiter::defaultGraceMs);
-    // A second start asked for the panel.
+    // A second start asked for the panel; before the panel exists (while waiting for a tray)
+    // it opens as soon as it does.
     void openPanel();
 
     BlockStore& store() const { return *m_store; }
@@ -50,6 +51,7 @@ private:
     std::unique_ptr<BlockStore> m_store;
     TrayHostWaiter m_waiter;
     std::unique_ptr<PanelWindow> m_panel;
+    bool m_openRequested = false;
 };
 
 } // namespace quillmere

@@ -1,5 +1,7 @@
 #include "app/TrayHostWaiter.h"
 
+#include "ui/X11Selection.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusServiceWatcher>
@@ -25,16 +27,31 @@ bool TrayHostWaiter::isWatcherRegistered() {
            bus.interface()->isServiceRegistered(watcherService).value();
 }
 
+bool TrayHostWaiter::isXEmbedTrayPresent() {
+    return ui::x11SelectionOwned(ui::x11ScreenSelection("_NET_SYSTEM_TRAY_S"));
+}
+
 void TrayHostWaiter::wait(std::function<void()> ready, int graceMs) {
     m_ready = std::move(ready);
     QDBusConnection bus = QDBusConnection::sessionBus();
-    if (platformHasNoTray() || !bus.isConnected() || isWatcherRegistered()) {
+    if (platformHasNoTray() || !bus.isConnected() || isXEmbedTrayPresent() ||
+        isWatcherRegistered()) {
         finish();
         return;
     }
     auto* watcher = new QDBusServiceWatcher(watcherService, bus,
                                             QDBusServiceWatcher::WatchForRegistration, this);
     connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { finish(); });
+    // A tray manager announces itself only to clients that watch the root window; asking a few
+    // times a second for the few seconds of the wait is simpler and costs nothing afterwards.
+    if (QGuiApplication::platformName() == u"xcb") {
+        m_xembedPoll = new QTimer(this);
+        connect(m_xembedPoll, &QTimer::timeout, this, [this] {
+            if (isXEmbedTrayPresent())
+                finish();
+        });
+        m_xembedPoll->start(xembedPollMs);
+    }
     m_grace = new QTimer(this);
     m_grace->setSingleShot(true);
     connect(m_grace, &QTimer::timeout, this, [this] { finish(); });
@@ -44,6 +61,8 @@ void TrayHostWaiter::wait(std::function<void()> ready, int graceMs) {
 void TrayHostWaiter::finish() {
     if (m_grace)
         m_grace->stop();
+    if (m_xembedPoll)
+        m_xembedPoll->stop();
     if (auto ready = std::exchange(m_ready, nullptr))
         ready();
 }

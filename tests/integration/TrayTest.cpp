@@ -6,6 +6,7 @@
 #include "model/JsonCodec.h"
 
 #include "support/FakeTimeProgram.h"
+#include "support/FakeTrayHost.h"
 #include "support/NotificationSession.h"
 #include "support/TempDataDir.h"
 
@@ -27,28 +28,7 @@ using namespace quillmere;
 
 namespace {
 
-const QString watcherService = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
-
-// The part of a tray host the program talks to.
-class FakeWatcher final : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
-    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
-    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
-    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
-
-public:
-    bool hostRegistered() const { return true; }
-    int protocolVersion() const { return 0; }
-    QStringList items() const { return m_items; }
-
-public Q_SLOTS:
-    void RegisterStatusNotifierItem(const QString& service) { m_items << service; }
-
-private:
-    QStringList m_items;
-};
 
 // Mapped top-level windows of the X server, as (width, height).
 QList<QSize> mappedWindows(const QString& display) {
@@ -162,10 +142,8 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     EXPECT_FALSE(panelShown());
     QDBusConnection host = QDBusConnection::connectToBus(address, QStringLiteral("tray-host"));
     ASSERT_TRUE(host.isConnected());
-    FakeWatcher watcher;
-    ASSERT_TRUE(host.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
-                                    QDBusConnection::ExportAllContents));
-    ASSERT_TRUE(host.registerService(watcherService));
+    test::FakeWatcher watcher;
+    ASSERT_TRUE(watcher.publish(host));
 
     ASSERT_TRUE(QTest::qWaitFor([&] { return !watcher.items().isEmpty(); }, 60000));
     EXPECT_EQ(watcher.items().size(), 1);
@@ -194,5 +172,3 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return !panelShown(); }, 30000));
     EXPECT_EQ(program.process().state(), QProcess::Running);
 }
-
-#include "TrayTest.moc"

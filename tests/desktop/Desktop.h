@@ -1,0 +1,244 @@
+#pragma once
+
+#include "support/FakeTimeProgram.h"
+#include "support/NotificationSession.h"
+#include "support/TempDataDir.h"
+
+#include <QColor>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRect>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace quillmere::test {
+
+// One desktop for one scenario: an 800 × 600 X server and a private session bus (from
+// NotificationSession, without a notification daemon), optionally an XEmbed tray (trayer),
+// the real program on a data folder of its own under a faked wall clock, and the user's
+// pointer and keyboard through XTest (xdotool).
+class Desktop {
+public:
+    static constexpr QSize panelSize{340, 560};
+
+    Desktop() {
+        m_session.start(false);
+        m_env = m_session.environment();
+        m_env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.file(QStringLiteral("data")));
+        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        m_env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+        QDir().mkpath(dataFile(QString()));
+        m_x = xcb_connect(display().toLocal8Bit().constData(), nullptr);
+    }
+    ~Desktop() {
+        m_program.terminate();
+        if (m_trayer) {
+            m_trayer->kill();
+            m_trayer->waitForFinished(2000);
+        }
+        if (m_x)
+            xcb_disconnect(m_x);
+    }
+
+    QString display() const { return m_session.environment().value(QStringLiteral("DISPLAY")); }
+    QByteArray busAddress() const { return m_session.address(); }
+    QProcessEnvironment environment() const { return m_env; }
+    QString dataFile(const QString& name) const {
+        return m_home.file(QStringLiteral("data/Quillmere/") + name);
+    }
+    void writeData(const QString& name, const QByteArray& bytes) const {
+        m_home.write(QStringLiteral("data/Quillmere/") + name, bytes);
+    }
+    QJsonObject readObject(const QString& name) const {
+        return QJsonDocument::fromJson(
+                   m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray()))
+            .object();
+    }
+    QJsonArray readList(const QString& name) const {
+        return QJsonDocument::fromJson(
+                   m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray()))
+            .array();
+    }
+
+    // Debian's trayer on the top edge, on the right: a dark panel that grows by one slot per
+    // embedded icon.
+    void startTrayer() {
+        m_trayer = std::make_unique<QProcess>();
+        m_trayer->setProcessEnvironment(m_env);
+        m_trayer->setStandardOutputFile(QProcess::nullDevice());
+        m_trayer->setStandardErrorFile(QProcess::nullDevice());
+        m_trayer->start(
+            QStringLiteral("trayer"),
+            {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
+             QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("request"),
+             QStringLiteral("--height"), QStringLiteral("24"), QStringLiteral("--transparent"),
+             QStringLiteral("false"), QStringLiteral("--tint"), QStringLiteral("0x303030"),
+             QStringLiteral("--SetDockType"), QStringLiteral("false"), QStringLiteral("--expand"),
+             QStringLiteral("false")});
+        ASSERT_TRUE(m_trayer->waitForStarted(5000)) << "trayer did not start";
+        ASSERT_TRUE(waitFor([&] { return trayRect().has_value(); }, 10000))
+            << "trayer never showed its panel";
+    }
+
+    // The program at `fakeStart` ("@2024-03-04 10:30:00"): the clock runs on from there.
+    // QUILLMERE_DESKTOP_BINARY runs the scenarios against another build of the program.
+    void startProgram(const QString& fakeStart, FakeTimeProgram& program) {
+        const QString binary =
+            qEnvironmentVariable("QUILLMERE_DESKTOP_BINARY", QStringLiteral(QUILLMERE_BINARY));
+        ASSERT_TRUE(program.start(m_env, binary, fakeStart));
+    }
+    void startProgram(const QString& fakeStart) { startProgram(fakeStart, m_program); }
+    FakeTimeProgram& program() { return m_program; }
+
+    // ---- what is on the screen ----
+
+    struct Window {
+        xcb_window_t id;
+        QRect rect;
+    };
+    // Mapped top-level windows, bottom to top.
+    QList<Window> windows() const {
+        QList<Window> found;
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
+        Reply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(m_x, xcb_query_tree(m_x, screen->root), nullptr));
+        if (!tree)
+            return found;
+        const xcb_window_t* children = xcb_query_tree_children(tree.get());
+        for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+            Reply<xcb_get_window_attributes_reply_t> attrs(xcb_get_window_attributes_reply(
+                m_x, xcb_get_window_attributes(m_x, children[i]), nullptr));
+            Reply<xcb_get_geometry_reply_t> geo(
+                xcb_get_geometry_reply(m_x, xcb_get_geometry(m_x, children[i]), nullptr));
+            if (attrs && geo && attrs->map_state == XCB_MAP_STATE_VIEWABLE)
+                found << Window{children[i], QRect(geo->x, geo->y, geo->width, geo->height)};
+        }
+        return found;
+    }
+    std::optional<QRect> windowOfSize(QSize size) const {
+        for (const Window& w : windows())
+            if (w.rect.size() == size)
+                return w.rect;
+        return std::nullopt;
+    }
+    std::optional<QRect> panel() const { return windowOfSize(panelSize); }
+    // trayer's panel: the top-level window on the top edge 24 pixels high.
+    std::optional<QRect> trayRect() const {
+        for (const Window& w : windows())
+            if (w.rect.top() == 0 && w.rect.height() == 24 && w.rect.right() == 799)
+                return w.rect;
+        return std::nullopt;
+    }
+    // trayer is 2 pixels wide while empty and grows by a 24-pixel slot per icon.
+    bool trayHasIcon() const {
+        const std::optional<QRect> tray = trayRect();
+        return tray && tray->width() >= 24;
+    }
+    // Top-level windows that are neither the panel nor trayer's (menus, popovers, tooltips).
+    QList<QRect> popups() const {
+        QList<QRect> found;
+        for (const Window& w : windows())
+            if (w.rect.size() != panelSize && w.rect != trayRect() && w.rect.width() > 4 &&
+                w.rect.height() > 4 && w.rect != QRect(0, 0, 800, 600))
+                found << w.rect;
+        return found;
+    }
+
+    QImage grab(const QRect& area = QRect(0, 0, 800, 600)) const {
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
+        Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
+            m_x,
+            xcb_get_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root,
+                          static_cast<int16_t>(area.x()), static_cast<int16_t>(area.y()),
+                          static_cast<uint16_t>(area.width()), static_cast<uint16_t>(area.height()),
+                          ~0u),
+            nullptr));
+        if (!image)
+            return {};
+        // Xvfb's 24-bit visual keeps pixels in 32 bits, blue first: Qt's RGB32 on little endian.
+        const QImage view(xcb_get_image_data(image.get()), area.width(), area.height(),
+                          area.width() * 4, QImage::Format_RGB32);
+        return view.copy();
+    }
+
+    // ---- the user's hands ----
+
+    // `settleMs`: time for the program to see the event before the next one comes.
+    void xdotool(const QStringList& args, int settleMs = 120) const {
+        QProcess p;
+        p.setProcessEnvironment(m_env);
+        p.start(QStringLiteral("xdotool"), args);
+        EXPECT_TRUE(p.waitForFinished(10000)) << args.join(QLatin1Char(' ')).toStdString();
+        QTest::qWait(settleMs);
+    }
+    void move(QPoint at) const {
+        xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y())});
+    }
+    void click(QPoint at, int button = 1) const {
+        move(at);
+        xdotool({QStringLiteral("click"), QString::number(button)});
+    }
+    // Press, glide in steps (as a hand does), release.
+    void drag(QPoint from, QPoint to) const {
+        move(from);
+        xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+        constexpr int steps = 6;
+        for (int i = 1; i <= steps; ++i)
+            move(from + (to - from) * i / steps);
+        xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    }
+    void type(const QString& text) const {
+        xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text});
+    }
+    void key(const QString& name) const { xdotool({QStringLiteral("key"), name}); }
+    void wheel(QPoint at, int button, int times) const {
+        move(at);
+        xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QString::number(times),
+                 QStringLiteral("--delay"), QStringLiteral("30"), QString::number(button)});
+    }
+
+    // Clicks the icon in trayer and waits for the panel.
+    std::optional<QRect> openFromTray() const {
+        const std::optional<QRect> tray = trayRect();
+        if (!tray || tray->width() < 24)
+            return std::nullopt;
+        click(QPoint(tray->right() - 12, 12));
+        waitFor([&] { return panel().has_value(); }, 10000);
+        // The popup paints right after it maps.
+        QTest::qWait(300);
+        return panel();
+    }
+
+    static bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+        return QTest::qWaitFor(condition, timeoutMs);
+    }
+
+private:
+    struct FreeReply {
+        void operator()(void* reply) const { std::free(reply); }
+    };
+    template <typename T> using Reply = std::unique_ptr<T, FreeReply>;
+
+    NotificationSession m_session;
+    TempDataDir m_home;
+    QProcessEnvironment m_env;
+    xcb_connection_t* m_x = nullptr;
+    std::unique_ptr<QProcess> m_trayer;
+    FakeTimeProgram m_program;
+};
+
+} // namespace quillmere::test

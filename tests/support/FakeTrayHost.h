@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QStringList>
+
+namespace quillmere::test {
+
+// The part of a desktop's StatusNotifierItem host that the program talks to: the watcher that
+// items register with.
+class FakeWatcher final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
+    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
+    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
+
+public:
+    static QString service() { return QStringLiteral("org.kde.StatusNotifierWatcher"); }
+
+    bool hostRegistered() const { return true; }
+    int protocolVersion() const { return 0; }
+    QStringList items() const { return m_items; }
+
+    // Takes the watcher's name on `bus`, as a tray host does when it starts.
+    bool publish(QDBusConnection& bus) {
+        return bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), this,
+                                  QDBusConnection::ExportAllContents) &&
+               bus.registerService(service());
+    }
+
+public Q_SLOTS:
+    void RegisterStatusNotifierItem(const QString& service) { m_items << service; }
+
+private:
+    QStringList m_items;
+};
+
+} // namespace quillmere::test
