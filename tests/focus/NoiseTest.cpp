@@ -158,6 +158,12 @@ double rmsOfSound(const std::vector<float>& xs) {
     return n ? std::sqrt(squares / static_cast<double>(n)) : 0.0;
 }
 
+// A device opens paused and may write a little silence before it plays.
+float firstSound(const std::vector<float>& xs) {
+    const auto sound = std::find_if(xs.begin(), xs.end(), [](float x) { return x != 0.0f; });
+    return sound == xs.end() ? 0.0f : *sound;
+}
+
 } // namespace
 
 TEST(NoisePlayer, PlaysAtTheVolumeClosesOnStopAndResumesFromItsLevel) {
@@ -199,10 +205,10 @@ TEST(NoisePlayer, PlaysAtTheVolumeClosesOnStopAndResumesFromItsLevel) {
     player.play(0.25f);
     ASSERT_TRUE(player.isRunning());
     EXPECT_EQ(player.sampleRate(), 48000);
-    ASSERT_TRUE(
-        QTest::qWaitFor([&] { return !disk.samples(QStringLiteral("again.raw")).empty(); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return rmsOfSound(disk.samples(QStringLiteral("again.raw"))) > 0; }, 10000));
     player.stop();
-    const float first = disk.samples(QStringLiteral("again.raw")).front() / (3.5f * 0.25f);
+    const float first = firstSound(disk.samples(QStringLiteral("again.raw"))) / (3.5f * 0.25f);
     EXPECT_NEAR(first, level / 1.02f, 0.02f / 1.02f + 1e-6f);
 }
 
