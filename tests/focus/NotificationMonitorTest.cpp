@@ -241,11 +241,11 @@ TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
     rc.write("[urgency_low]\ntimeout = 12\n[urgency_normal]\ntimeout = 12\n");
     rc.close();
     ASSERT_NO_FATAL_FAILURE(session.start());
-    qputenv("DISPLAY", session.environment().value(QStringLiteral("DISPLAY")).toLocal8Bit());
     NotificationMonitor* monitor = new NotificationMonitor(bus(session.address()));
     std::vector<std::unique_ptr<BannerSource>> sources;
     sources.emplace_back(monitor);
-    sources.push_back(std::make_unique<X11NotificationWindows>());
+    sources.push_back(std::make_unique<X11NotificationWindows>(
+        session.environment().value(QStringLiteral("DISPLAY")).toLocal8Bit()));
     AnyBannerSource any(std::move(sources));
     ASSERT_TRUE(QTest::qWaitFor([&] { return monitor->isMonitoring(); }, 20000));
     EXPECT_FALSE(any.bannerPresent());
@@ -290,5 +290,4 @@ TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
 
     // Watching never got the monitor thrown off the bus.
     EXPECT_TRUE(monitor->isMonitoring());
-    qunsetenv("DISPLAY");
 }
