@@ -109,6 +109,8 @@ Q_SIGNALS:
     void rulesChanged();
     void plannedChanged();
     void settingsChanged();
+    // After a refresh wrote newly confirmed rows to the statistics database.
+    void blocksConfirmed();
 
 private:
     void setBlocks(std::vector<WorkBlock> blocks);

@@ -15,12 +15,6 @@ inline void PrintTo(const KindMinutes& m, std::ostream* os) {
 }
 } // namespace quillmere::StatsQueries
 
-QT_BEGIN_NAMESPACE
-inline void PrintTo(const QDate& d, std::ostream* os) {
-    *os << d.toString(Qt::ISODate).toStdString();
-}
-QT_END_NAMESPACE
-
 namespace {
 
 QDate date(const char* text) {
