@@ -46,6 +46,9 @@ ReadProblem problemOf(int code) {
         return ReadProblem::missing;
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
+    // A journal left by an interrupted write, which only a writer may roll back: the store
+    // does so with its next row.
+    case SQLITE_READONLY:
         return ReadProblem::locked;
     default:
         return ReadProblem::damaged;

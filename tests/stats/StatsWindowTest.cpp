@@ -8,9 +8,11 @@
 #include "support/TempDataDir.h"
 
 #include <QAbstractButton>
+#include <QHelpEvent>
 #include <QImage>
 #include <QLabel>
 #include <QTest>
+#include <QToolTip>
 
 #include <gtest/gtest.h>
 
@@ -143,6 +145,9 @@ TEST_F(WindowFixture, YearHeatmapPutsWeeksInColumnsFromTheLocalesFirstWeekday) {
         EXPECT_EQ(map->toolTipAt(centre(today)),
                   QLocale().toString(date("2024-04-03"), QLocale::LongFormat) +
                       QStringLiteral("\nDeep Work: 1 h 30 m\nShallow Work: 15 m"));
+        QHelpEvent help(QEvent::ToolTip, centre(today), map->mapToGlobal(centre(today)));
+        QCoreApplication::sendEvent(map, &help);
+        EXPECT_EQ(QToolTip::text(), map->toolTipAt(centre(today)));
         EXPECT_TRUE(map->toolTipAt(centre(g.cellRect(date("2024-04-04")))).isEmpty());
         EXPECT_TRUE(map->toolTipAt(QPoint(2, 2)).isEmpty());
     }
