@@ -12,9 +12,6 @@ namespace quillmere {
 
 namespace {
 
-// The plan is drawn lighter than the record, so done and planned read apart at a glance.
-constexpr qreal plannedOpacity = 0.35;
-
 Minutes hourStep(Minutes scale) {
     if (scale <= 4 * 60)
         return 60;

@@ -13,6 +13,9 @@ class DaysChartView final : public QWidget {
     Q_OBJECT
 
 public:
+    // The plan is drawn lighter than the record, so done and planned read apart at a glance.
+    static constexpr qreal plannedOpacity = 0.35;
+
     explicit DaysChartView(QWidget* parent = nullptr);
 
     void setContent(const StatsContent& content, int days);

@@ -5,6 +5,7 @@
 #include "stats/TitlesView.h"
 #include "stats/YearHeatmapView.h"
 #include "store/AtomicFile.h"
+#include "ui/KindColors.h"
 #include "ui/Palette.h"
 #include "ui/Typography.h"
 
@@ -38,6 +39,35 @@ QLabel* caption(const QString& text, QWidget* parent) {
     return label;
 }
 
+// Colour swatches for a caption's legend, laid over the window's background as the charts
+// lay them, since rich text has no transparency.
+QString swatch(const QColor& color, const QPalette& palette) {
+    const QColor back = palette.color(QPalette::Window);
+    const qreal a = color.alphaF();
+    const QColor solid =
+        QColor::fromRgbF(static_cast<float>(color.redF() * a + back.redF() * (1 - a)),
+                         static_cast<float>(color.greenF() * a + back.greenF() * (1 - a)),
+                         static_cast<float>(color.blueF() * a + back.blueF() * (1 - a)));
+    return QStringLiteral("<span style=\"color:%1\">\u25A0</span>").arg(solid.name());
+}
+
+QString daysLegend(const QPalette& palette) {
+    return swatch(ui::kindColor(WorkKind::deep), palette) + QStringLiteral(" Deep Work &nbsp; ") +
+           swatch(ui::kindColor(WorkKind::shallow), palette) +
+           QStringLiteral(" Shallow Work &nbsp; ") +
+           swatch(ui::kindColor(WorkKind::deep, DaysChartView::plannedOpacity), palette) +
+           swatch(ui::kindColor(WorkKind::shallow, DaysChartView::plannedOpacity), palette) +
+           QStringLiteral(" planned, beside what was done");
+}
+
+QString heatLegend(const QPalette& palette) {
+    QString legend = QStringLiteral("confirmed deep work per day &nbsp; less ");
+    legend += swatch(ui::secondaryColor(palette, YearHeatmapView::emptyOpacity), palette);
+    for (int level = 1; level <= 4; ++level)
+        legend += swatch(ui::kindColor(WorkKind::deep, StatsGeometry::heatOpacity(level)), palette);
+    return legend + QStringLiteral(" more");
+}
+
 QString dayCount(int days) {
     return days == 1 ? QStringLiteral("1 day") : QStringLiteral("%1 days").arg(days);
 }
@@ -66,7 +96,7 @@ StatsWindow::StatsWindow(QString folder, QWidget* parent)
     column->addSpacing(8);
     auto* yearRow = new QHBoxLayout;
     yearRow->addWidget(heading(QStringLiteral("Year"), this));
-    yearRow->addWidget(caption(QStringLiteral("confirmed deep work per day"), this));
+    yearRow->addWidget(caption(heatLegend(palette()), this));
     yearRow->addStretch(1);
     column->addLayout(yearRow);
     m_year = new YearHeatmapView(this);
@@ -98,7 +128,7 @@ QWidget* StatsWindow::buildHeader() {
     auto* row = new QHBoxLayout(header);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(heading(QStringLiteral("Days"), header));
-    row->addWidget(caption(QStringLiteral("done, with the plan drawn lighter beside it"), header));
+    row->addWidget(caption(daysLegend(palette()), header));
     row->addStretch(1);
 
     m_range = new QButtonGroup(header);

@@ -80,7 +80,7 @@ void YearHeatmapView::paintEvent(QPaintEvent*) {
             locale.dayName(day.dayOfWeek(), QLocale::ShortFormat));
     }
 
-    const QColor empty = ui::secondaryColor(palette(), 0.18);
+    const QColor empty = ui::secondaryColor(palette(), emptyOpacity);
     p.setRenderHint(QPainter::Antialiasing, false);
     for (QDate day = map.first; day <= map.today; day = day.addDays(1)) {
         const QRectF cell = map.cellRect(day);

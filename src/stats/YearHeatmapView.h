@@ -13,6 +13,9 @@ class YearHeatmapView final : public QWidget {
     Q_OBJECT
 
 public:
+    // How strongly a day without deep work is drawn: present, but quieter than any work.
+    static constexpr qreal emptyOpacity = 0.18;
+
     explicit YearHeatmapView(QWidget* parent = nullptr);
 
     void setContent(const StatsContent& content);

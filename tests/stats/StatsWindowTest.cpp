@@ -87,10 +87,12 @@ TEST_F(WindowFixture, DaysChartStacksDoneByKindWithThePlanBesideIt) {
     EXPECT_TRUE(
         near(image.pixel(centre(g.segment(done, 120, 60))), ui::kindColor(WorkKind::shallow)));
     EXPECT_TRUE(near(image.pixel(centre(g.segment(done, 180, 50))), QColor(background)));
-    EXPECT_TRUE(near(image.pixel(centre(g.segment(planned, 0, 180))),
-                     over(ui::kindColor(WorkKind::deep, 0.35), background)));
-    EXPECT_TRUE(near(image.pixel(centre(g.segment(planned, 180, 60))),
-                     over(ui::kindColor(WorkKind::shallow, 0.35), background)));
+    EXPECT_TRUE(
+        near(image.pixel(centre(g.segment(planned, 0, 180))),
+             over(ui::kindColor(WorkKind::deep, DaysChartView::plannedOpacity), background)));
+    EXPECT_TRUE(
+        near(image.pixel(centre(g.segment(planned, 180, 60))),
+             over(ui::kindColor(WorkKind::shallow, DaysChartView::plannedOpacity), background)));
     // Yesterday was done but is no longer planned in the kept days: no plan column.
     EXPECT_TRUE(near(image.pixel(centre(g.segment(g.doneColumn(12), 0, 60))),
                      ui::kindColor(WorkKind::deep)));
