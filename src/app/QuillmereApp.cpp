@@ -2,6 +2,7 @@
 
 #include "app/ScheduleView.h"
 #include "app/ShellFocusAids.h"
+#include "stats/StatsLauncher.h"
 #include "store/BlockStore.h"
 
 #include <QApplication>
@@ -16,8 +17,9 @@ QuillmereApp::QuillmereApp(const WallClock& wallClock, std::optional<QString> fo
     : QObject(parent), m_clock(wallClock), m_folder(std::move(folder)) {}
 
 QuillmereApp::~QuillmereApp() {
-    // The panel's views hold the store; they go first.
+    // The panel's views and the statistics window hold the store; they go first.
     m_panel.reset();
+    m_stats.reset();
 }
 
 void QuillmereApp::start(int trayGraceMs) {
@@ -28,6 +30,7 @@ void QuillmereApp::start(int trayGraceMs) {
         [this](const std::optional<QString>& text) { m_shell.setToolTip(text); },
         [this] { return m_shell.iconGeometry(); });
     m_store = std::make_unique<BlockStore>(m_clock, *m_aids, m_folder);
+    m_stats = std::make_unique<StatsLauncher>(*m_store, m_clock);
     m_shell.setCurrentKind(m_store->currentKind());
     connect(m_store.get(), &BlockStore::currentKindChanged, this,
             [this](std::optional<WorkKind> kind) { m_shell.setCurrentKind(kind); });
@@ -37,7 +40,9 @@ void QuillmereApp::start(int trayGraceMs) {
 void QuillmereApp::showPresence() {
     const bool tray = QSystemTrayIcon::isSystemTrayAvailable();
     auto factory = [this](QWidget* parent) -> QWidget* {
-        return new ScheduleView(*m_store, m_clock, parent);
+        auto* view = new ScheduleView(*m_store, m_clock, parent);
+        connect(view, &ScheduleView::statisticsRequested, m_stats.get(), &StatsLauncher::open);
+        return view;
     };
     m_panel = std::make_unique<PanelWindow>(
         tray ? PanelWindow::Style::popup : PanelWindow::Style::window, factory);

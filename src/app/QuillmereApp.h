@@ -15,6 +15,7 @@ namespace quillmere {
 
 class BlockStore;
 class FocusAids;
+class StatsLauncher;
 
 // The composition root: one clock, the focus aids, one store for the life of the process, the
 // tray icon and the panel (made the first time it opens).
@@ -38,6 +39,7 @@ public:
     AppClock& clock() { return m_clock; }
     TrayShell& shell() { return m_shell; }
     PanelWindow* panel() const { return m_panel.get(); }
+    StatsLauncher* statistics() const { return m_stats.get(); }
     bool isStarted() const { return m_store != nullptr; }
     bool hasPresence() const { return m_panel != nullptr; }
 
@@ -52,6 +54,7 @@ private:
     TrayHostWaiter m_waiter;
     std::unique_ptr<PanelWindow> m_panel;
     bool m_openRequested = false;
+    std::unique_ptr<StatsLauncher> m_stats;
 };
 
 } // namespace quillmere

@@ -446,6 +446,8 @@ void ScheduleView::buildMenus() {
     }
     m_noiseMenu->addSeparator();
     m_noiseMenu->addAction(QStringLiteral("Volume…"), this, [this] { openNoiseVolume(); });
+    m_optionsMenu->addAction(QStringLiteral("Statistics…"), this,
+                             [this] { Q_EMIT statisticsRequested(); });
 
     m_optionsMenu->addAction(QStringLiteral("Clear Today's Blocks"), this,
                              [this] { clearToday(); });

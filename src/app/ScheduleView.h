@@ -89,6 +89,9 @@ public:
     QWidget* volumePopup() const;
     QSlider* volumeSlider() const;
 
+Q_SIGNALS:
+    void statisticsRequested();
+
 private:
     QWidget* buildHeader();
     void buildMenus();

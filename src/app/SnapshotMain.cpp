@@ -1,17 +1,23 @@
 // quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]
+// quillmere-snapshot --stats DATA_DIR OUT.png [YYYY-MM-DD]
 //
 // Renders the panel offscreen as it looks for a data folder at a given local time today, with
 // BLOCK (a block's title or id) open in the editor if given. The folder is copied first, so
 // the stamping and confirming that opening a store does never touch the original.
+//
+// With --stats it renders the statistics window for the folder as of the given day (today
+// unless given); that only reads the folder, so nothing is copied.
 
 #include "app/ScheduleView.h"
 #include "model/AppClock.h"
 #include "model/TimeMath.h"
+#include "stats/StatsWindow.h"
 #include "store/BlockStore.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QLocale>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QTime>
@@ -30,7 +36,9 @@ private:
 };
 
 int usage() {
-    std::fputs("usage: quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]\n", stderr);
+    std::fputs("usage: quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]\n"
+               "       quillmere-snapshot --stats DATA_DIR OUT.png [YYYY-MM-DD]\n",
+               stderr);
     return 2;
 }
 
@@ -50,6 +58,35 @@ void settle() {
         QCoreApplication::processEvents();
 }
 
+int snapshotStats(const QStringList& args) {
+    if (args.size() < 4 || args.size() > 5)
+        return usage();
+    QDate today = QDate::currentDate();
+    if (args.size() == 5) {
+        today = QDate::fromString(args[4], Qt::ISODate);
+        if (!today.isValid())
+            return usage();
+    }
+    const QString folder = args[2];
+    if (!QDir(folder).exists()) {
+        std::fprintf(stderr, "quillmere-snapshot: cannot read %s\n", qPrintable(folder));
+        return 1;
+    }
+    quillmere::StatsWindow window(folder);
+    window.setContent(
+        quillmere::loadStatsContent(folder, today,
+                                    quillmere::StatsQueries::readPlannedMinutes(
+                                        QDir(folder).filePath(QStringLiteral("blocks.json"))),
+                                    QLocale().firstDayOfWeek()));
+    window.show();
+    settle();
+    if (!window.grab().save(args[3])) {
+        std::fprintf(stderr, "quillmere-snapshot: cannot write %s\n", qPrintable(args[3]));
+        return 1;
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -60,6 +97,8 @@ int main(int argc, char** argv) {
         qputenv("QT_SCALE_FACTOR", "2");
     QApplication app(argc, argv);
     const QStringList args = QCoreApplication::arguments();
+    if (args.size() > 1 && args[1] == QLatin1String("--stats"))
+        return snapshotStats(args);
     if (args.size() < 3 || args.size() > 5)
         return usage();
 

@@ -522,6 +522,7 @@ void BlockStore::recordConfirmedBlocks() {
     const QDateTime instant = now();
     // Blocks share a handful of days; each day's midnight is worked out once per refresh.
     QHash<QString, std::optional<QDateTime>> midnights;
+    bool confirmed = false;
     for (const WorkBlock& block : m_blocks) {
         if (m_confirmedIDs.contains(block.id))
             continue;
@@ -532,7 +533,10 @@ void BlockStore::recordConfirmedBlocks() {
             continue;
         m_statsDB->insert(Confirmation::row(block));
         m_confirmedIDs.insert(block.id);
+        confirmed = true;
     }
+    if (confirmed)
+        Q_EMIT blocksConfirmed();
 }
 
 // ---- focus aids ----

@@ -105,6 +105,8 @@ Q_SIGNALS:
     void rulesChanged();
     void plannedChanged();
     void settingsChanged();
+    // After a refresh wrote newly confirmed rows to the statistics database.
+    void blocksConfirmed();
 
 private:
     // Each replaces a list, writes its file and only then announces the change.

@@ -47,6 +47,9 @@ StatsDB::StatsDB(const QString& path) {
     const QByteArray file = path.toUtf8();
     if (sqlite3_open(file.constData(), &handle) == SQLITE_OK && handle) {
         m_db = handle;
+        // Another process (the snapshot tool, a user's sqlite3 shell) may be reading for a
+        // moment; waiting briefly keeps a confirmation from being dropped for that.
+        sqlite3_busy_timeout(m_db, 200);
         sqlite3_exec(m_db, schemaSql, nullptr, nullptr, nullptr);
     } else if (handle) {
         sqlite3_close(handle);
@@ -59,21 +62,38 @@ StatsDB::~StatsDB() {
 }
 
 void StatsDB::insert(const ConfirmedBlock& row) {
+    insertAll({row});
+}
+
+int StatsDB::insertAll(const std::vector<ConfirmedBlock>& rows) {
     if (!m_db)
-        return;
+        return 0;
     sqlite3_stmt* statement = nullptr;
     if (sqlite3_prepare_v2(m_db, insertSql, -1, &statement, nullptr) != SQLITE_OK || !statement) {
         sqlite3_finalize(statement);
-        return;
+        return 0;
     }
-    bindText(statement, 1, json::uuidText(row.id));
-    bindText(statement, 2, row.day);
-    bindText(statement, 3, row.title);
-    bindText(statement, 4, rawValue(row.kind));
-    sqlite3_bind_int(statement, 5, int32(row.startMinutes));
-    sqlite3_bind_int(statement, 6, int32(row.durationMinutes));
-    sqlite3_step(statement);
+    const bool batch = rows.size() > 1;
+    if (batch)
+        sqlite3_exec(m_db, "BEGIN;", nullptr, nullptr, nullptr);
+    int added = 0;
+    for (const ConfirmedBlock& row : rows) {
+        bindText(statement, 1, json::uuidText(row.id));
+        bindText(statement, 2, row.day);
+        bindText(statement, 3, row.title);
+        bindText(statement, 4, rawValue(row.kind));
+        sqlite3_bind_int(statement, 5, int32(row.startMinutes));
+        sqlite3_bind_int(statement, 6, int32(row.durationMinutes));
+        if (sqlite3_step(statement) == SQLITE_DONE)
+            added += sqlite3_changes(m_db);
+        sqlite3_reset(statement);
+    }
     sqlite3_finalize(statement);
+    if (batch && sqlite3_exec(m_db, "COMMIT;", nullptr, nullptr, nullptr) != SQLITE_OK) {
+        sqlite3_exec(m_db, "ROLLBACK;", nullptr, nullptr, nullptr);
+        return 0;
+    }
+    return added;
 }
 
 QSet<QUuid> StatsDB::confirmedIDs(const QString& day) const {

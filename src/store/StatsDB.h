@@ -6,6 +6,8 @@
 #include <QString>
 #include <QUuid>
 
+#include <vector>
+
 struct sqlite3;
 
 namespace quillmere {
@@ -22,6 +24,8 @@ public:
     bool isOpen() const { return m_db != nullptr; }
     // Adds the row; a row with the same id already there is kept as it is.
     void insert(const ConfirmedBlock& row);
+    // Adds many rows in one transaction (a generated record); returns how many were new.
+    int insertAll(const std::vector<ConfirmedBlock>& rows);
     QSet<QUuid> confirmedIDs(const QString& day) const;
 
 private:

@@ -1,9 +1,14 @@
 #include "app/QuillmereApp.h"
 #include "app/ScheduleView.h"
+#include "stats/StatsLauncher.h"
 
 #include "AppFixture.h"
 
+#include <QAction>
 #include <QApplication>
+#include <QLabel>
+#include <QMenu>
+#include <QPointer>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -48,5 +53,47 @@ TEST_F(ShellFixture, WithoutATrayThePanelIsAWindowThatEndsTheProgram) {
     EXPECT_TRUE(qobject_cast<ScheduleView*>(app.panel()->content()));
     EXPECT_TRUE(QApplication::quitOnLastWindowClosed());
     EXPECT_FALSE(app.shell().hasIcon());
+    QApplication::setQuitOnLastWindowClosed(false);
+}
+
+TEST_F(ShellFixture, StatisticsOpensFromTheOptionsMenuAsOneWindowThatFollowsConfirmations) {
+    seedBlocks({todayBlock(QStringLiteral("Write"), 600, 60)});
+    QuillmereApp app(wall, dir.path());
+    app.start(0);
+    processEvents();
+    auto* view = qobject_cast<ScheduleView*>(app.panel()->content());
+    ASSERT_TRUE(view);
+    // Nothing of the window exists before it is asked for.
+    EXPECT_EQ(app.statistics()->window(), nullptr);
+    const QList<QAction*> items = view->optionsMenu()->actions();
+    const auto noise = std::find(items.begin(), items.end(), view->noiseMenu()->menuAction());
+    ASSERT_NE(noise, items.end());
+    ASSERT_NE(noise + 1, items.end());
+    EXPECT_EQ((*(noise + 1))->text(), QStringLiteral("Statistics…"));
+
+    (*(noise + 1))->trigger();
+    processEvents();
+    QPointer<StatsWindow> window = app.statistics()->window();
+    ASSERT_TRUE(window);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Quillmere Statistics"));
+    const auto weekDeep = [&] {
+        return window->findChild<QLabel*>(QStringLiteral("week.deep"))->text();
+    };
+    EXPECT_EQ(weekDeep(), QStringLiteral("0 m"));
+    EXPECT_EQ(window->content().planned.at(QDate(2024, 3, 4)).deep, 60);
+
+    (*(noise + 1))->trigger();
+    processEvents();
+    EXPECT_EQ(app.statistics()->window(), window.data()); // raised, not a second one
+
+    wall.set(QDateTime(QDate(2024, 3, 4), QTime(11, 0)).addMSecs(100));
+    app.clock().tick();
+    processEvents();
+    EXPECT_EQ(weekDeep(), QStringLiteral("1 h"));
+
+    window->close();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_FALSE(window);
     QApplication::setQuitOnLastWindowClosed(false);
 }

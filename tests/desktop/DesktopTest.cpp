@@ -27,6 +27,27 @@ bool isCrimson(QColor c) {
     return c.red() > 150 && c.green() < 80 && c.blue() < 120;
 }
 
+// The options menu's items as its keyboard walks them (dividers are skipped): the one place
+// to change when the menu gains an item.
+const QStringList optionsItems{
+    QStringLiteral("Chimes"),
+    QStringLiteral("Focus Nudges"),
+    QStringLiteral("Upcoming Reminders"),
+    QStringLiteral("Deep Work Noise"),
+    QStringLiteral("Statistics…"),
+    QStringLiteral("Clear Today's Blocks"),
+    QStringLiteral("Start at Login"),
+    QStringLiteral("Quit Quillmere"),
+};
+
+// In a freshly opened menu, the first Down reaches the first item.
+void walkOptionsTo(const Desktop& desk, const QString& item) {
+    const qsizetype steps = optionsItems.indexOf(item) + 1;
+    ASSERT_GT(steps, 0) << item.toStdString();
+    for (qsizetype i = 0; i < steps; ++i)
+        desk.key(QStringLiteral("Down"));
+}
+
 QString shotsDir() {
     return qEnvironmentVariable("QUILLMERE_DESKTOP_SHOTS");
 }
@@ -169,8 +190,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // "Clear Today's Blocks" keeps only the running block.
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
-    for (int i = 0; i < 5; ++i)
-        desk.key(QStringLiteral("Down"));
+    walkOptionsTo(desk, QStringLiteral("Clear Today's Blocks"));
     desk.key(QStringLiteral("Return"));
     blocks = desk.readList(QStringLiteral("blocks.json"));
     ASSERT_EQ(blocks.size(), 1);
@@ -180,7 +200,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
     keep(QStringLiteral("a6-options"));
-    desk.key(QStringLiteral("Down"));
+    walkOptionsTo(desk, QStringLiteral("Chimes"));
     desk.key(QStringLiteral("Return"));
     EXPECT_TRUE(Desktop::waitFor(
         [&] {
@@ -192,7 +212,8 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // Deep Work Noise › Volume…: the popover's slider dragged to its loud end.
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
-    for (const char* k : {"Down", "Down", "Down", "Down", "Right", "Down", "Down", "Return"})
+    walkOptionsTo(desk, QStringLiteral("Deep Work Noise"));
+    for (const char* k : {"Right", "Down", "Down", "Return"})
         desk.key(QString::fromLatin1(k));
     ASSERT_TRUE(Desktop::waitFor([&] { return desk.popups().size() == 1; }, 5000));
     const QRect volume = desk.popups().first();

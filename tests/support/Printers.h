@@ -20,3 +20,6 @@ inline void PrintTo(const QUuid& id, std::ostream* os) {
 inline void PrintTo(const QDateTime& t, std::ostream* os) {
     *os << t.toString(Qt::ISODateWithMs).toStdString();
 }
+inline void PrintTo(const QDate& d, std::ostream* os) {
+    *os << d.toString(Qt::ISODate).toStdString();
+}
