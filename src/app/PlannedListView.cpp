@@ -7,6 +7,7 @@
 #include "ui/Typography.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -410,6 +411,11 @@ void PlannedListView::rebuildRows() {
         row->hide();
         row->deleteLater();
     }
+    // Rows that slide under a resting pointer hear no enter event; once the list is laid out
+    // anew, the row now under the pointer takes the hover (and with it its buttons).
+    if (!gone.isEmpty() && isVisible())
+        QMetaObject::invokeMethod(this, &PlannedListView::hoverRowUnderPointer,
+                                  Qt::QueuedConnection);
 
     const int count = static_cast<int>(planned.size());
     const bool scrolls = count >= scrollFrom;
@@ -495,6 +501,16 @@ void PlannedListView::rowLeft(const QUuid& id) {
         return;
     m_hoveredID.reset();
     showHover();
+}
+
+void PlannedListView::hoverRowUnderPointer() {
+    for (QWidget* w = QApplication::widgetAt(QCursor::pos()); w; w = w->parentWidget()) {
+        auto* row = qobject_cast<PlannedRow*>(w);
+        if (row && m_rows.value(row->item().id) == row) {
+            rowEntered(row->item().id);
+            return;
+        }
+    }
 }
 
 void PlannedListView::showHover() {

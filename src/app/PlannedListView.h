@@ -162,6 +162,7 @@ private:
     void syncRows();
     void rebuildRows();
     void showHover();
+    void hoverRowUnderPointer();
     void foldRows(bool show, int height);
 
     BlockStore& m_store;

@@ -3,6 +3,7 @@
 #include "AppFixture.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QEnterEvent>
 #include <QLabel>
 #include <QScrollArea>
@@ -198,4 +199,24 @@ TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
               1);
     EXPECT_EQ(list->hoveredID(), a.id);
     EXPECT_TRUE(list->row(a.id)->pinButton()->isVisible());
+}
+
+// Deleting rows one after another with a pointer that stays put: each row that slides up under
+// it shows its buttons, so the next click deletes again instead of scheduling.
+TEST_F(PlannedListFixture, TheRowThatSlidesUnderTheRestingPointerTakesTheHover) {
+    const PlannedBlock a = planned(QStringLiteral("Alpha"));
+    const PlannedBlock b = planned(QStringLiteral("Beta"));
+    seedPlanned({a, b});
+    state.expanded = true;
+    build();
+    hover(list->row(a.id));
+    QToolButton* button = list->row(a.id)->deleteButton();
+    const QPoint pointer = button->mapToGlobal(button->rect().center());
+    QCursor::setPos(pointer);
+    QTest::mouseClick(button, Qt::LeftButton);
+    processEvents();
+    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Beta")}));
+    EXPECT_EQ(list->hoveredID(), b.id);
+    ASSERT_TRUE(list->row(b.id)->deleteButton()->isVisible());
+    EXPECT_TRUE(scheduled.empty());
 }
