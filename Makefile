@@ -1,15 +1,22 @@
 # The two commands a newcomer needs: `make run` and `make test`.
 BUILD ?= build
+# Where `make install` puts the program; DESTDIR, when set, is put in front of it.
+PREFIX ?= /usr/local
 ASAN_BUILD ?= build-asan
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build run test test-asan fuzz bench clean format
+.PHONY: all deps test-deps configure build run test test-asan fuzz bench install package clean format
 
 all: build
 
+# Building and running need less than the tests do (no compilers for fuzzing, no Xvfb, no
+# notification daemon, no validators).
 deps:
 	@scripts/install-deps
+
+test-deps:
+	@scripts/install-deps test
 
 configure: deps
 	@cmake -S . -B $(BUILD) -G Ninja -DQUILLMERE_WERROR=ON $(CMAKE_FLAGS) >/dev/null
@@ -18,18 +25,14 @@ build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
 run: build
-	@if [ -x $(BUILD)/bin/quillmere ]; then \
-		exec $(BUILD)/bin/quillmere; \
-	else \
-		echo "Everything there is has been built, but the program itself (quillmere) is not built yet."; \
-	fi
+	@exec $(BUILD)/bin/quillmere
 
-test: build
+test: test-deps build
 	@cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --no-tests=error --output-on-failure -j $(JOBS)
 
 # The whole suite again, built with AddressSanitizer and UndefinedBehaviorSanitizer (leak
 # checking on) in a build folder of its own.
-test-asan: deps
+test-asan: test-deps
 	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DQUILLMERE_WERROR=ON -DQUILLMERE_SANITIZE=ON \
 		-DQUILLMERE_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS) >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
@@ -43,17 +46,24 @@ test-asan: deps
 # each target for FUZZ_SECONDS from the seed corpus in fuzz/corpus.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 60
-fuzz: deps
+fuzz: test-deps
 	@CC=clang CXX=clang++ cmake -S fuzz -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	@cmake --build $(FUZZ_BUILD) -j $(JOBS)
 	@scripts/run-fuzzers $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
-bench: build
+bench: test-deps build
 	@for b in $(BUILD)/bin/bench_*; do [ -x "$$b" ] && "$$b" || exit 1; done
 
 # The README's picture: the panel for the sample data at 10:40 with one block open.
 snapshot: build
 	@$(BUILD)/bin/quillmere-snapshot docs/sample-data docs/panel.png 10:40 "Team sync"
+
+install: build
+	@cmake --install $(BUILD) --prefix $(PREFIX)
+
+# A Debian package (installing under /usr) in $(BUILD); scripts/check-package inspects it.
+package: build
+	@cmake --build $(BUILD) --target package
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD)

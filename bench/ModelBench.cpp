@@ -1,4 +1,5 @@
 #include "model/JsonCodec.h"
+#include "model/TimeMath.h"
 
 #include <benchmark/benchmark.h>
 
@@ -34,6 +35,35 @@ void BM_DecodeAndReencode600Blocks(benchmark::State& state) {
     state.counters["file_bytes"] = static_cast<double>(file.size());
 }
 BENCHMARK(BM_DecodeAndReencode600Blocks)->Unit(benchmark::kMillisecond);
+
+// The day key both ways, over a month of instants: the refresh reads every stored block's day.
+std::vector<QDateTime> monthOfInstants() {
+    std::vector<QDateTime> instants;
+    for (int day = 1; day <= 30; ++day)
+        for (int i = 0; i < 20; ++i)
+            instants.push_back(QDateTime(QDate(2024, 3, day), QTime(i, 7)));
+    return instants;
+}
+
+void BM_DayKeyText600(benchmark::State& state) {
+    const std::vector<QDateTime> instants = monthOfInstants();
+    for (auto _ : state)
+        for (const QDateTime& instant : instants)
+            benchmark::DoNotOptimize(TimeMath::dayKey(instant));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * instants.size()));
+}
+BENCHMARK(BM_DayKeyText600)->Unit(benchmark::kMicrosecond);
+
+void BM_DayKeyParse600(benchmark::State& state) {
+    std::vector<QString> keys;
+    for (const QDateTime& instant : monthOfInstants())
+        keys.push_back(TimeMath::dayKey(instant));
+    for (auto _ : state)
+        for (const QString& key : keys)
+            benchmark::DoNotOptimize(TimeMath::dateFromDayKey(key));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * keys.size()));
+}
+BENCHMARK(BM_DayKeyParse600)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

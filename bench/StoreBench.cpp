@@ -83,16 +83,20 @@ void BM_FreeGap40Blocks30Rules(benchmark::State& state) {
 }
 BENCHMARK(BM_FreeGap40Blocks30Rules)->Unit(benchmark::kMicrosecond);
 
-// Start-up over a month of data (30 days of 24 blocks) followed by one save of the blocks.
-void BM_StartUpAndOneSaveMonthOfData(benchmark::State& state) {
-    FixedClock wall;
-    QTemporaryDir dir;
+std::vector<WorkBlock> monthOfBlocks(const QDate& today) {
     std::vector<WorkBlock> blocks;
-    const QDate today = wall.now().date();
     for (int d = 0; d < 30; ++d)
         for (int i = 0; i < 24; ++i)
             blocks.push_back(
                 block(TimeMath::dayKey(today.addDays(-d).startOfDay()), i * 60, 45, i));
+    return blocks;
+}
+
+// Start-up over a month of data (30 days of 24 blocks) followed by one save of the blocks.
+void BM_StartUpAndOneSaveMonthOfData(benchmark::State& state) {
+    FixedClock wall;
+    QTemporaryDir dir;
+    const std::vector<WorkBlock> blocks = monthOfBlocks(wall.now().date());
     const QByteArray file = json::encodeList(blocks);
     for (auto _ : state) {
         state.PauseTiming();
@@ -107,6 +111,20 @@ void BM_StartUpAndOneSaveMonthOfData(benchmark::State& state) {
     state.counters["blocks"] = static_cast<double>(blocks.size());
 }
 BENCHMARK(BM_StartUpAndOneSaveMonthOfData)->Unit(benchmark::kMillisecond);
+
+// One tick's refresh over a month of data: every stored block is looked at for confirmation.
+void BM_RefreshMonthOfData(benchmark::State& state) {
+    FixedClock wall;
+    QTemporaryDir dir;
+    writeFile(dir.filePath(QStringLiteral("blocks.json")),
+              json::encodeList(monthOfBlocks(wall.now().date())));
+    AppClock clock(wall);
+    NoFocusAids aids;
+    BlockStore store(clock, aids, dir.path());
+    for (auto _ : state)
+        store.refreshBlock();
+}
+BENCHMARK(BM_RefreshMonthOfData)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 

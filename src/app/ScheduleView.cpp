@@ -1,5 +1,6 @@
 #include "app/ScheduleView.h"
 
+#include "desktop/StartAtLogin.h"
 #include "model/AppClock.h"
 #include "model/TimeMath.h"
 #include "store/BlockStore.h"
@@ -34,6 +35,8 @@
 namespace quillmere {
 
 namespace {
+
+const QString startAtLoginHelp = QStringLiteral("Start Quillmere in the tray when you log in");
 
 QFrame* divider(QWidget* parent) {
     auto* line = new QFrame(parent);
@@ -442,6 +445,16 @@ void ScheduleView::buildMenus() {
 
     m_optionsMenu->addAction(QStringLiteral("Clear Today's Blocks"), this,
                              [this] { clearToday(); });
+    m_startAtLogin = m_optionsMenu->addAction(QStringLiteral("Start at Login"));
+    m_startAtLogin->setCheckable(true);
+    m_startAtLogin->setToolTip(startAtLoginHelp);
+    connect(m_startAtLogin, &QAction::triggered, this, [this](bool on) {
+        const QString problem = StartAtLogin(m_store.folder()).setOn(on);
+        m_startAtLogin->setToolTip(problem.isEmpty() ? startAtLoginHelp : problem);
+        refreshStartAtLogin();
+    });
+    // The entry may have been removed or written by hand since the menu was last open.
+    connect(m_optionsMenu, &QMenu::aboutToShow, this, &ScheduleView::refreshStartAtLogin);
     m_optionsMenu->addSeparator();
     m_optionsMenu->addAction(QStringLiteral("Quit Quillmere"), this,
                              [] { QCoreApplication::quit(); });
@@ -454,6 +467,7 @@ void ScheduleView::buildMenus() {
             writeSettings([&](Settings& s) { s.noiseVolume = value / 1000.0; });
     });
     refreshMenus();
+    refreshStartAtLogin();
 }
 
 QAction* ScheduleView::action(const QString& text) const {
@@ -698,6 +712,10 @@ void ScheduleView::refreshMenus() {
     const bool wasRefreshing = std::exchange(m_refreshing, true);
     m_volume->slider()->setValue(static_cast<int>(std::lround(s.noiseVolume * 1000)));
     m_refreshing = wasRefreshing;
+}
+
+void ScheduleView::refreshStartAtLogin() {
+    m_startAtLogin->setChecked(StartAtLogin(m_store.folder()).isOn());
 }
 
 void ScheduleView::refreshEditor() {

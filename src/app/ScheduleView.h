@@ -95,6 +95,7 @@ private:
     void refresh();
     void refreshHeader();
     void refreshMenus();
+    void refreshStartAtLogin();
     void refreshEditor();
     void newDay();
     void hideDayFullBanner();
@@ -124,6 +125,7 @@ private:
     QAction* m_nudges = nullptr;
     QAction* m_reminders = nullptr;
     QActionGroup* m_noiseChoice = nullptr;
+    QAction* m_startAtLogin = nullptr;
     VolumePopup* m_volume = nullptr;
     QWidget* m_trayArea = nullptr;
     PlannedListView* m_planned = nullptr;

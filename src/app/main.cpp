@@ -1,5 +1,8 @@
 #include "app/QuillmereApp.h"
 #include "app/SingleInstance.h"
+#include "desktop/ApplicationId.h"
+#include "desktop/StartAtLogin.h"
+#include "store/BlockStore.h"
 
 #include <QApplication>
 
@@ -18,6 +21,7 @@ int main(int argc, char** argv) {
     preferXWayland();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quillmere"));
+    QApplication::setDesktopFileName(quillmere::applicationId);
     QApplication::setQuitOnLastWindowClosed(false);
 
     quillmere::SingleInstance instance;
@@ -29,5 +33,6 @@ int main(int argc, char** argv) {
     QObject::connect(&instance, &quillmere::SingleInstance::openRequested, &quillmere,
                      [&quillmere] { quillmere.openPanel(); });
     quillmere.start();
+    quillmere::StartAtLogin(quillmere.store().folder()).applyFirstStart();
     return app.exec();
 }

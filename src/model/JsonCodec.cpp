@@ -11,6 +11,26 @@ namespace quillmere::json {
 
 namespace {
 
+// Every key of the four forms, shared by the encoders and the decoders.
+namespace key {
+constexpr QLatin1StringView chimesEnabled("chimesEnabled");
+constexpr QLatin1StringView createdAt("createdAt");
+constexpr QLatin1StringView day("day");
+constexpr QLatin1StringView deepWorkNoise("deepWorkNoise");
+constexpr QLatin1StringView durationMinutes("durationMinutes");
+constexpr QLatin1StringView id("id");
+constexpr QLatin1StringView kind("kind");
+constexpr QLatin1StringView lastStampedDay("lastStampedDay");
+constexpr QLatin1StringView noiseVolume("noiseVolume");
+constexpr QLatin1StringView nudgesEnabled("nudgesEnabled");
+constexpr QLatin1StringView pinned("pinned");
+constexpr QLatin1StringView remindersEnabled("remindersEnabled");
+constexpr QLatin1StringView repeatRuleID("repeatRuleID");
+constexpr QLatin1StringView startMinutes("startMinutes");
+constexpr QLatin1StringView title("title");
+constexpr QLatin1StringView weekdays("weekdays");
+} // namespace key
+
 // Integers travel as JSON numbers, which are exact only up to 2^53. Anything larger (or
 // fractional, or not finite) is not an integer this program ever wrote.
 constexpr double largestExactInteger = 9007199254740992.0;
@@ -57,9 +77,9 @@ std::optional<WorkKind> kindValue(const QJsonValue& value) {
 // An optional key: missing or null is absent (`present` stays false); a present value must
 // convert, otherwise the whole record fails.
 template <typename T, typename Convert>
-bool readOptional(const QJsonObject& object, QLatin1StringView key, Convert convert,
+bool readOptional(const QJsonObject& object, QLatin1StringView name, Convert convert,
                   std::optional<T>& out) {
-    const QJsonValue value = object.value(key);
+    const QJsonValue value = object.value(name);
     if (value.isUndefined() || value.isNull()) {
         out.reset();
         return true;
@@ -93,53 +113,53 @@ std::optional<QUuid> parseUuid(const QString& text) {
 
 QJsonObject encode(const WorkBlock& block) {
     QJsonObject o;
-    o.insert(QLatin1StringView("id"), uuidText(block.id));
-    o.insert(QLatin1StringView("title"), block.title);
-    o.insert(QLatin1StringView("day"), block.day);
-    o.insert(QLatin1StringView("startMinutes"), static_cast<double>(block.startMinutes));
-    o.insert(QLatin1StringView("durationMinutes"), static_cast<double>(block.durationMinutes));
-    o.insert(QLatin1StringView("kind"), rawValue(block.kind));
+    o.insert(key::id, uuidText(block.id));
+    o.insert(key::title, block.title);
+    o.insert(key::day, block.day);
+    o.insert(key::startMinutes, static_cast<double>(block.startMinutes));
+    o.insert(key::durationMinutes, static_cast<double>(block.durationMinutes));
+    o.insert(key::kind, rawValue(block.kind));
     if (block.repeatRuleID)
-        o.insert(QLatin1StringView("repeatRuleID"), uuidText(*block.repeatRuleID));
+        o.insert(key::repeatRuleID, uuidText(*block.repeatRuleID));
     if (block.createdAt)
-        o.insert(QLatin1StringView("createdAt"), *block.createdAt);
+        o.insert(key::createdAt, *block.createdAt);
     return o;
 }
 
 QJsonObject encode(const RepeatRule& rule) {
     QJsonObject o;
-    o.insert(QLatin1StringView("id"), uuidText(rule.id));
-    o.insert(QLatin1StringView("title"), rule.title);
-    o.insert(QLatin1StringView("kind"), rawValue(rule.kind));
-    o.insert(QLatin1StringView("startMinutes"), static_cast<double>(rule.startMinutes));
-    o.insert(QLatin1StringView("durationMinutes"), static_cast<double>(rule.durationMinutes));
+    o.insert(key::id, uuidText(rule.id));
+    o.insert(key::title, rule.title);
+    o.insert(key::kind, rawValue(rule.kind));
+    o.insert(key::startMinutes, static_cast<double>(rule.startMinutes));
+    o.insert(key::durationMinutes, static_cast<double>(rule.durationMinutes));
     QJsonArray days;
     for (int day : rule.weekdays)
         days.append(day);
-    o.insert(QLatin1StringView("weekdays"), days);
+    o.insert(key::weekdays, days);
     if (rule.lastStampedDay)
-        o.insert(QLatin1StringView("lastStampedDay"), *rule.lastStampedDay);
+        o.insert(key::lastStampedDay, *rule.lastStampedDay);
     return o;
 }
 
 QJsonObject encode(const PlannedBlock& item) {
     QJsonObject o;
-    o.insert(QLatin1StringView("id"), uuidText(item.id));
-    o.insert(QLatin1StringView("title"), item.title);
-    o.insert(QLatin1StringView("kind"), rawValue(item.kind));
-    o.insert(QLatin1StringView("createdAt"), item.createdAt);
+    o.insert(key::id, uuidText(item.id));
+    o.insert(key::title, item.title);
+    o.insert(key::kind, rawValue(item.kind));
+    o.insert(key::createdAt, item.createdAt);
     if (item.pinned)
-        o.insert(QLatin1StringView("pinned"), *item.pinned);
+        o.insert(key::pinned, *item.pinned);
     return o;
 }
 
 QJsonObject encode(const Settings& settings) {
     QJsonObject o;
-    o.insert(QLatin1StringView("chimesEnabled"), settings.chimesEnabled);
-    o.insert(QLatin1StringView("deepWorkNoise"), rawValue(settings.deepWorkNoise));
-    o.insert(QLatin1StringView("noiseVolume"), settings.noiseVolume);
-    o.insert(QLatin1StringView("nudgesEnabled"), settings.nudgesEnabled);
-    o.insert(QLatin1StringView("remindersEnabled"), settings.remindersEnabled);
+    o.insert(key::chimesEnabled, settings.chimesEnabled);
+    o.insert(key::deepWorkNoise, rawValue(settings.deepWorkNoise));
+    o.insert(key::noiseVolume, settings.noiseVolume);
+    o.insert(key::nudgesEnabled, settings.nudgesEnabled);
+    o.insert(key::remindersEnabled, settings.remindersEnabled);
     return o;
 }
 
@@ -147,17 +167,17 @@ template <> std::optional<WorkBlock> decode<WorkBlock>(const QJsonValue& value) 
     if (!value.isObject())
         return std::nullopt;
     const QJsonObject o = value.toObject();
-    const auto id = uuidValue(o.value(QLatin1StringView("id")));
-    const auto title = stringValue(o.value(QLatin1StringView("title")));
-    const auto day = stringValue(o.value(QLatin1StringView("day")));
-    const auto start = integerValue(o.value(QLatin1StringView("startMinutes")));
-    const auto duration = integerValue(o.value(QLatin1StringView("durationMinutes")));
-    const auto kind = kindValue(o.value(QLatin1StringView("kind")));
+    const auto id = uuidValue(o.value(key::id));
+    const auto title = stringValue(o.value(key::title));
+    const auto day = stringValue(o.value(key::day));
+    const auto start = integerValue(o.value(key::startMinutes));
+    const auto duration = integerValue(o.value(key::durationMinutes));
+    const auto kind = kindValue(o.value(key::kind));
     if (!id || !title || !day || !start || !duration || !kind)
         return std::nullopt;
     WorkBlock block{*id, *title, *day, *start, *duration, *kind, std::nullopt, std::nullopt};
-    if (!readOptional(o, QLatin1StringView("repeatRuleID"), uuidValue, block.repeatRuleID) ||
-        !readOptional(o, QLatin1StringView("createdAt"), numberValue, block.createdAt))
+    if (!readOptional(o, key::repeatRuleID, uuidValue, block.repeatRuleID) ||
+        !readOptional(o, key::createdAt, numberValue, block.createdAt))
         return std::nullopt;
     return block;
 }
@@ -166,12 +186,12 @@ template <> std::optional<RepeatRule> decode<RepeatRule>(const QJsonValue& value
     if (!value.isObject())
         return std::nullopt;
     const QJsonObject o = value.toObject();
-    const auto id = uuidValue(o.value(QLatin1StringView("id")));
-    const auto title = stringValue(o.value(QLatin1StringView("title")));
-    const auto kind = kindValue(o.value(QLatin1StringView("kind")));
-    const auto start = integerValue(o.value(QLatin1StringView("startMinutes")));
-    const auto duration = integerValue(o.value(QLatin1StringView("durationMinutes")));
-    const QJsonValue days = o.value(QLatin1StringView("weekdays"));
+    const auto id = uuidValue(o.value(key::id));
+    const auto title = stringValue(o.value(key::title));
+    const auto kind = kindValue(o.value(key::kind));
+    const auto start = integerValue(o.value(key::startMinutes));
+    const auto duration = integerValue(o.value(key::durationMinutes));
+    const QJsonValue days = o.value(key::weekdays);
     if (!id || !title || !kind || !start || !duration || !days.isArray())
         return std::nullopt;
     RepeatRule rule{*id, *title, *kind, *start, *duration, {}, std::nullopt};
@@ -183,7 +203,7 @@ template <> std::optional<RepeatRule> decode<RepeatRule>(const QJsonValue& value
             return std::nullopt;
         rule.weekdays.insert(static_cast<int>(*number));
     }
-    if (!readOptional(o, QLatin1StringView("lastStampedDay"), stringValue, rule.lastStampedDay))
+    if (!readOptional(o, key::lastStampedDay, stringValue, rule.lastStampedDay))
         return std::nullopt;
     return rule;
 }
@@ -192,14 +212,14 @@ template <> std::optional<PlannedBlock> decode<PlannedBlock>(const QJsonValue& v
     if (!value.isObject())
         return std::nullopt;
     const QJsonObject o = value.toObject();
-    const auto id = uuidValue(o.value(QLatin1StringView("id")));
-    const auto title = stringValue(o.value(QLatin1StringView("title")));
-    const auto kind = kindValue(o.value(QLatin1StringView("kind")));
-    const auto createdAt = numberValue(o.value(QLatin1StringView("createdAt")));
+    const auto id = uuidValue(o.value(key::id));
+    const auto title = stringValue(o.value(key::title));
+    const auto kind = kindValue(o.value(key::kind));
+    const auto createdAt = numberValue(o.value(key::createdAt));
     if (!id || !title || !kind || !createdAt)
         return std::nullopt;
     PlannedBlock item{*id, *title, *kind, *createdAt, std::nullopt};
-    if (!readOptional(o, QLatin1StringView("pinned"), boolValue, item.pinned))
+    if (!readOptional(o, key::pinned, boolValue, item.pinned))
         return std::nullopt;
     return item;
 }
@@ -208,13 +228,13 @@ template <> std::optional<Settings> decode<Settings>(const QJsonValue& value) {
     if (!value.isObject())
         return std::nullopt;
     const QJsonObject o = value.toObject();
-    const auto chimes = boolValue(o.value(QLatin1StringView("chimesEnabled")));
-    const QJsonValue noiseValue = o.value(QLatin1StringView("deepWorkNoise"));
+    const auto chimes = boolValue(o.value(key::chimesEnabled));
+    const QJsonValue noiseValue = o.value(key::deepWorkNoise);
     const auto noise =
         noiseValue.isString() ? deepWorkNoiseFromRaw(noiseValue.toString()) : std::nullopt;
-    const auto volume = numberValue(o.value(QLatin1StringView("noiseVolume")));
-    const auto nudges = boolValue(o.value(QLatin1StringView("nudgesEnabled")));
-    const auto reminders = boolValue(o.value(QLatin1StringView("remindersEnabled")));
+    const auto volume = numberValue(o.value(key::noiseVolume));
+    const auto nudges = boolValue(o.value(key::nudgesEnabled));
+    const auto reminders = boolValue(o.value(key::remindersEnabled));
     if (!chimes || !noise || !volume || !nudges || !reminders)
         return std::nullopt;
     return Settings{*chimes, *noise, *volume, *nudges, *reminders};

@@ -3,7 +3,6 @@
 #include <QTimeZone>
 
 #include <algorithm>
-#include <cmath>
 
 namespace quillmere::TimeMath {
 
@@ -48,31 +47,15 @@ QString hourLabel(Minutes h) {
 }
 
 QString dayKey(const QDateTime& instant) {
-    const QDate date = instant.toLocalTime().date();
-    // Built by hand rather than through a locale so the digits are always ASCII.
-    return QStringLiteral("%1-%2-%3")
-        .arg(date.year(), 4, 10, QLatin1Char('0'))
-        .arg(date.month(), 2, 10, QLatin1Char('0'))
-        .arg(date.day(), 2, 10, QLatin1Char('0'));
+    // Qt's ISO form is locale-free, so the digits are always ASCII.
+    return instant.toLocalTime().date().toString(Qt::ISODate);
 }
 
 std::optional<QDate> dateFromDayKey(const QString& key) {
-    // Read by hand: the refresh looks at every stored block's day, and a general date parser
-    // costs microseconds a call.
+    // Qt's ISO reader also takes other separators and trailing text; a key is exactly one form.
     if (key.size() != 10 || key.at(4) != u'-' || key.at(7) != u'-')
         return std::nullopt;
-    int fields[3] = {0, 0, 0};
-    const int starts[3] = {0, 5, 8};
-    const int lengths[3] = {4, 2, 2};
-    for (int f = 0; f < 3; ++f) {
-        for (int i = 0; i < lengths[f]; ++i) {
-            const QChar c = key.at(starts[f] + i);
-            if (c < u'0' || c > u'9')
-                return std::nullopt;
-            fields[f] = fields[f] * 10 + (c.unicode() - u'0');
-        }
-    }
-    const QDate date(fields[0], fields[1], fields[2]);
+    const QDate date = QDate::fromString(key, Qt::ISODate);
     if (!date.isValid())
         return std::nullopt;
     return date;
@@ -104,12 +87,6 @@ int weekday(const QDateTime& instant) {
 double referenceSeconds(const QDateTime& instant) {
     return static_cast<double>(instant.toMSecsSinceEpoch()) / 1000.0 -
            static_cast<double>(referenceEpochOffsetSeconds);
-}
-
-QDateTime fromReferenceSeconds(double seconds) {
-    const double ms =
-        std::round((seconds + static_cast<double>(referenceEpochOffsetSeconds)) * 1000.0);
-    return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(ms));
 }
 
 } // namespace quillmere::TimeMath

@@ -30,6 +30,5 @@ int weekday(const QDateTime& instant);
 // Instants in the files are seconds since 2001-01-01 00:00:00 UTC.
 inline constexpr qint64 referenceEpochOffsetSeconds = 978307200;
 double referenceSeconds(const QDateTime& instant);
-QDateTime fromReferenceSeconds(double seconds);
 
 } // namespace quillmere::TimeMath

@@ -95,13 +95,9 @@ public:
 
     // The day's heartbeat, run on every tick of the clock.
     void refreshBlock();
-    void materializeRepeats();
 
     // Writes blocks.json (after asking the clock for a tick).
     void save();
-
-    // The moments (minutes of today) the last refresh wanted to be woken at; for tests.
-    const std::set<Minutes>& wakeMoments() const { return m_wakeMoments; }
 
 Q_SIGNALS:
     void blocksChanged();
@@ -120,6 +116,7 @@ private:
     void savePlanned();
     void saveSettings();
     void pruneOldDays();
+    void materializeRepeats();
     std::vector<MinuteRange> busyIntervals(const std::optional<QUuid>& excluding,
                                            const Weekdays& repeatDays) const;
     void loadFiles();

@@ -5,6 +5,15 @@
 
 namespace quillmere::FreeTime {
 
+namespace {
+
+Minutes roundUpToGrid(Minutes m) {
+    const Minutes rest = ((m % gridStep) + gridStep) % gridStep;
+    return rest == 0 ? m : checkedAdd(m, gridStep - rest);
+}
+
+} // namespace
+
 std::vector<MinuteRange> reservedSlots(const std::vector<RepeatRule>& rules,
                                        const Weekdays& repeatDays,
                                        const std::optional<QUuid>& excludingRuleID) {
@@ -60,11 +69,6 @@ std::optional<MinuteRange> freeGap(const std::vector<MinuteRange>& busy, Minutes
             gap.upper = std::min(gap.upper, interval.lower);
     }
     return gap;
-}
-
-Minutes roundUpToGrid(Minutes m) {
-    const Minutes rest = ((m % gridStep) + gridStep) % gridStep;
-    return rest == 0 ? m : checkedAdd(m, gridStep - rest);
 }
 
 std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now) {

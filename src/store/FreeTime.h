@@ -36,6 +36,4 @@ struct Placement {
 // length of up to an hour; nothing when the day is full.
 std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now);
 
-Minutes roundUpToGrid(Minutes m);
-
 } // namespace quillmere::FreeTime

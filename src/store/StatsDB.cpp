@@ -8,7 +8,9 @@
 
 namespace quillmere {
 
-const char* const StatsDB::schemaSql =
+namespace {
+
+const char* const schemaSql =
     "CREATE TABLE IF NOT EXISTS confirmed_blocks ("
     "id TEXT PRIMARY KEY, "
     "day TEXT NOT NULL, "
@@ -20,14 +22,11 @@ const char* const StatsDB::schemaSql =
     ");"
     "CREATE INDEX IF NOT EXISTS confirmed_blocks_day ON confirmed_blocks(day);";
 
-const char* const StatsDB::insertSql =
-    "INSERT OR IGNORE INTO confirmed_blocks\n"
-    "    (id, day, title, kind, start_minutes, duration_minutes)\n"
-    "    VALUES (?1, ?2, ?3, ?4, ?5, ?6);";
+const char* const insertSql = "INSERT OR IGNORE INTO confirmed_blocks\n"
+                              "    (id, day, title, kind, start_minutes, duration_minutes)\n"
+                              "    VALUES (?1, ?2, ?3, ?4, ?5, ?6);";
 
-const char* const StatsDB::lookupSql = "SELECT id FROM confirmed_blocks WHERE day = ?1;";
-
-namespace {
+const char* const lookupSql = "SELECT id FROM confirmed_blocks WHERE day = ?1;";
 
 void bindText(sqlite3_stmt* statement, int index, const QString& text) {
     const QByteArray utf8 = text.toUtf8();

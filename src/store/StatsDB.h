@@ -14,10 +14,6 @@ namespace quillmere {
 // effort; when the file cannot be opened every call quietly does nothing.
 class StatsDB final {
 public:
-    static const char* const schemaSql;
-    static const char* const insertSql;
-    static const char* const lookupSql;
-
     explicit StatsDB(const QString& path);
     ~StatsDB();
     StatsDB(const StatsDB&) = delete;

@@ -1,5 +1,6 @@
 #include "app/ScheduleView.h"
 #include "app/PanelWindow.h"
+#include "desktop/ApplicationId.h"
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
 
@@ -7,12 +8,15 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSlider>
+#include <QStandardPaths>
 #include <QTest>
 #include <QToolButton>
 #include <QWheelEvent>
@@ -333,6 +337,41 @@ TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
     EXPECT_DOUBLE_EQ(store->settings().noiseVolume, 0.65);
     view->volumePopup()->hide();
     EXPECT_FALSE(view->showNoiseVolume());
+}
+
+// "Start at Login" sits just above the divider before "Quit Quillmere" and shows the entry on
+// disk each time the menu opens; a failed write shows in its help text and leaves it off.
+TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
+    build();
+    const QString autostart =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+        QStringLiteral("/autostart");
+    QDir(autostart).removeRecursively();
+    QAction* toggle = view->action(QStringLiteral("Start at Login"));
+    ASSERT_NE(toggle, nullptr);
+    const QList<QAction*> items = view->optionsMenu()->actions();
+    const qsizetype at = items.indexOf(toggle);
+    ASSERT_EQ(at + 3, items.size());
+    EXPECT_TRUE(items[at + 1]->isSeparator());
+    EXPECT_EQ(items[at + 2]->text(), QStringLiteral("Quit Quillmere"));
+
+    choose(QStringLiteral("Start at Login"));
+    EXPECT_TRUE(toggle->isChecked());
+    EXPECT_EQ(QDir(autostart).entryList(QDir::Files),
+              QStringList{applicationId + QStringLiteral(".desktop")});
+
+    QDir(autostart).removeRecursively(); // by hand, while the menu is closed
+    view->optionsMenu()->popup(QPoint());
+    view->optionsMenu()->hide();
+    EXPECT_FALSE(toggle->isChecked());
+
+    QFile blocker(autostart);
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    choose(QStringLiteral("Start at Login"));
+    EXPECT_FALSE(toggle->isChecked());
+    EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
+    QFile::remove(autostart);
 }
 
 TEST_F(ScheduleFixture, ABlockDrawnOrChosenLowOnTheTimelineStaysInViewAndReturnSavesIt) {

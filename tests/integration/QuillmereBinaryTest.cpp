@@ -1,3 +1,4 @@
+#include "desktop/ApplicationId.h"
 #include "model/JsonCodec.h"
 
 #include "support/FakeTimeProgram.h"
@@ -31,6 +32,7 @@ QProcessEnvironment programEnvironment(const QString& dataHome, const QString& r
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), dataHome);
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
     for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
@@ -139,6 +141,16 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
               ending.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral("|") + today +
                   QStringLiteral("|600"));
     ASSERT_EQ(first.process().state(), QProcess::Running);
+
+    // The first start also asks to come back at login, as the program that is running here.
+    const QByteArray entry =
+        home.read(QStringLiteral("data/autostart/") + applicationId + QStringLiteral(".desktop"))
+            .value_or(QByteArray());
+    EXPECT_TRUE(
+        entry.contains(QStringLiteral("\nExec=%1\n")
+                           .arg(QFileInfo(QStringLiteral(QUILLMERE_BINARY)).canonicalFilePath())
+                           .toUtf8()))
+        << entry.toStdString();
 
     // A second start hands over to the first and leaves without touching a data file.
     const QByteArray blocksBefore = read(QStringLiteral("blocks.json"));

@@ -44,15 +44,31 @@ TEST(TimeMath, DayKeysAndWeekdays) {
     test::TzGuard tz("UTC");
     const QDateTime monday(QDate(2024, 3, 4), QTime(12, 0));
     EXPECT_EQ(dayKey(monday), QStringLiteral("2024-03-04"));
+    EXPECT_EQ(dayKey(QDateTime(QDate(987, 1, 2), QTime(1, 0))), QStringLiteral("0987-01-02"));
     EXPECT_EQ(weekday(monday), 2);
     EXPECT_EQ(weekday(QDate(2024, 3, 3)), 1); // Sunday
     EXPECT_EQ(weekday(QDate(2024, 3, 9)), 7); // Saturday
-    EXPECT_EQ(dayKey(QDateTime(QDate(987, 1, 2), QTime(1, 0))), QStringLiteral("0987-01-02"));
-    EXPECT_EQ(dateFromDayKey(QStringLiteral("2024-02-29")), QDate(2024, 2, 29));
-    EXPECT_FALSE(dateFromDayKey(QStringLiteral("2023-02-29")));
-    EXPECT_FALSE(dateFromDayKey(QStringLiteral("2024-3-4")));
+    EXPECT_EQ(startOfDay(QStringLiteral("2024-03-04")), QDateTime(QDate(2024, 3, 4), QTime(0, 0)));
     EXPECT_FALSE(startOfDay(QStringLiteral("yesterday")));
-    EXPECT_EQ(startOfDay(QStringLiteral("2024-03-04"))->time(), QTime(0, 0));
+}
+
+TEST(TimeMath, OnlyRealDatesInTheExactKeyFormParse) {
+    const std::pair<const char*, QDate> cases[] = {{"2024-02-29", QDate(2024, 2, 29)},
+                                                   {"0987-01-02", QDate(987, 1, 2)},
+                                                   {"9999-12-31", QDate(9999, 12, 31)},
+                                                   {"2023-02-29", {}},
+                                                   {"2024-13-01", {}},
+                                                   {"0000-01-01", {}},
+                                                   {"2024-3-4", {}},
+                                                   {"2024/03/04", {}},
+                                                   {"2024-03-04x", {}},
+                                                   {"2024-03-0x", {}},
+                                                   {"2024-+3-04", {}},
+                                                   {"+024-03-04", {}},
+                                                   {"2024-03- 4", {}},
+                                                   {"", {}}};
+    for (const auto& [key, date] : cases)
+        EXPECT_EQ(dateFromDayKey(QString::fromLatin1(key)).value_or(QDate()), date) << key;
 }
 
 TEST(TimeMath, ZoneChangeBetweenCallsIsSeenAtOnce) {

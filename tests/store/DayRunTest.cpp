@@ -1,18 +1,25 @@
+#include "model/TimeMath.h"
+#include "store/Confirmation.h"
+#include "store/Stamping.h"
 #include "store/StatsDB.h"
 
-#include "StoreFixture.h"
+#include "support/StoreHarness.h"
+
+#include <gmock/gmock.h>
 
 #include <functional>
 #include <map>
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
+using ::testing::Contains;
 
 namespace {
 
 // Runs the store through simulated time the way the real clock would: a tick 0.1 s after
 // every half minute, and one at each alarm the store set, whichever comes first.
-struct DayRun : StoreFixture {
+struct DayRun : StoreHarness {
     std::multimap<QDateTime, std::function<void()>> actions;
     std::vector<QDateTime> wakes;
 
@@ -52,7 +59,6 @@ struct DayRun : StoreFixture {
     }
 };
 
-const QDate monday(2024, 3, 4);
 const QDate tuesday(2024, 3, 5);
 
 } // namespace
@@ -69,7 +75,6 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     seedBlocks({write, mail, later});
     wall.set(monday, QTime(7, 0));
     open();
-    processEvents();
 
     // Start-up stamped Monday's rules once and marked every rule as considered.
     EXPECT_EQ(stampedOn(today, standup.id), 1);
@@ -123,9 +128,7 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     // Every boundary and reminder moment was asked for, 0.1 s after it began.
     for (const QTime& t : {QTime(9, 55), QTime(10, 0), QTime(10, 55), QTime(11, 0), QTime(12, 0),
                            QTime(13, 0), QTime(13, 30), QTime(15, 58), QTime(16, 28)})
-        EXPECT_NE(std::find(wakes.begin(), wakes.end(), QDateTime(monday, t.addMSecs(100))),
-                  wakes.end())
-            << t.toString().toStdString();
+        EXPECT_THAT(wakes, Contains(QDateTime(monday, t.addMSecs(100))));
 
     // The deleted stamped block did not come back on Monday; Tuesday got its own stamps.
     EXPECT_EQ(stampedOn(today, standup.id), 0);
@@ -148,7 +151,6 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
     seedBlocks({makeBlock(QStringLiteral("Deep"), today, 540, 60)});
     wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
     open();
-    processEvents();
     Settings settings = store->settings();
     settings.deepWorkNoise = DeepWorkNoise::off;
     settings.nudgesEnabled = false;
@@ -172,12 +174,14 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     const RepeatRule early = makeRule(QStringLiteral("Early"), 120, 60, {1, 2, 3, 4, 5, 6, 7});
     const RepeatRule noon = makeRule(QStringLiteral("Noon"), 720, 60, {1, 2, 3, 4, 5, 6, 7});
     seedRules({early, noon});
-    for (const QDate& day : {QDate(2024, 3, 10), QDate(2024, 11, 3)}) {
+    // Boundary wakes count minutes as elapsed time from midnight, as durations do, so on these
+    // days the wake for noon lands an hour off the wall clock's noon.
+    for (const auto& [day, noonWake] : {std::pair{QDate(2024, 3, 10), QTime(13, 0)},
+                                        std::pair{QDate(2024, 11, 3), QTime(11, 0)}}) {
         SCOPED_TRACE(day.toString(Qt::ISODate).toStdString());
         wall.set(day.addDays(-1), QTime(22, 0));
         clock.tick();
         open();
-        processEvents();
         runUntil(QDateTime(day.addDays(1), QTime(1, 0)));
         const QString key = day.toString(Qt::ISODate);
         EXPECT_EQ(stampedOn(key, early.id), 1);
@@ -185,6 +189,7 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         EXPECT_EQ(clock.today(), day.addDays(1).toString(Qt::ISODate));
         for (const WorkBlock& block : store->blocks())
             EXPECT_TRUE(TimeMath::dateFromDayKey(block.day).has_value());
+        EXPECT_THAT(wakes, Contains(QDateTime(day, noonWake.addMSecs(100))));
     }
 
     // Travelling east past midnight: the new day is stamped once, and going back does not
@@ -192,7 +197,6 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     wall.set(QDate(2024, 6, 3), QTime(20, 0));
     clock.tick();
     open();
-    processEvents();
     runUntil(QDateTime(QDate(2024, 6, 3), QTime(20, 5)));
     TzGuard::set("Asia/Tokyo");
     runUntil(wall.now().addSecs(300));
@@ -205,4 +209,76 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         EXPECT_LE(stampedOn(key, noon.id), 1);
     }
     EXPECT_EQ(stampedOn(QStringLiteral("2024-06-04"), noon.id), 1);
+}
+
+TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
+    const QString key = StoreHarness::today;
+    const auto rule = [](const char* title, Minutes start, Minutes duration, int weekday = 2) {
+        return makeRule(QString::fromLatin1(title), start, duration, {weekday});
+    };
+    const std::pair<std::vector<RepeatRule>, QStringList> cases[] = {
+        // The earlier start wins whatever the list order; equal starts keep list order.
+        {{rule("late", 570, 60), rule("early", 540, 60)}, {u"early"_s}},
+        {{rule("first", 540, 60), rule("second", 540, 30)}, {u"first"_s}},
+        // Touching rules both stamp; one over a block stamped earlier in the pass does not.
+        {{rule("b", 600, 60), rule("c", 590, 30), rule("a", 540, 60)}, {u"a"_s, u"b"_s}},
+        // Nor does one over an existing block, nor one for another weekday.
+        {{rule("over", 700, 60), rule("after", 720, 30), rule("tue", 900, 30, 3)}, {u"after"_s}},
+    };
+    const std::vector<WorkBlock> existing{makeBlock(u"manual"_s, key, 660, 60)};
+    for (const auto& [given, stamped] : cases) {
+        std::vector<RepeatRule> rules = given;
+        const StampResult result = stampRules(rules, existing, key, 2, 1234.5);
+        QStringList titles;
+        for (const WorkBlock& b : result.stamped) {
+            titles << b.title;
+            const RepeatRule& r =
+                *std::find_if(given.begin(), given.end(),
+                              [&](const RepeatRule& r) { return r.title == b.title; });
+            EXPECT_EQ(b, (WorkBlock{b.id, r.title, key, r.startMinutes, r.durationMinutes, r.kind,
+                                    r.id, 1234.5}));
+        }
+        EXPECT_EQ(titles, stamped);
+        EXPECT_TRUE(result.rulesChanged);
+        for (const RepeatRule& r : rules)
+            EXPECT_EQ(r.lastStampedDay, key) << r.title.toStdString();
+    }
+
+    // A rule already considered today is passed over, even when its time is free.
+    std::vector<RepeatRule> considered{rule("x", 540, 60)};
+    considered[0].lastStampedDay = key;
+    const StampResult again = stampRules(considered, {}, key, 2, 0);
+    EXPECT_TRUE(again.stamped.empty());
+    EXPECT_FALSE(again.rulesChanged);
+}
+
+TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
+    TzGuard tz("Europe/Berlin");
+    const QDateTime monday(QDate(2024, 3, 4), QTime(0, 0));
+    const QDateTime end = monday.addSecs(9 * 3600); // of a block from 8:00 to 9:00
+    const QDateTime soon = end.addMSecs(100);
+    const double endSeconds = TimeMath::referenceSeconds(end);
+    struct Case {
+        const char* label;
+        Minutes start, duration;
+        std::optional<double> createdAt;
+        QDateTime midnight, now;
+        bool due;
+    };
+    const Case cases[] = {
+        {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
+        {"at the end", 480, 60, {}, monday, end, true},
+        {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
+        {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
+        {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
+        {"created at the end", 480, 60, endSeconds, monday, soon, false},
+        {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
+        {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
+        {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
+    };
+    for (const Case& c : cases) {
+        WorkBlock block = makeBlock(u"b"_s, QString(), c.start, c.duration);
+        block.createdAt = c.createdAt;
+        EXPECT_EQ(Confirmation::isDue(block, c.midnight, c.now), c.due) << c.label;
+    }
 }

@@ -1,9 +1,15 @@
-#include "StoreFixture.h"
+#include "model/TimeMath.h"
+
+#include "support/StoreHarness.h"
 
 using namespace quillmere;
 using namespace quillmere::test;
 
-TEST_F(StoreFixture, TodayBlocksAreSortedByStartThenDuration) {
+namespace {
+using Editing = StoreHarness;
+} // namespace
+
+TEST_F(Editing, TodayBlocksAreSortedByStartThenDuration) {
     const WorkBlock longer = makeBlock(QStringLiteral("long"), today, 540, 60);
     const WorkBlock shorter = makeBlock(QStringLiteral("short"), today, 540, 30);
     const WorkBlock early = makeBlock(QStringLiteral("early"), today, 480, 30);
@@ -11,50 +17,49 @@ TEST_F(StoreFixture, TodayBlocksAreSortedByStartThenDuration) {
         makeBlock(QStringLiteral("tomorrow"), QStringLiteral("2024-03-05"), 0, 30);
     seedBlocks({longer, tomorrow, shorter, early});
     open();
-    const auto listed = store->todayBlocks();
-    ASSERT_EQ(listed.size(), 3u);
-    EXPECT_EQ(listed[0].title, QStringLiteral("early"));
-    EXPECT_EQ(listed[1].title, QStringLiteral("short"));
-    EXPECT_EQ(listed[2].title, QStringLiteral("long"));
+    EXPECT_EQ(store->todayBlocks(), (std::vector<WorkBlock>{early, shorter, longer}));
     EXPECT_EQ(store->totalMinutesToday(WorkKind::deep), 120);
     EXPECT_EQ(store->totalMinutesToday(WorkKind::shallow), 0);
 }
 
-TEST_F(StoreFixture, RunningLockedAndFrozenJudgeTheStoredCopy) {
-    wall.set(QDate(2024, 3, 4), QTime(10, 0));
-    const WorkBlock ended = makeBlock(QStringLiteral("ended"), today, 540, 60);
-    const WorkBlock running = makeBlock(QStringLiteral("running"), today, 600, 30);
-    const WorkBlock shallow =
-        makeBlock(QStringLiteral("shallow"), today, 540, 120, WorkKind::shallow);
-    const WorkBlock tomorrow =
-        makeBlock(QStringLiteral("tomorrow"), QStringLiteral("2024-03-05"), 600, 30);
-    seedBlocks({ended, running, shallow, tomorrow});
+TEST_F(Editing, RunningLockedAndFrozenJudgeTheStoredCopy) {
+    wall.set(monday, QTime(10, 0, 10)); // too late to confirm the block that ended at 10:00
+    struct Case {
+        WorkBlock block;
+        bool running, locked;
+    };
+    const Case cases[] = {
+        {makeBlock(QStringLiteral("ended"), today, 540, 60), false, false},
+        {makeBlock(QStringLiteral("running"), today, 600, 30), true, true},
+        {makeBlock(QStringLiteral("shallow"), today, 540, 120, WorkKind::shallow), true, false},
+        {makeBlock(QStringLiteral("tomorrow"), QStringLiteral("2024-03-05"), 600, 30), false,
+         false},
+    };
+    std::vector<WorkBlock> blocks;
+    for (const Case& c : cases)
+        blocks.push_back(c.block);
+    seedBlocks(blocks);
     open();
-    EXPECT_FALSE(store->isInProgress(ended));
-    EXPECT_FALSE(store->isLocked(ended));
-    EXPECT_TRUE(store->isInProgress(running));
-    EXPECT_TRUE(store->isLocked(running));
-    EXPECT_TRUE(store->isFrozen(running));
-    EXPECT_TRUE(store->isInProgress(shallow));
-    EXPECT_FALSE(store->isLocked(shallow));
-    EXPECT_FALSE(store->isFrozen(shallow));
-    EXPECT_FALSE(store->isInProgress(tomorrow));
+    for (const Case& c : cases) {
+        EXPECT_EQ(store->isInProgress(c.block), c.running) << c.block.title.toStdString();
+        EXPECT_EQ(store->isLocked(c.block), c.locked) << c.block.title.toStdString();
+        EXPECT_EQ(store->isFrozen(c.block), c.locked) << c.block.title.toStdString();
+    }
 
-    // An unsaved edit that moves the running block away is still judged by what is saved.
-    WorkBlock moved = running;
+    // An unsaved edit that moves the running block away is still judged by what is saved, and
+    // a block never saved is not running.
+    WorkBlock moved = cases[1].block;
     moved.startMinutes = 900;
     EXPECT_TRUE(store->isLocked(moved));
-    WorkBlock draft = makeBlock(QStringLiteral("draft"), today, 590, 30);
-    EXPECT_FALSE(store->isInProgress(draft));
+    EXPECT_FALSE(store->isInProgress(makeBlock(QStringLiteral("draft"), today, 590, 30)));
 }
 
-TEST_F(StoreFixture, UpdateAndDeleteOfUnknownBlocks) {
+TEST_F(Editing, UpdateIgnoresUnknownBlocksAndDeleteAlwaysWrites) {
     const WorkBlock block = makeBlock(QStringLiteral("a"), today, 600, 30);
     seedBlocks({block});
     const QByteArray before = dir.read(QStringLiteral("blocks.json")).value();
     open();
-    WorkBlock stranger = makeBlock(QStringLiteral("b"), today, 700, 30);
-    store->update(stranger);
+    store->update(makeBlock(QStringLiteral("b"), today, 700, 30));
     EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), before);
     EXPECT_EQ(store->blocks(), std::vector<WorkBlock>{block});
 
@@ -62,12 +67,17 @@ TEST_F(StoreFixture, UpdateAndDeleteOfUnknownBlocks) {
     renamed.title = QStringLiteral("renamed");
     store->update(renamed);
     EXPECT_EQ(blocksOnDisk(), std::vector<WorkBlock>{renamed});
+
+    dir.write(QStringLiteral("blocks.json"), "marker");
+    store->deleteBlock(QUuid::createUuid());
+    EXPECT_EQ(blocksOnDisk(), std::vector<WorkBlock>{renamed});
     store->deleteBlock(block.id);
-    EXPECT_TRUE(blocksOnDisk().empty());
+    EXPECT_TRUE(store->blocks().empty());
+    EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), QByteArray("[\n]\n"));
 }
 
-TEST_F(StoreFixture, ClearTodayKeepsTheRunningDeepBlockAndConfirmedOnes) {
-    wall.set(QDate(2024, 3, 4), QTime(8, 0, 1));
+TEST_F(Editing, ClearTodayKeepsTheRunningDeepBlockAndConfirmedOnes) {
+    wall.set(monday, QTime(8, 0, 1)); // the morning block ended a second ago
     const WorkBlock morning = makeBlock(QStringLiteral("morning"), today, 420, 60);
     const WorkBlock running = makeBlock(QStringLiteral("running"), today, 480, 60);
     const WorkBlock later = makeBlock(QStringLiteral("later"), today, 600, 60);
@@ -77,14 +87,13 @@ TEST_F(StoreFixture, ClearTodayKeepsTheRunningDeepBlockAndConfirmedOnes) {
         makeBlock(QStringLiteral("y"), QStringLiteral("2024-03-03"), 600, 60);
     seedBlocks({yesterday, morning, running, later, shallowRunning});
     open();
-    store->refreshBlock(); // 08:00:01: the morning block ended a second ago and is confirmed
     ASSERT_TRUE(store->confirmedIDs().contains(morning.id));
     store->clearToday();
     EXPECT_EQ(store->blocks(), (std::vector<WorkBlock>{yesterday, morning, running}));
     EXPECT_EQ(blocksOnDisk(), store->blocks());
 }
 
-TEST_F(StoreFixture, SetRepeatCreatesUpdatesAndRemovesTheRule) {
+TEST_F(Editing, SetRepeatCreatesUpdatesAndRemovesTheRuleAndReplacesALostOne) {
     const WorkBlock block = makeBlock(QStringLiteral("Write"), today, 600, 60);
     seedBlocks({block});
     open();
@@ -92,8 +101,7 @@ TEST_F(StoreFixture, SetRepeatCreatesUpdatesAndRemovesTheRule) {
     store->setRepeat({2, 4}, block.id);
     ASSERT_EQ(store->rules().size(), 1u);
     const RepeatRule rule = store->rules().front();
-    EXPECT_EQ(rule.weekdays, (Weekdays{2, 4}));
-    EXPECT_EQ(rule.lastStampedDay, today);
+    EXPECT_EQ(rule, (RepeatRule{rule.id, block.title, block.kind, 600, 60, {2, 4}, today}));
     EXPECT_EQ(store->savedBlock(block.id)->repeatRuleID, rule.id);
     EXPECT_EQ(rulesOnDisk(), store->rules());
     EXPECT_EQ(blocksOnDisk(), store->blocks());
@@ -108,10 +116,8 @@ TEST_F(StoreFixture, SetRepeatCreatesUpdatesAndRemovesTheRule) {
     store->update(moved);
     seedBlocks({}); // a marker: setRepeat must not rewrite blocks.json on this path
     store->setRepeat({2}, block.id);
-    EXPECT_EQ(store->rules().front().startMinutes, 630);
-    EXPECT_EQ(store->rules().front().title, QStringLiteral("Write more"));
-    EXPECT_EQ(store->rules().front().id, rule.id);
-    EXPECT_EQ(store->rules().front().weekdays, Weekdays{2});
+    EXPECT_EQ(store->rules(),
+              (std::vector<RepeatRule>{{rule.id, moved.title, moved.kind, 630, 60, {2}, today}}));
     EXPECT_TRUE(blocksOnDisk().empty());
 
     store->setRepeat({}, block.id);
@@ -124,25 +130,43 @@ TEST_F(StoreFixture, SetRepeatCreatesUpdatesAndRemovesTheRule) {
     seedBlocks({});
     store->setRepeat({}, block.id);
     EXPECT_TRUE(blocksOnDisk().empty());
+
+    // The block's rule was lost: new days make a new rule, no days only let go of the id.
+    WorkBlock orphan = *store->savedBlock(block.id);
+    orphan.repeatRuleID = QUuid::createUuid();
+    store->update(orphan);
+    EXPECT_TRUE(store->repeatDays(block.id).empty());
+    store->setRepeat({3}, block.id);
+    ASSERT_EQ(store->rules().size(), 1u);
+    EXPECT_NE(store->rules().front().id, orphan.repeatRuleID);
+    EXPECT_EQ(store->rules().front().weekdays, Weekdays{3});
+    EXPECT_EQ(store->savedBlock(block.id)->repeatRuleID, store->rules().front().id);
+    EXPECT_EQ(rulesOnDisk(), store->rules());
+    store->update(orphan);
+    store->setRepeat({}, block.id);
+    EXPECT_FALSE(store->savedBlock(block.id)->repeatRuleID);
+    EXPECT_EQ(store->rules().size(), 1u);
+    EXPECT_EQ(blocksOnDisk(), store->blocks());
 }
 
-TEST_F(StoreFixture, ConflictingRepeatDaysIgnoreTheBlocksOwnRule) {
-    const RepeatRule monday = makeRule(QStringLiteral("a"), 540, 60, {2});
+TEST_F(Editing, ConflictingRepeatDaysIgnoreTheBlocksOwnRule) {
+    const RepeatRule mondays = makeRule(QStringLiteral("a"), 540, 60, {2});
     const RepeatRule midweek = makeRule(QStringLiteral("b"), 570, 60, {3, 5});
-    seedRules({monday, midweek});
+    seedRules({mondays, midweek});
     open();
-    const WorkBlock loose = makeBlock(QStringLiteral("x"), today, 585, 30);
-    EXPECT_EQ(store->conflictingRepeatDays(loose), (Weekdays{2, 3, 5}));
     WorkBlock owned = makeBlock(QStringLiteral("y"), today, 570, 60);
     owned.repeatRuleID = midweek.id;
-    EXPECT_EQ(store->conflictingRepeatDays(owned), Weekdays{2});
-    EXPECT_TRUE(
-        store->conflictingRepeatDays(makeBlock(QStringLiteral("z"), today, 630, 60)).empty());
-    EXPECT_TRUE(
-        store->conflictingRepeatDays(makeBlock(QStringLiteral("w"), today, 480, 60)).empty());
+    const std::pair<WorkBlock, Weekdays> cases[] = {
+        {makeBlock(QStringLiteral("overlaps both"), today, 585, 30), {2, 3, 5}},
+        {owned, {2}},
+        {makeBlock(QStringLiteral("touches the end"), today, 630, 60), {}},
+        {makeBlock(QStringLiteral("touches the start"), today, 480, 60), {}},
+    };
+    for (const auto& [block, days] : cases)
+        EXPECT_EQ(store->conflictingRepeatDays(block), days) << block.title.toStdString();
 }
 
-TEST_F(StoreFixture, FreeTimeOnTheStoreExcludesTheMovedBlockAndItsRule) {
+TEST_F(Editing, FreeTimeOnTheStoreExcludesTheMovedBlockAndItsRule) {
     const RepeatRule rule = makeRule(QStringLiteral("r"), 600, 60, {2, 3});
     WorkBlock owned = makeBlock(QStringLiteral("own"), today, 600, 60);
     owned.repeatRuleID = rule.id;
@@ -158,25 +182,22 @@ TEST_F(StoreFixture, FreeTimeOnTheStoreExcludesTheMovedBlockAndItsRule) {
 
     const auto draft = store->nextFreeBlock(WorkKind::shallow);
     ASSERT_TRUE(draft);
-    EXPECT_EQ(draft->startMinutes, 540);
-    EXPECT_EQ(draft->durationMinutes, 60);
-    EXPECT_EQ(draft->title, QStringLiteral("Shallow Work"));
-    EXPECT_EQ(draft->day, today);
+    EXPECT_EQ(*draft,
+              (WorkBlock{draft->id, QStringLiteral("Shallow Work"), today, 540, 60,
+                         WorkKind::shallow, std::nullopt, TimeMath::referenceSeconds(wall.now())}));
     EXPECT_FALSE(store->savedBlock(draft->id));
 }
 
-TEST_F(StoreFixture, BacklogPinningAndRemoval) {
+TEST_F(Editing, BacklogPinningAndRemoval) {
     open();
-    PlannedBlock item{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::deep, 1.0,
-                      std::nullopt};
+    PlannedBlock item{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::deep, 1.0, true};
     store->addPlanned(item);
-    item.pinned = true;
-    store->updatePlanned(item);
     item.pinned.reset();
     store->updatePlanned(item);
-    const QByteArray file = dir.read(QStringLiteral("planned.json")).value();
-    EXPECT_FALSE(file.contains("pinned"));
+    EXPECT_EQ(plannedOnDisk(), std::vector<PlannedBlock>{item});
+    EXPECT_FALSE(dir.read(QStringLiteral("planned.json"))->contains("pinned"));
 
+    // Unknown identifiers leave the file alone.
     dir.write(QStringLiteral("planned.json"), "marker");
     store->removePlanned(QUuid::createUuid());
     store->updatePlanned(
@@ -187,18 +208,16 @@ TEST_F(StoreFixture, BacklogPinningAndRemoval) {
     EXPECT_EQ(dir.read(QStringLiteral("planned.json")), QByteArray("[\n]\n"));
 }
 
-TEST_F(StoreFixture, ATimeZoneChangeAfterStartUpMovesToday) {
-    wall.set(QDateTime(QDate(2024, 3, 4), QTime(23, 30)));
-    const WorkBlock monday =
-        makeBlock(QStringLiteral("mon"), QStringLiteral("2024-03-04"), 1380, 60);
-    const WorkBlock tuesday =
-        makeBlock(QStringLiteral("tue"), QStringLiteral("2024-03-05"), 450, 60);
-    seedBlocks({monday, tuesday});
+TEST_F(Editing, ATimeZoneChangeAfterStartUpMovesToday) {
+    wall.set(monday, QTime(23, 30));
+    const WorkBlock mon = makeBlock(QStringLiteral("mon"), today, 1380, 60);
+    const WorkBlock tue = makeBlock(QStringLiteral("tue"), QStringLiteral("2024-03-05"), 450, 60);
+    seedBlocks({mon, tue});
     open();
-    EXPECT_EQ(store->todayBlocks(), std::vector<WorkBlock>{monday});
+    EXPECT_EQ(store->todayBlocks(), std::vector<WorkBlock>{mon});
     EXPECT_EQ(store->wallMinutes(), 1410);
     TzGuard::set("Asia/Tokyo"); // the same instant is 07:30 on Tuesday there
     EXPECT_EQ(store->todayKey(), QStringLiteral("2024-03-05"));
-    EXPECT_EQ(store->todayBlocks(), std::vector<WorkBlock>{tuesday});
+    EXPECT_EQ(store->todayBlocks(), std::vector<WorkBlock>{tue});
     EXPECT_EQ(store->wallMinutes(), 450);
 }

@@ -1,11 +1,10 @@
 #include "store/FreeTime.h"
 
-#include "StoreFixture.h"
+#include "support/StoreHarness.h"
 
 using namespace quillmere;
 using namespace quillmere::FreeTime;
 using quillmere::test::makeBlock;
-using quillmere::test::makeRule;
 
 TEST(FreeTime, NearestFreeStartPicksTheClosestGapAndTheEarlierOnATie) {
     EXPECT_EQ(nearestFreeStart({}, 500, 60), 500);

@@ -1,4 +1,6 @@
-#include "StoreFixture.h"
+#include "store/StatsDB.h"
+
+#include "support/StoreHarness.h"
 
 #include <QFile>
 #include <QProcess>
@@ -8,8 +10,11 @@
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
+
+using HostileEnvironment = StoreHarness;
 
 // A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
 // with the right to mount, which CI machines have.
@@ -32,14 +37,9 @@ private:
     bool m_mounted = false;
 };
 
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
-TEST_F(StoreFixture, TheDataFolderIsAFileOrADanglingSymlink) {
+TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
     dir.write(QStringLiteral("Quillmere"), "I am a file");
     ASSERT_TRUE(QFile::link(dir.file(QStringLiteral("nowhere")), dir.file(QStringLiteral("link"))));
     for (const QString& name : {QStringLiteral("Quillmere"), QStringLiteral("link")}) {
@@ -57,62 +57,42 @@ TEST_F(StoreFixture, TheDataFolderIsAFileOrADanglingSymlink) {
     EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("nowhere"))));
 }
 
-TEST_F(StoreFixture, AFullDiskKeepsTheLastCompleteFile) {
+TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting a small tmpfs needs root";
-    const QString folder = dir.file(QStringLiteral("small"));
-    QDir().mkpath(folder);
-    SmallTmpfs disk(folder, "size=64k");
+    SmallTmpfs disk(dir.path(), "size=64k");
     if (!disk.mounted())
         GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
-    store = std::make_unique<BlockStore>(clock, aids, folder);
+    open();
     std::vector<WorkBlock> lastSaved;
-    bool full = false;
-    for (int i = 0; i < 2000 && !full; ++i) {
+    for (int i = 0; i < 2000; ++i) {
         store->add(makeBlock(QStringLiteral("block %1 ").arg(i).repeated(4), today, i % 1440, 1));
-        const auto onDisk =
-            json::decodeList<WorkBlock>(readAll(folder + QStringLiteral("/blocks.json")));
-        ASSERT_TRUE(onDisk) << "blocks.json was damaged by a full disk";
-        if (*onDisk == store->blocks())
-            lastSaved = *onDisk;
-        else
-            full = true;
+        const auto saved = json::decodeList<WorkBlock>(dir.read(u"blocks.json"_s).value_or(""));
+        ASSERT_TRUE(saved) << "blocks.json was damaged by a full disk";
+        if (*saved != store->blocks())
+            break;
+        lastSaved = *saved;
     }
-    ASSERT_TRUE(full) << "the disk never filled up";
     // The program keeps running with everything in memory; the file holds the last state that fit.
-    EXPECT_GT(store->blocks().size(), lastSaved.size());
-    EXPECT_EQ(json::decodeList<WorkBlock>(readAll(folder + QStringLiteral("/blocks.json"))),
-              lastSaved);
-}
+    ASSERT_GT(store->blocks().size(), lastSaved.size()) << "the disk never filled up";
+    EXPECT_EQ(blocksOnDisk(), lastSaved);
 
-TEST_F(StoreFixture, AReadOnlyFolderIsReadAndNeverWritten) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "a read-only mount needs root";
-    const QString folder = dir.file(QStringLiteral("ro"));
-    QDir().mkpath(folder);
-    SmallTmpfs disk(folder, "size=1m");
-    if (!disk.mounted())
-        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
-    const WorkBlock block = makeBlock(QStringLiteral("saved"), today, 600, 60);
-    const QByteArray bytes = json::encodeList(std::vector<WorkBlock>{block});
-    {
-        QFile f(folder + QStringLiteral("/blocks.json"));
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-    }
+    // Read-only now: what was saved is read, and no change is ever written.
+    store.reset();
     ASSERT_TRUE(disk.remountReadOnly());
-    store = std::make_unique<BlockStore>(clock, aids, folder);
-    EXPECT_EQ(store->blocks(), std::vector<WorkBlock>{block});
-    store->deleteBlock(block.id);
-    Settings s;
-    s.chimesEnabled = false;
-    store->setSettings(s);
-    EXPECT_TRUE(store->blocks().empty());
-    EXPECT_EQ(readAll(folder + QStringLiteral("/blocks.json")), bytes);
-    EXPECT_FALSE(QFileInfo::exists(folder + QStringLiteral("/settings.json")));
+    const QByteArray bytes = dir.read(u"blocks.json"_s).value();
+    open();
+    EXPECT_EQ(store->blocks(), lastSaved);
+    store->deleteBlock(lastSaved.front().id);
+    Settings quiet;
+    quiet.chimesEnabled = false;
+    store->setSettings(quiet);
+    EXPECT_EQ(store->blocks().size(), lastSaved.size() - 1);
+    EXPECT_EQ(dir.read(u"blocks.json"_s), bytes);
+    EXPECT_FALSE(dir.exists(u"settings.json"_s));
 }
 
-TEST_F(StoreFixture, AStatisticsDatabaseLockedByAnotherProcess) {
+TEST_F(HostileEnvironment, AStatisticsDatabaseLockedByAnotherProcess) {
     // Another program holds an exclusive transaction on the database for the whole test.
     QProcess holder;
     holder.start(QStringLiteral("sqlite3"), {dir.file(QStringLiteral("stats.sqlite"))});
@@ -125,16 +105,13 @@ TEST_F(StoreFixture, AStatisticsDatabaseLockedByAnotherProcess) {
 
     const WorkBlock block = makeBlock(QStringLiteral("b"), today, 480, 60);
     seedBlocks({block});
-    wall.set(QDate(2024, 3, 4), QTime(9, 0, 1));
+    wall.set(monday, QTime(9, 0, 1));
     open();
-    EXPECT_TRUE(store->confirmedIDs().isEmpty());
-    store->refreshBlock();
     EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
 
     holder.write("COMMIT;\n.quit\n");
     holder.closeWriteChannel();
     ASSERT_TRUE(holder.waitForFinished(5000));
     store.reset();
-    open();
-    EXPECT_TRUE(store->confirmedIDs().isEmpty()); // the row never reached the file
+    EXPECT_TRUE(StatsDB(dir.file(QStringLiteral("stats.sqlite"))).confirmedIDs(today).isEmpty());
 }

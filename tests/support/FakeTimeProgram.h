@@ -5,6 +5,7 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <QThread>
 
 #include <signal.h>
@@ -25,6 +26,9 @@ public:
     bool start(QProcessEnvironment env, const QString& binary, const QString& fakeStart,
                QProcess::ProcessChannelMode channels = QProcess::MergedChannels) {
         env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        // The first start writes an autostart entry, which belongs in no real home folder.
+        if (env.value(QStringLiteral("XDG_CONFIG_HOME")) == qEnvironmentVariable("XDG_CONFIG_HOME"))
+            env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_config.path());
         // faketime preloads its library ahead of all others, which a sanitized build must allow.
         env.insert(QStringLiteral("ASAN_OPTIONS"), env.value(QStringLiteral("ASAN_OPTIONS")) +
                                                        QStringLiteral(":verify_asan_link_order=0"));
@@ -60,6 +64,7 @@ public:
     qint64 elapsed() const { return m_sinceStart.elapsed(); }
 
 private:
+    QTemporaryDir m_config;
     QProcess m_process;
     pid_t m_group = 0;
     QElapsedTimer m_sinceStart;

@@ -15,8 +15,6 @@ class RecordingFocusAids final : public FocusAids {
 public:
     QStringList calls;
     std::optional<QString> toolTip;
-    int toolTipCalls = 0;
-    int reminderOffers = 0;
 
     void playNoise(float volume) override { note(u"noise " + QString::number(volume, 'g', 3)); }
     void stopNoise() override { note(QStringLiteral("noise off")); }
@@ -26,17 +24,13 @@ public:
     // The store offers on every refresh inside the lead time; what the user sees is one card
     // per block and start, which is what gets a line.
     void offerReminder(const WorkBlock& block, Minutes now) override {
-        ++reminderOffers;
         auto& announced = m_reminded[block.id];
         if (announced == block.startMinutes)
             return;
         announced = block.startMinutes;
         calls << QStringLiteral("remind %1 at %2").arg(block.title).arg(now);
     }
-    void setToolTip(const std::optional<QString>& text) override {
-        ++toolTipCalls;
-        toolTip = text;
-    }
+    void setToolTip(const std::optional<QString>& text) override { toolTip = text; }
 
     // Only the changes of the folded states, and every sound and reminder.
     void note(const QString& state) {
