@@ -402,6 +402,81 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
         << "deleting a row with the pointer ended the program";
 }
 
+// The editor by hand: the kind buttons, the start stepper, a repeat day, a typed title, Delete;
+// the noise choice and a backlog row's kind swatch.
+TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
+    desk.writeData(QStringLiteral("planned.json"),
+                   json::encodeList(std::vector<PlannedBlock>{
+                       {QUuid::createUuid(), QStringLiteral("Gamma"), WorkKind::deep, 7.5e8, {}}}));
+    ASSERT_NO_FATAL_FAILURE(desk.startTrayer());
+    ASSERT_NO_FATAL_FAILURE(desk.startProgram(fakeStart));
+    ASSERT_TRUE(Desktop::waitFor([&] { return desk.trayHasIcon(); }, 15000));
+    ASSERT_NO_FATAL_FAILURE(openPanel());
+    const int header = shot().divider(0).value_or(0);
+
+    // A collapsed tray shows no rows: expand it and switch Gamma to shallow by its swatch.
+    desk.click(at(100, header + 17));
+    ASSERT_TRUE(
+        Desktop::waitFor([&] { return shot().divider(1).value_or(0) > header + 40; }, 3000));
+    desk.click(at(14 + 7, shot().divider(1).value_or(0) - 6 - 13));
+    EXPECT_TRUE(Desktop::waitFor(
+        [&] {
+            return desk.readList(QStringLiteral("planned.json"))[0][QStringLiteral("kind")] ==
+                   QStringLiteral("shallow");
+        },
+        3000))
+        << "the row's swatch did not switch the kind";
+    desk.click(at(100, header + 17));
+    ASSERT_TRUE(
+        Desktop::waitFor([&] { return shot().divider(1).value_or(0) < header + 40; }, 3000));
+
+    // Draw 12:00 to 13:00, make it shallow, start it a quarter later, repeat it on Mondays,
+    // name it, and save.
+    desk.drag(at(200, minuteY(12 * 60) + 2), at(200, minuteY(13 * 60) - 2));
+    const int editorTop = shot().divider(-1).value_or(0);
+    ASSERT_GT(editorTop, 300) << "no editor";
+    keep(QStringLiteral("c1-editor"));
+    desk.click(at(250, editorTop + 50)); // "Shallow Work"
+    desk.click(at(322, editorTop + 76)); // the start's up arrow
+    const QList<QRect> days = shot().dayToggles(editorTop);
+    ASSERT_EQ(days.size(), 7);
+    desk.click(at(days[1].center().x(), days[1].center().y())); // M
+    desk.click(at(150, editorTop + 20));
+    desk.key(QStringLiteral("ctrl+a"));
+    desk.type(QStringLiteral("Essay"));
+    keep(QStringLiteral("c2-edited"));
+    desk.key(QStringLiteral("Return"));
+    QJsonArray blocks = listWhen(QStringLiteral("blocks.json"), [](const QJsonArray& list) {
+        return list.size() == 1 && list[0][QStringLiteral("title")] == QStringLiteral("Essay");
+    });
+    ASSERT_EQ(blocks.size(), 1);
+    EXPECT_EQ(blocks[0][QStringLiteral("kind")].toString(), QStringLiteral("shallow"));
+    EXPECT_EQ(blocks[0][QStringLiteral("startMinutes")].toInt(), 12 * 60 + 15);
+    EXPECT_EQ(blocks[0][QStringLiteral("durationMinutes")].toInt(), 60);
+    const QJsonArray rules = listWhen(QStringLiteral("rules.json"),
+                                      [](const QJsonArray& list) { return list.size() == 1; });
+    ASSERT_EQ(rules.size(), 1);
+    EXPECT_EQ(rules[0][QStringLiteral("weekdays")].toArray(), QJsonArray{2});
+
+    // No noise (brown is the default) from the options menu: Deep Work Noise › Off.
+    desk.click(at(optionsX, header / 2));
+    ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
+    for (const char* k : {"Down", "Down", "Down", "Down", "Right", "Return"})
+        desk.key(QString::fromLatin1(k));
+    EXPECT_TRUE(Desktop::waitFor(
+        [&] {
+            return desk.readObject(QStringLiteral(
+                       "settings.json"))[QStringLiteral("deepWorkNoise")] == QStringLiteral("off");
+        },
+        3000));
+
+    // Selected again, the block goes with the editor's Delete.
+    desk.click(at(200, minuteY(12 * 60 + 45)));
+    ASSERT_TRUE(Desktop::waitFor([&] { return shot().divider(-1).value_or(0) > 300; }, 3000));
+    desk.click(at(20, 560 - 21));
+    EXPECT_EQ(savedBlocks(0).size(), 0) << "Delete did not remove the block";
+}
+
 // A drag on the timeline cut short by the panel closing (Escape closes the popup while the
 // button is still down) must leave nothing behind: the next drag draws only itself.
 TEST_F(PanelScenario, ADragCutShortByClosingThePanelLeavesNothingBehind) {
