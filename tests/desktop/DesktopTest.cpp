@@ -175,6 +175,13 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     ASSERT_EQ(blocks.size(), 1);
     EXPECT_EQ(blocks[0][QStringLiteral("startMinutes")].toInt(), 12 * 60);
     EXPECT_EQ(blocks[0][QStringLiteral("durationMinutes")].toInt(), 90);
+    // Its top edge a quarter down: 12:15 to 13:30.
+    desk.drag(at(200, minuteY(12 * 60) + 3), at(200, minuteY(12 * 60 + 15) + 3));
+    saveEdits();
+    blocks = savedBlockWhen(12 * 60 + 15, 75);
+    ASSERT_EQ(blocks.size(), 1);
+    EXPECT_EQ(blocks[0][QStringLiteral("startMinutes")].toInt(), 12 * 60 + 15);
+    EXPECT_EQ(blocks[0][QStringLiteral("durationMinutes")].toInt(), 75);
     keep(QStringLiteral("a5-resized"));
 
     // "Add Deep Work" drafts the next free hour, 10:30 to 11:30; Return saves it, it runs, and
