@@ -111,8 +111,11 @@ protected:
 
 } // namespace
 
-// Drawing, saving with Return, selecting, moving and resizing blocks; the menus; closing and
-// quitting. Also: the icon shows at once beside an XEmbed tray with no StatusNotifierWatcher.
+// The icon shows at once beside an XEmbed tray with no StatusNotifierWatcher and opens the
+// panel; blocks are drawn and saved with Return (in view above the editor, the header steady,
+// the day toggles grey), selected, moved and resized with the pointer; the add and options
+// menus, the volume popover, the icon's own menu; closing by a click outside or on the icon;
+// quitting.
 TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) {
     ASSERT_NO_FATAL_FAILURE(desk.startTrayer());
     ASSERT_NO_FATAL_FAILURE(desk.startProgram(fakeStart));
