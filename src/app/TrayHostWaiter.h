@@ -25,7 +25,6 @@ public:
     // Calls `ready` once: at once when a tray is there already or waiting cannot help (no
     // session bus, a platform without any tray), else when a tray appears or the grace ends.
     void wait(std::function<void()> ready, int graceMs = defaultGraceMs);
-    bool isWaiting() const { return static_cast<bool>(m_ready); }
 
     static bool isWatcherRegistered();
     // An XEmbed tray manager owns the screen's `_NET_SYSTEM_TRAY_S<n>` selection.

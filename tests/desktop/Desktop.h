@@ -41,7 +41,7 @@ public:
         m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.file(QStringLiteral("data")));
         m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
         m_env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
-        QDir().mkpath(dataFile(QString()));
+        QDir().mkpath(m_home.file(QStringLiteral("data/Quillmere")));
         m_x = xcb_connect(display().toLocal8Bit().constData(), nullptr);
     }
     ~Desktop() {
@@ -56,10 +56,6 @@ public:
 
     QString display() const { return m_session.environment().value(QStringLiteral("DISPLAY")); }
     QByteArray busAddress() const { return m_session.address(); }
-    QProcessEnvironment environment() const { return m_env; }
-    QString dataFile(const QString& name) const {
-        return m_home.file(QStringLiteral("data/Quillmere/") + name);
-    }
     void writeData(const QString& name, const QByteArray& bytes) const {
         m_home.write(QStringLiteral("data/Quillmere/") + name, bytes);
     }
@@ -74,21 +70,17 @@ public:
             .array();
     }
 
-    // Debian's trayer on the top edge, on the right: a dark panel that grows by one slot per
+    // Debian's trayer on the top edge, on the right; it grows by one 24-pixel slot per
     // embedded icon.
     void startTrayer() {
         m_trayer = std::make_unique<QProcess>();
         m_trayer->setProcessEnvironment(m_env);
         m_trayer->setStandardOutputFile(QProcess::nullDevice());
         m_trayer->setStandardErrorFile(QProcess::nullDevice());
-        m_trayer->start(
-            QStringLiteral("trayer"),
-            {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
-             QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("request"),
-             QStringLiteral("--height"), QStringLiteral("24"), QStringLiteral("--transparent"),
-             QStringLiteral("false"), QStringLiteral("--tint"), QStringLiteral("0x303030"),
-             QStringLiteral("--SetDockType"), QStringLiteral("false"), QStringLiteral("--expand"),
-             QStringLiteral("false")});
+        m_trayer->start(QStringLiteral("trayer"),
+                        QStringLiteral("--edge top --align right --widthtype request --height 24 "
+                                       "--transparent false --SetDockType false --expand false")
+                            .split(QLatin1Char(' ')));
         ASSERT_TRUE(m_trayer->waitForStarted(5000)) << "trayer did not start";
         ASSERT_TRUE(waitFor([&] { return trayRect().has_value(); }, 10000))
             << "trayer never showed its panel";
@@ -129,13 +121,12 @@ public:
         }
         return found;
     }
-    std::optional<QRect> windowOfSize(QSize size) const {
+    std::optional<QRect> panel() const {
         for (const Window& w : windows())
-            if (w.rect.size() == size)
+            if (w.rect.size() == panelSize)
                 return w.rect;
         return std::nullopt;
     }
-    std::optional<QRect> panel() const { return windowOfSize(panelSize); }
     // trayer's panel: the top-level window on the top edge 24 pixels high.
     std::optional<QRect> trayRect() const {
         for (const Window& w : windows())

@@ -80,9 +80,6 @@ public:
     static bool isDeepTint(QColor c) {
         return c.red() - c.green() > 30 && c.red() - c.blue() > 15 && !isNowRed(c);
     }
-    static bool isShallowTint(QColor c) {
-        return c.blue() - c.red() > 30 && c.blue() - c.green() > 10;
-    }
     // The rows of column x between top and bottom (exclusive) that a predicate accepts.
     template <typename Pred> QList<int> rowsWhere(int x, int top, int bottom, Pred pred) const {
         QList<int> rows;
