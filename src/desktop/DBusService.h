@@ -61,7 +61,7 @@ Q_SIGNALS:
 
 private:
     void update();
-    // The trimmed title and the kind, or nothing after replying with an error.
+    // Fills in the trimmed title and the kind; false once it has answered the caller with why not.
     bool checkTitleAndKind(const QString& title, const QString& kind, QString& trimmed,
                            WorkKind& parsed);
 
