@@ -71,4 +71,10 @@ void QuillmereApp::openPanel() {
     m_panel->open(anchor);
 }
 
+void QuillmereApp::closePanel() {
+    m_openRequested = false;
+    if (m_panel && m_panel->style() == PanelWindow::Style::popup)
+        m_panel->hide();
+}
+
 } // namespace quillmere

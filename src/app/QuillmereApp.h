@@ -34,6 +34,8 @@ public:
     // A second start asked for the panel; before the panel exists (while waiting for a tray)
     // it opens as soon as it does.
     void openPanel();
+    // Closes the tray's popup; the window of a desktop without a tray is the program and stays.
+    void closePanel();
 
     BlockStore& store() const { return *m_store; }
     AppClock& clock() { return m_clock; }

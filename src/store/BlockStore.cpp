@@ -21,12 +21,7 @@ namespace quillmere {
 namespace {
 
 QString resolveFolder(const std::optional<QString>& folder) {
-    if (folder)
-        return *folder;
-    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (base.isEmpty())
-        qFatal("no per-user data folder to keep Quillmere's files in");
-    return QDir(base).filePath(QStringLiteral("Quillmere"));
+    return folder ? *folder : BlockStore::defaultFolder();
 }
 
 std::optional<QByteArray> readFile(const QString& path) {
@@ -58,6 +53,13 @@ QString trimSpacesAndTabs(const QString& text) {
 }
 
 } // namespace
+
+QString BlockStore::defaultFolder() {
+    const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    if (base.isEmpty())
+        qFatal("no per-user data folder to keep Quillmere's files in");
+    return QDir(base).filePath(QStringLiteral("Quillmere"));
+}
 
 BlockStore::BlockStore(AppClock& clock, FocusAids& aids, std::optional<QString> folder,
                        QObject* parent)
@@ -100,7 +102,10 @@ void BlockStore::loadFiles() {
 }
 
 QString BlockStore::blocksFile() const {
-    return QDir(m_folder).filePath(QStringLiteral("blocks.json"));
+    return blocksFile(m_folder);
+}
+QString BlockStore::blocksFile(const QString& folder) {
+    return QDir(folder).filePath(QStringLiteral("blocks.json"));
 }
 QString BlockStore::rulesFile() const {
     return QDir(m_folder).filePath(QStringLiteral("rules.json"));
@@ -203,9 +208,13 @@ void BlockStore::pruneOldDays() {
 // ---- queries and editing rules ----
 
 std::vector<WorkBlock> BlockStore::todayBlocks() const {
-    const QString key = todayKey();
+    return dayBlocks(m_blocks, todayKey());
+}
+
+std::vector<WorkBlock> BlockStore::dayBlocks(const std::vector<WorkBlock>& blocks,
+                                             const QString& key) {
     std::vector<WorkBlock> today;
-    std::copy_if(m_blocks.begin(), m_blocks.end(), std::back_inserter(today),
+    std::copy_if(blocks.begin(), blocks.end(), std::back_inserter(today),
                  [&](const WorkBlock& b) { return b.day == key; });
     std::stable_sort(today.begin(), today.end(), [](const WorkBlock& a, const WorkBlock& b) {
         if (a.startMinutes != b.startMinutes)
@@ -501,6 +510,7 @@ void BlockStore::refreshBlock() {
     updateReminder(minute);
     recordConfirmedBlocks();
     scheduleBoundaryRefresh(minute);
+    Q_EMIT refreshed();
 }
 
 void BlockStore::scheduleBoundaryRefresh(Minutes after) {

@@ -38,6 +38,9 @@ public:
                QObject* parent = nullptr);
     ~BlockStore() override;
 
+    // The per-user data folder, for readers that must not open a store of their own.
+    static QString defaultFolder();
+
     // Published state. Every change of a list or the settings is saved first, then announced.
     const std::vector<WorkBlock>& blocks() const { return m_blocks; }
     std::optional<WorkKind> currentKind() const { return m_currentKind; }
@@ -51,6 +54,7 @@ public:
     const QSet<QUuid>& confirmedIDs() const { return m_confirmedIDs; }
     QString folder() const { return m_folder; }
     QString blocksFile() const;
+    static QString blocksFile(const QString& folder);
     QString rulesFile() const;
     QString plannedFile() const;
     QString settingsFile() const;
@@ -63,6 +67,9 @@ public:
     // Queries and editing rules. The predicates judge the stored copy of a block, so an
     // unsaved edit is judged by what is saved.
     std::vector<WorkBlock> todayBlocks() const;
+    // The blocks of one day, by start and then by length, as `todayBlocks` lists them.
+    static std::vector<WorkBlock> dayBlocks(const std::vector<WorkBlock>& blocks,
+                                            const QString& key);
     bool isInProgress(const WorkBlock& block) const;
     bool isLocked(const WorkBlock& block) const;
     bool isFrozen(const WorkBlock& block) const;
@@ -107,6 +114,8 @@ Q_SIGNALS:
     void settingsChanged();
     // After a refresh wrote newly confirmed rows to the statistics database.
     void blocksConfirmed();
+    // The end of every refresh: what depends on the minute may have moved on.
+    void refreshed();
 
 private:
     // Each replaces a list, writes its file and only then announces the change.

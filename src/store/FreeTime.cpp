@@ -71,16 +71,25 @@ std::optional<MinuteRange> freeGap(const std::vector<MinuteRange>& busy, Minutes
     return gap;
 }
 
-std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now) {
+namespace {
+
+// The first quarter hour at or after `now` from which `need` minutes are free.
+std::optional<Minutes> firstFreeStart(const std::vector<WorkBlock>& todaySorted, Minutes now,
+                                      Minutes need) {
     Minutes start = roundUpToGrid(now);
     for (const WorkBlock& block : todaySorted) {
-        if (checkedAdd(start, gridStep) <= block.startMinutes)
+        if (checkedAdd(start, need) <= block.startMinutes)
             break;
         if (start < block.endMinutes())
             start = roundUpToGrid(block.endMinutes());
     }
-    if (checkedAdd(start, gridStep) > minutesPerDay)
+    if (checkedAdd(start, need) > minutesPerDay)
         return std::nullopt;
+    return start;
+}
+
+// Up to an hour, and never past the start of the next block.
+Minutes defaultLength(const std::vector<WorkBlock>& todaySorted, Minutes start) {
     Minutes next = minutesPerDay;
     for (const WorkBlock& block : todaySorted) {
         if (block.startMinutes > start) {
@@ -88,7 +97,47 @@ std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySort
             break;
         }
     }
-    return Placement{start, std::min<Minutes>(next - start, 60)};
+    return std::min<Minutes>(next - start, 60);
+}
+
+} // namespace
+
+std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now) {
+    const std::optional<Minutes> start = firstFreeStart(todaySorted, now, gridStep);
+    if (!start)
+        return std::nullopt;
+    return Placement{*start, defaultLength(todaySorted, *start)};
+}
+
+std::variant<Placement, PlacementFault> placeBlock(const std::vector<WorkBlock>& todaySorted,
+                                                   Minutes now, std::optional<Minutes> start,
+                                                   std::optional<Minutes> duration) {
+    const auto onGrid = [](Minutes m) { return m % gridStep == 0; };
+    if (start && (*start < 0 || *start >= minutesPerDay || !onGrid(*start)))
+        return PlacementFault::offGrid;
+    if (duration && (*duration < gridStep || *duration > minutesPerDay || !onGrid(*duration)))
+        return PlacementFault::offGrid;
+    if (start && duration && *start + *duration > minutesPerDay)
+        return PlacementFault::pastMidnight;
+
+    if (!start) {
+        const std::optional<Minutes> free =
+            firstFreeStart(todaySorted, now, duration.value_or(gridStep));
+        if (!free)
+            return PlacementFault::dayFull;
+        return Placement{*free, duration.value_or(defaultLength(todaySorted, *free))};
+    }
+    std::vector<MinuteRange> busy;
+    busy.reserve(todaySorted.size());
+    for (const WorkBlock& block : todaySorted)
+        busy.push_back({block.startMinutes, block.endMinutes()});
+    const std::optional<MinuteRange> gap = freeGap(busy, *start);
+    if (!gap || gap->upper - *start < gridStep)
+        return PlacementFault::overlap;
+    const Minutes length = duration.value_or(std::min<Minutes>(gap->upper - *start, 60));
+    if (*start + length > gap->upper)
+        return PlacementFault::overlap;
+    return Placement{*start, length};
 }
 
 } // namespace quillmere::FreeTime

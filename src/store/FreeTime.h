@@ -7,6 +7,7 @@
 #include <QUuid>
 
 #include <optional>
+#include <variant>
 #include <vector>
 
 // Finding room on one day's timeline. Pure functions over busy intervals, called on every
@@ -35,5 +36,19 @@ struct Placement {
 // The next free quarter hour at or after `now` among a day's blocks (sorted by start), with a
 // length of up to an hour; nothing when the day is full.
 std::optional<Placement> nextFreeQuarter(const std::vector<WorkBlock>& todaySorted, Minutes now);
+
+enum class PlacementFault {
+    offGrid,      // a start or length off the quarter-hour grid, or outside the day
+    pastMidnight, // the block would end after midnight
+    overlap,      // the time asked for is not free
+    dayFull,      // no free time of that length is left after now
+};
+
+// Where a block added from outside the panel goes: at `start` when given (the time must be
+// free), else at the first free quarter hour from `now`; for `duration` when given, else up to
+// an hour and never into the next block, as the add buttons do.
+std::variant<Placement, PlacementFault> placeBlock(const std::vector<WorkBlock>& todaySorted,
+                                                   Minutes now, std::optional<Minutes> start,
+                                                   std::optional<Minutes> duration);
 
 } // namespace quillmere::FreeTime

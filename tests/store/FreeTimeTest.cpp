@@ -43,3 +43,52 @@ TEST(FreeTime, NextFreeQuarterSkipsBlocksAndStopsAtTheEndOfTheDay) {
     EXPECT_EQ(nextFreeQuarter({}, 1420)->start, 1425);
     EXPECT_EQ(nextFreeQuarter({}, 1420)->duration, 15);
 }
+
+TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
+    const QString day = QStringLiteral("2024-03-04");
+    // 9:00-10:00 and 10:30-11:00 taken; now is 8:50.
+    const std::vector<WorkBlock> today{makeBlock(QStringLiteral("a"), day, 540, 60),
+                                       makeBlock(QStringLiteral("b"), day, 630, 30)};
+    using Start = std::optional<Minutes>;
+    struct Case {
+        Start start;
+        Start duration;
+        std::variant<Placement, PlacementFault> expected;
+    };
+    const auto at = [](Minutes s, Minutes d) { return Placement{s, d}; };
+    const Case cases[] = {
+        {{}, 30, at(600, 30)},              // the first half hour free after now
+        {{}, 45, at(660, 45)},              // 10:00-10:30 is too short for 45 m
+        {600, {}, at(600, 30)},             // up to the next block
+        {660, {}, at(660, 60)},             // up to an hour
+        {1425, {}, at(1425, 15)},           // up to midnight
+        {600, 45, PlacementFault::overlap}, // runs into 10:30
+        {570, 15, PlacementFault::overlap}, // inside 9:00-10:00
+        {630, {}, PlacementFault::overlap}, // a block starts right there
+        {605, 30, PlacementFault::offGrid}, // off the quarter hours
+        {600, 20, PlacementFault::offGrid},
+        {-15, 30, PlacementFault::offGrid},
+        {1440, {}, PlacementFault::offGrid},
+        {1380, 90, PlacementFault::pastMidnight},
+        {{}, 1440, PlacementFault::dayFull},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message()
+                     << c.start.value_or(-1) << " for " << c.duration.value_or(0));
+        const auto placed = placeBlock(today, 530, c.start, c.duration);
+        if (const auto* fault = std::get_if<PlacementFault>(&c.expected)) {
+            ASSERT_TRUE(std::holds_alternative<PlacementFault>(placed));
+            EXPECT_EQ(std::get<PlacementFault>(placed), *fault);
+        } else {
+            ASSERT_TRUE(std::holds_alternative<Placement>(placed));
+            EXPECT_EQ(std::get<Placement>(placed).start, std::get<Placement>(c.expected).start);
+            EXPECT_EQ(std::get<Placement>(placed).duration,
+                      std::get<Placement>(c.expected).duration);
+        }
+    }
+    // Nothing asked: where and for how long the add buttons would put it.
+    const auto fallback = placeBlock(today, 530, std::nullopt, std::nullopt);
+    ASSERT_TRUE(std::holds_alternative<Placement>(fallback));
+    EXPECT_EQ(std::get<Placement>(fallback).start, nextFreeQuarter(today, 530)->start);
+    EXPECT_EQ(std::get<Placement>(fallback).duration, nextFreeQuarter(today, 530)->duration);
+}

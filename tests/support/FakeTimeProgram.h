@@ -24,7 +24,8 @@ public:
 
     // `fakeStart` is faketime's absolute form, for example "@2024-03-04 10:30:00".
     bool start(QProcessEnvironment env, const QString& binary, const QString& fakeStart,
-               QProcess::ProcessChannelMode channels = QProcess::MergedChannels) {
+               QProcess::ProcessChannelMode channels = QProcess::MergedChannels,
+               const QStringList& args = {}) {
         env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
         // The first start writes an autostart entry, which belongs in no real home folder.
         if (env.value(QStringLiteral("XDG_CONFIG_HOME")) == qEnvironmentVariable("XDG_CONFIG_HOME"))
@@ -35,7 +36,8 @@ public:
         m_process.setProcessEnvironment(env);
         m_process.setProcessChannelMode(channels);
         m_process.setChildProcessModifier([] { setpgid(0, 0); });
-        m_process.start(QStringLiteral("faketime"), {QStringLiteral("-f"), fakeStart, binary});
+        m_process.start(QStringLiteral("faketime"),
+                        QStringList{QStringLiteral("-f"), fakeStart, binary} + args);
         if (!m_process.waitForStarted(5000))
             return false;
         m_group = static_cast<pid_t>(m_process.processId());

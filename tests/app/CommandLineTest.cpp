@@ -1,0 +1,135 @@
+#include "app/CommandLine.h"
+#include "desktop/StatusReport.h"
+
+#include "support/StoreHarness.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+using namespace quillmere;
+using Verb = Command::Verb;
+
+namespace {
+
+QStringList words(const char* line) {
+    return QString::fromUtf8(line).split(QLatin1Char('|'), Qt::SkipEmptyParts);
+}
+
+Command only(Verb verb) {
+    Command c;
+    c.verb = verb;
+    return c;
+}
+
+} // namespace
+
+TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
+    struct Case {
+        const char* args; // separated by '|'
+        Command expected;
+    };
+    const auto add = [](const char* title, WorkKind kind, std::optional<Minutes> at,
+                        std::optional<Minutes> duration) {
+        Command c = only(Verb::add);
+        c.title = QString::fromUtf8(title);
+        c.kind = kind;
+        c.at = at;
+        c.duration = duration;
+        return c;
+    };
+    Command follow = only(Verb::status);
+    follow.json = follow.follow = true;
+    Command plan = only(Verb::plan);
+    plan.title = QStringLiteral("Read paper");
+    plan.kind = WorkKind::shallow;
+    const Case cases[] = {
+        {"", Command{}},
+        {"status", only(Verb::status)},
+        {"status|--follow|--json", follow},
+        {"open", only(Verb::open)},
+        {"quit", only(Verb::quit)},
+        {"--help", only(Verb::help)},
+        {"--version", only(Verb::version)},
+        {"add|Write chapter", add("Write chapter", WorkKind::deep, {}, {})},
+        {"add|Email|--shallow|--for|30m", add("Email", WorkKind::shallow, {}, 30)},
+        {"add|--at|9:30|--for|1h30m| Email |--deep", add("Email", WorkKind::deep, 570, 90)},
+        {"add|Late|--at|23:00|--for|1h", add("Late", WorkKind::deep, 1380, 60)},
+        {"plan|Read paper|--shallow", plan},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.args);
+        const auto parsed = parseCommandLine(words(c.args));
+        ASSERT_TRUE(std::holds_alternative<Command>(parsed))
+            << std::get<UsageError>(parsed).message.toStdString();
+        EXPECT_EQ(std::get<Command>(parsed), c.expected);
+    }
+}
+
+TEST(CommandLine, RefusesBadInputWithOneLine) {
+    for (const char* args : {"bogus",
+                             "status|--verbose",
+                             "open|now",
+                             "quit|--json",
+                             "add",
+                             "add|   ",
+                             "add|Email|--for",
+                             "add|Email|--for|20",
+                             "add|Email|--for|0m",
+                             "add|Email|--for|25h",
+                             "add|Email|--for|1h30",
+                             "add|Email|--at|25:00",
+                             "add|Email|--at|9.30",
+                             "add|Email|--at",
+                             "add|Email|--at|23:30|--for|1h",
+                             "add|Email|Extra",
+                             "add|Email|--json",
+                             "plan|--shallow",
+                             "plan|x|--at|9:00",
+                             "-platform|xcb"}) {
+        SCOPED_TRACE(args);
+        const auto parsed = parseCommandLine(words(args));
+        ASSERT_TRUE(std::holds_alternative<UsageError>(parsed));
+        const QString message = std::get<UsageError>(parsed).message;
+        EXPECT_FALSE(message.isEmpty());
+        EXPECT_FALSE(message.contains(QLatin1Char('\n')));
+    }
+}
+
+TEST(StatusReport, PicksTheRunningBlockAndWritesItForPeopleAndBars) {
+    const QString day = QStringLiteral("2024-03-04");
+    const std::vector<WorkBlock> today{
+        test::makeBlock(QStringLiteral("Email"), day, 540, 60, WorkKind::shallow),
+        test::makeBlock(QStringLiteral("Write chapter"), day, 555, 60, WorkKind::deep),
+        test::makeBlock(QStringLiteral("  "), day, 660, 30, WorkKind::shallow)};
+
+    // 9:40: the deep block wins over the shallow one, 35 minutes of its hour are left.
+    const StatusReport running = statusAt(today, 580);
+    EXPECT_EQ(statusLine(running), QStringLiteral("Deep work: Write chapter, 35 m left"));
+    const QJsonObject bar = QJsonDocument::fromJson(statusBarLine(running)).object();
+    EXPECT_EQ(bar.value(QStringLiteral("class")).toString(), QStringLiteral("deep"));
+    EXPECT_EQ(bar.value(QStringLiteral("percentage")).toInt(), 41);
+    EXPECT_TRUE(bar.value(QStringLiteral("tooltip"))
+                    .toString()
+                    .contains(QStringLiteral("Next: Shallow Work at 11:00 AM")));
+    EXPECT_FALSE(statusBarLine(running).contains('\n'));
+
+    // Between blocks, and after the last one.
+    EXPECT_EQ(statusLine(statusAt(today, 630)),
+              QStringLiteral("Idle, next: Shallow Work at 11:00 AM"));
+    const StatusReport evening = statusAt(today, 1200);
+    EXPECT_EQ(statusLine(evening), QStringLiteral("Idle"));
+    EXPECT_EQ(QJsonDocument::fromJson(statusBarLine(evening))
+                  .object()
+                  .value(QStringLiteral("class"))
+                  .toString(),
+              QStringLiteral("idle"));
+
+    // What the bus carries comes back as the same report, and a partial change merges.
+    StatusReport copy;
+    applyStatusProperties(copy, statusProperties(running));
+    EXPECT_EQ(copy, running);
+    applyStatusProperties(copy, {{QStringLiteral("MinutesLeft"), 5}});
+    EXPECT_EQ(statusLine(copy), QStringLiteral("Deep work: Write chapter, 5 m left"));
+}
