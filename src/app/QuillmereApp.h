@@ -39,7 +39,6 @@ public:
     TrayShell& shell() { return m_shell; }
     PanelWindow* panel() const { return m_panel.get(); }
     bool isStarted() const { return m_store != nullptr; }
-    bool hasPresence() const { return m_panel != nullptr; }
 
 private:
     void showPresence();

@@ -16,11 +16,8 @@ namespace quillmere {
 
 using timeline::TimelineCanvas;
 
-DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, qreal hourHeight,
-                                 qreal labelWidth, qreal blockLeading, qreal blockTrailing,
-                                 QWidget* parent)
-    : QScrollArea(parent), m_store(store),
-      m_clock(clock), m_geometry{hourHeight, labelWidth, blockLeading, blockTrailing} {
+DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, QWidget* parent)
+    : QScrollArea(parent), m_store(store), m_clock(clock) {
     m_canvas = new TimelineCanvas(*this);
     setWidget(m_canvas);
     setWidgetResizable(true);

@@ -33,9 +33,7 @@ class DayTimelineView final : public QScrollArea {
                    workingChanged)
 
 public:
-    DayTimelineView(BlockStore& store, AppClock& clock, qreal hourHeight = 64,
-                    qreal labelWidth = 48, qreal blockLeading = 58, qreal blockTrailing = 12,
-                    QWidget* parent = nullptr);
+    DayTimelineView(BlockStore& store, AppClock& clock, QWidget* parent = nullptr);
     ~DayTimelineView() override;
 
     std::optional<QUuid> selectedID() const { return m_selectedID; }

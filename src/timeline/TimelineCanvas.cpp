@@ -173,10 +173,8 @@ void TimelineCanvas::paintCreation(QPainter& painter, const TextColors& colors) 
 
     painter.setFont(ui::font(ui::TextStyle::caption2));
     painter.setPen(colors.secondary);
-    const QString range = TimeMath::timeString(creation->start) + QStringLiteral(" – ") +
-                          TimeMath::timeString(creation->end());
     painter.drawText(box.adjusted(8, 4, -8, 0), Qt::AlignLeft | Qt::AlignTop | Qt::TextDontClip,
-                     range);
+                     TimeMath::rangeString(creation->start, creation->end()));
     painter.restore();
 }
 
