@@ -106,7 +106,7 @@ struct TimelineFixture : ::testing::Test {
         return *view;
     }
 
-    QWidget* canvas() const { return view->canvas(); }
+    QWidget* canvas() const { return view->widget(); }
     const timeline::TimelineGeometry& geometry() const { return view->geometry(); }
 
     // A canvas row whose timeline y reads back as exactly this minute.
