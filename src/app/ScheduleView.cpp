@@ -276,10 +276,22 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(0);
-
     stack->addWidget(buildHeader());
     stack->addWidget(divider(this));
+    stack->addWidget(buildBacklog());
+    stack->addWidget(buildTimeline(dayFullMs), 1);
+    stack->addWidget(buildEditor());
+    connect(&m_store, &BlockStore::blocksChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::rulesChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::plannedChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::settingsChanged, this, &ScheduleView::refreshMenus);
+    connect(&m_clock, &AppClock::todayChanged, this, &ScheduleView::newDay);
+    connect(&m_clock, &AppClock::nowMinutesChanged, this, &ScheduleView::refresh);
 
+    refresh();
+}
+
+QWidget* ScheduleView::buildBacklog() {
     m_backlogArea = new QWidget(this);
     auto* backlogStack = new QVBoxLayout(m_backlogArea);
     backlogStack->setContentsMargins(0, 0, 0, 0);
@@ -287,10 +299,12 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     m_planned = new PlannedListView(m_store, m_backlog, m_backlogArea);
     backlogStack->addWidget(m_planned);
     backlogStack->addWidget(divider(m_backlogArea));
-    stack->addWidget(m_backlogArea);
     connect(m_planned, &PlannedListView::scheduleRequested, this, &ScheduleView::schedulePlanned);
     connect(m_planned, &PlannedListView::stateChanged, this, &ScheduleView::refresh);
+    return m_backlogArea;
+}
 
+QWidget* ScheduleView::buildTimeline(int dayFullMs) {
     m_timeline = new DayTimelineView(m_store, m_clock);
     m_dismiss = new DismissLayer(nullptr);
     m_banner = new DayFullBanner(nullptr);
@@ -304,7 +318,6 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     m_banner->hide();
     connect(m_dismiss, &DismissLayer::clicked, this, &ScheduleView::dismissBacklog);
     m_dismiss->setBelow(m_timeline->viewport());
-    stack->addWidget(host, 1);
     connect(m_timeline, &DayTimelineView::workingChanged, this,
             [this](const std::optional<WorkBlock>& block) {
                 if (m_refreshing || block == m_working)
@@ -318,6 +331,16 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
                     setSelectedID(id);
             });
 
+    m_dayFullTimer = new QTimer(this);
+    m_dayFullTimer->setSingleShot(true);
+    // A coarse timer may fire a few per cent early; the banner must stay its full time.
+    m_dayFullTimer->setTimerType(Qt::PreciseTimer);
+    m_dayFullTimer->setInterval(dayFullMs);
+    connect(m_dayFullTimer, &QTimer::timeout, this, &ScheduleView::hideDayFullBanner);
+    return host;
+}
+
+QWidget* ScheduleView::buildEditor() {
     m_editorArea = new QWidget(this);
     auto* editorStack = new QVBoxLayout(m_editorArea);
     editorStack->setContentsMargins(0, 0, 0, 0);
@@ -325,7 +348,6 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     editorStack->addWidget(divider(m_editorArea));
     m_editor = new BlockEditorView(m_editorArea);
     editorStack->addWidget(m_editor);
-    stack->addWidget(m_editorArea);
     connect(m_editor, &BlockEditorView::changed, this, [this](const WorkBlock& block) {
         m_working = block;
         refresh();
@@ -336,22 +358,7 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     });
     connect(m_editor, &BlockEditorView::commitRequested, this, &ScheduleView::commit);
     connect(m_editor, &BlockEditorView::deleteRequested, this, &ScheduleView::deleteSelected);
-
-    m_dayFullTimer = new QTimer(this);
-    m_dayFullTimer->setSingleShot(true);
-    // A coarse timer may fire a few per cent early; the banner must stay its full time.
-    m_dayFullTimer->setTimerType(Qt::PreciseTimer);
-    m_dayFullTimer->setInterval(dayFullMs);
-    connect(m_dayFullTimer, &QTimer::timeout, this, &ScheduleView::hideDayFullBanner);
-
-    connect(&m_store, &BlockStore::blocksChanged, this, &ScheduleView::refresh);
-    connect(&m_store, &BlockStore::rulesChanged, this, &ScheduleView::refresh);
-    connect(&m_store, &BlockStore::plannedChanged, this, &ScheduleView::refresh);
-    connect(&m_store, &BlockStore::settingsChanged, this, &ScheduleView::refreshMenus);
-    connect(&m_clock, &AppClock::todayChanged, this, &ScheduleView::newDay);
-    connect(&m_clock, &AppClock::nowMinutesChanged, this, &ScheduleView::refresh);
-
-    refresh();
+    return m_editorArea;
 }
 
 ScheduleView::~ScheduleView() {

@@ -71,6 +71,9 @@ public:
 
 private:
     QWidget* buildHeader();
+    QWidget* buildBacklog();
+    QWidget* buildTimeline(int dayFullMs);
+    QWidget* buildEditor();
     void buildMenus();
     void refresh();
     void refreshHeader();
