@@ -1,6 +1,7 @@
 #include "app/ScheduleView.h"
 
 #include "desktop/StartAtLogin.h"
+#include "focus/BannerWatchStatus.h"
 #include "model/AppClock.h"
 #include "model/TimeMath.h"
 #include "store/BlockStore.h"
@@ -435,6 +436,9 @@ void ScheduleView::buildMenus() {
     };
     m_chimes = toggle(QStringLiteral("Chimes"), &Settings::chimesEnabled);
     m_nudges = toggle(QStringLiteral("Focus Nudges"), &Settings::nudgesEnabled);
+    // Says so when notification banners cannot be watched on this desktop.
+    connect(m_optionsMenu, &QMenu::aboutToShow, this,
+            [this] { m_nudges->setToolTip(bannerWatch::problemText()); });
     m_reminders = toggle(QStringLiteral("Upcoming Reminders"), &Settings::remindersEnabled);
 
     m_noiseMenu = m_optionsMenu->addMenu(QStringLiteral("Deep Work Noise"));

@@ -7,6 +7,8 @@ class BannerSource {
 public:
     virtual ~BannerSource() = default;
     virtual bool bannerPresent() = 0;
+    // Whether anyone watches; a source may then spare the effort of finding its banners.
+    virtual void setWatching(bool) {}
 };
 
 } // namespace quillmere

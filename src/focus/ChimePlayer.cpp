@@ -13,7 +13,7 @@ constexpr int drainMarginMs = 250;
 
 ChimePlayer::ChimePlayer() {
     m_drain.setSingleShot(true);
-    QObject::connect(&m_drain, &QTimer::timeout, &m_drain, [this] { pauseWhenDrained(); });
+    QObject::connect(&m_drain, &QTimer::timeout, &m_drain, [this] { closeWhenDrained(); });
 }
 
 ChimePlayer::~ChimePlayer() {
@@ -43,15 +43,17 @@ void ChimePlayer::play(const QString& name) {
     if (SDL_QueueAudio(m_device, wave.data(), static_cast<Uint32>(wave.size_bytes())) != 0)
         return;
     SDL_PauseAudioDevice(m_device, 0);
-    pauseWhenDrained();
+    closeWhenDrained();
 }
 
-void ChimePlayer::pauseWhenDrained() {
+void ChimePlayer::closeWhenDrained() {
     if (m_device == 0)
         return;
     const Uint32 queued = SDL_GetQueuedAudioSize(m_device);
     if (queued == 0) {
-        SDL_PauseAudioDevice(m_device, 1);
+        // Paused, the device would go on streaming silence; the next chime opens a new one.
+        SDL_CloseAudioDevice(m_device);
+        m_device = 0;
         return;
     }
     const auto queuedMs =

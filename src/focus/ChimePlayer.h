@@ -22,14 +22,15 @@ public:
     void play(const QString& name);
 
     bool isPlaying() const;
+    bool hasDevice() const { return m_device != 0; }
 
 private:
     bool openDevice();
-    void pauseWhenDrained();
+    void closeWhenDrained();
 
     sdl::AudioSubsystem m_audio;
     SDL_AudioDeviceID m_device = 0;
-    // Pauses the device once its queue has run dry, so an idle chime player wakes nothing.
+    // Closes the device once its queue has run dry, so an idle chime player wakes nothing.
     QTimer m_drain;
 };
 

@@ -22,13 +22,17 @@ void FocusNudge::watch(const WorkBlock& block) {
     m_block = block;
     if (m_pollTimer.isActive())
         return;
+    m_banners.setWatching(true);
     m_bannerWasPresent = m_banners.bannerPresent();
     m_pollTimer.start();
 }
 
 void FocusNudge::stop() {
     m_block.reset();
+    if (!m_pollTimer.isActive())
+        return;
     m_pollTimer.stop();
+    m_banners.setWatching(false);
     m_card.dismiss();
 }
 

@@ -27,7 +27,9 @@ public:
 
     // Protects this block from now on; a later call only swaps the block.
     void watch(const WorkBlock& block);
-    // Stops watching and takes down whatever card is up, whichever nudge put it there.
+    // Ends a watch and takes down whatever card is up, whichever nudge put it there. Every
+    // refresh outside deep work calls this, so when nothing was watched it leaves the card
+    // alone: a reminder stays up its full time through the heartbeats.
     void stop();
 
     bool isWatching() const { return m_pollTimer.isActive(); }

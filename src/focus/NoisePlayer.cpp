@@ -26,7 +26,7 @@ NoisePlayer::~NoisePlayer() {
 bool NoisePlayer::openDevice() {
     if (!m_audio.acquire())
         return false;
-    // A lost device is replaced at the rate chosen when the first one was made.
+    // A new or lost device is opened at the rate chosen when the first one was made.
     if (sdl::keepOpenDevice(m_device))
         return true;
     if (m_rate == 0)
@@ -57,8 +57,11 @@ void NoisePlayer::play(float volume) {
 }
 
 void NoisePlayer::stop() {
-    if (m_device != 0)
-        SDL_PauseAudioDevice(m_device, 1);
+    if (m_device == 0)
+        return;
+    // Closing waits for a callback under way to return, so the integrator is settled after it.
+    SDL_CloseAudioDevice(m_device);
+    m_device = 0;
 }
 
 bool NoisePlayer::isRunning() const {

@@ -15,6 +15,7 @@ namespace {
 
 constexpr const char* freedesktopInterface = "org.freedesktop.Notifications";
 constexpr const char* gtkInterface = "org.gtk.Notifications";
+constexpr const char* portalInterface = "org.freedesktop.portal.Notification";
 constexpr int becomeMonitorTimeoutMs = 2000;
 
 // Method returns carry no interface or member, so the daemon's answers are picked out by their
@@ -26,6 +27,9 @@ constexpr std::array matchRules{
     "type='signal',interface='org.freedesktop.Notifications',member='NotificationClosed'",
     "type='method_call',interface='org.gtk.Notifications',member='AddNotification'",
     "type='method_call',interface='org.gtk.Notifications',member='RemoveNotification'",
+    "type='method_call',interface='org.freedesktop.portal.Notification',member='AddNotification'",
+    "type='method_call',interface='org.freedesktop.portal.Notification',member='"
+    "RemoveNotification'",
 };
 
 // The basic value of the argument at `index`, if it is there and of `type`.
@@ -65,27 +69,83 @@ std::string gtkKey(DBusMessage* message) {
     return *app + '\n' + *id;
 }
 
+// The portal names the application by its connection; the notification id is the caller's.
+std::string portalKey(DBusMessage* message) {
+    const char* sender = dbus_message_get_sender(message);
+    const auto id = stringArgument(message, 0);
+    if (!sender || !id)
+        return {};
+    return std::string(sender) + '\n' + *id;
+}
+
+// Whether a Notify call's hints (argument 6, a{sv}) ask for critical urgency (byte 2).
+bool criticalUrgency(DBusMessage* message) {
+    DBusMessageIter it;
+    if (!dbus_message_iter_init(message, &it))
+        return false;
+    for (int i = 0; i < 6; ++i) {
+        if (!dbus_message_iter_next(&it))
+            return false;
+    }
+    if (dbus_message_iter_get_arg_type(&it) != DBUS_TYPE_ARRAY ||
+        dbus_message_iter_get_element_type(&it) != DBUS_TYPE_DICT_ENTRY)
+        return false;
+    DBusMessageIter entries;
+    dbus_message_iter_recurse(&it, &entries);
+    for (; dbus_message_iter_get_arg_type(&entries) == DBUS_TYPE_DICT_ENTRY;
+         dbus_message_iter_next(&entries)) {
+        DBusMessageIter entry;
+        dbus_message_iter_recurse(&entries, &entry);
+        const char* key = nullptr;
+        if (dbus_message_iter_get_arg_type(&entry) != DBUS_TYPE_STRING)
+            continue;
+        dbus_message_iter_get_basic(&entry, &key);
+        if (!key || std::string_view(key) != "urgency" || !dbus_message_iter_next(&entry) ||
+            dbus_message_iter_get_arg_type(&entry) != DBUS_TYPE_VARIANT)
+            continue;
+        DBusMessageIter value;
+        dbus_message_iter_recurse(&entry, &value);
+        if (dbus_message_iter_get_arg_type(&value) != DBUS_TYPE_BYTE)
+            continue;
+        unsigned char urgency = 0;
+        dbus_message_iter_get_basic(&value, &urgency);
+        return urgency == 2;
+    }
+    return false;
+}
+
 } // namespace
 
-NotificationMonitor::NotificationMonitor(QByteArray address) {
-    if (address.isEmpty())
-        return;
+NotificationMonitor::NotificationMonitor(BusFinder findBus, std::chrono::milliseconds retry)
+    : m_findBus(std::move(findBus)), m_retry(retry) {
     m_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    if (m_wake < 0)
+    if (m_wake < 0) {
+        report(bannerWatch::BusState::unreachable);
         return;
+    }
     dbus_threads_init_default();
-    m_thread = std::thread([this, address = std::move(address)] { run(address); });
+    m_thread = std::thread([this] { run(); });
 }
 
 NotificationMonitor::~NotificationMonitor() {
     if (m_thread.joinable()) {
-        const std::uint64_t one = 1;
-        // The thread wakes on any write; a failed one can only mean the descriptor is gone.
-        [[maybe_unused]] const ssize_t written = write(m_wake, &one, sizeof one);
+        m_finish = true;
+        wakeThread();
         m_thread.join();
     }
     if (m_wake >= 0)
         close(m_wake);
+}
+
+void NotificationMonitor::wakeThread() {
+    const std::uint64_t one = 1;
+    // The thread wakes on any write; a failed one can only mean the counter is already set.
+    [[maybe_unused]] const ssize_t written = write(m_wake, &one, sizeof one);
+}
+
+void NotificationMonitor::setWatching(bool watching) {
+    if (m_watching.exchange(watching) != watching && watching)
+        wakeThread();
 }
 
 bool NotificationMonitor::bannerPresent() {
@@ -93,18 +153,48 @@ bool NotificationMonitor::bannerPresent() {
     return m_ledger.present(BannerLedger::Clock::now());
 }
 
-void NotificationMonitor::run(QByteArray address) {
-    DBusConnection* connection = becomeMonitor(address);
-    if (!connection)
-        return;
-    m_monitoring = true;
-    listen(connection);
-    m_monitoring = false;
-    dbus_connection_close(connection);
-    dbus_connection_unref(connection);
+void NotificationMonitor::report(bannerWatch::BusState state) {
+    m_state = state;
+    bannerWatch::setBusState(state);
 }
 
-DBusConnection* NotificationMonitor::becomeMonitor(const QByteArray& address) {
+bool NotificationMonitor::waitToRetry() {
+    const bool watching = m_watching.load();
+    pollfd fd{m_wake, POLLIN, 0};
+    const int timeout = watching ? static_cast<int>(m_retry.count()) : -1;
+    if (poll(&fd, 1, timeout) > 0) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t got = read(m_wake, &count, sizeof count);
+    }
+    return !m_finish.load();
+}
+
+void NotificationMonitor::run() {
+    do {
+        if (!m_watching.load())
+            continue;
+        const QByteArray address = m_findBus ? m_findBus() : QByteArray();
+        bool refused = false;
+        DBusConnection* connection = address.isEmpty() ? nullptr : becomeMonitor(address, refused);
+        if (!connection) {
+            report(refused ? bannerWatch::BusState::refused : bannerWatch::BusState::unreachable);
+            continue;
+        }
+        report(bannerWatch::BusState::monitoring);
+        listen(connection);
+        dbus_connection_close(connection);
+        dbus_connection_unref(connection);
+        // Closes that came while we were away are lost: better to forget every banner than to
+        // keep one for ever.
+        {
+            const std::lock_guard lock(m_mutex);
+            m_ledger.clear();
+        }
+        report(bannerWatch::BusState::unreachable);
+    } while (!m_finish.load() && waitToRetry());
+}
+
+DBusConnection* NotificationMonitor::becomeMonitor(const QByteArray& address, bool& refused) {
     DBusError error;
     dbus_error_init(&error);
     DBusConnection* connection = dbus_connection_open_private(address.constData(), &error);
@@ -140,8 +230,11 @@ DBusConnection* NotificationMonitor::becomeMonitor(const QByteArray& address) {
                                      connection, call, becomeMonitorTimeoutMs, &error)
                                : nullptr;
     dbus_message_unref(call);
-    if (!reply)
+    if (!reply) {
+        // The bus answered, and said no: a policy that keeps monitors out.
+        refused = dbus_error_is_set(&error) && dbus_connection_get_is_connected(connection);
         return fail();
+    }
     dbus_message_unref(reply);
     return connection;
 }
@@ -161,11 +254,15 @@ void NotificationMonitor::listen(DBusConnection* connection) {
         std::array<pollfd, 2> fds{{{busFd, POLLIN, 0}, {m_wake, POLLIN, 0}}};
         if (poll(fds.data(), fds.size(), -1) < 0)
             continue; // interrupted by a signal
-        if (fds[1].revents != 0)
-            return;
+        if (fds[1].revents != 0) {
+            std::uint64_t count = 0;
+            [[maybe_unused]] const ssize_t got = read(m_wake, &count, sizeof count);
+            if (m_finish.load())
+                return;
+        }
         // Reading only: we popped every message ourselves, so libdbus never answers a
         // method call on our behalf.
-        if (!dbus_connection_read_write(connection, 0))
+        if (fds[0].revents != 0 && !dbus_connection_read_write(connection, 0))
             return;
     }
 }
@@ -180,7 +277,8 @@ void NotificationMonitor::handle(DBusMessage* message) {
             const auto replaces = basicArgument<dbus_uint32_t>(message, 1, DBUS_TYPE_UINT32);
             const auto timeout = basicArgument<dbus_int32_t>(message, 7, DBUS_TYPE_INT32);
             m_ledger.notifyRequested(sender ? sender : "", dbus_message_get_serial(message),
-                                     replaces.value_or(0), timeout.value_or(-1), now);
+                                     replaces.value_or(0), timeout.value_or(-1),
+                                     criticalUrgency(message), now);
         } else if (is(message, freedesktopInterface, "CloseNotification")) {
             m_ledger.closed(basicArgument<dbus_uint32_t>(message, 0, DBUS_TYPE_UINT32).value_or(0));
         } else if (is(message, gtkInterface, "AddNotification")) {
@@ -189,6 +287,12 @@ void NotificationMonitor::handle(DBusMessage* message) {
         } else if (is(message, gtkInterface, "RemoveNotification")) {
             if (const std::string key = gtkKey(message); !key.empty())
                 m_ledger.gtkRemoved(key);
+        } else if (is(message, portalInterface, "AddNotification")) {
+            if (const std::string key = portalKey(message); !key.empty())
+                m_ledger.portalAdded(key, now);
+        } else if (is(message, portalInterface, "RemoveNotification")) {
+            if (const std::string key = portalKey(message); !key.empty())
+                m_ledger.portalRemoved(key);
         }
     } else if (type == DBUS_MESSAGE_TYPE_METHOD_RETURN) {
         const char* destination = dbus_message_get_destination(message);

@@ -1,13 +1,27 @@
 #include "focus/RealFocusAids.h"
 
+#include "focus/AnyBannerSource.h"
 #include "focus/ChimePlayer.h"
 #include "focus/Chimes.h"
 #include "focus/FocusNudge.h"
 #include "focus/NoisePlayer.h"
 #include "focus/NotificationMonitor.h"
 #include "focus/ReminderNudge.h"
+#include "focus/X11NotificationWindows.h"
+
+#include <QGuiApplication>
 
 namespace quillmere {
+
+namespace {
+std::unique_ptr<BannerSource> makeBannerSource() {
+    std::vector<std::unique_ptr<BannerSource>> sources;
+    sources.push_back(std::make_unique<NotificationMonitor>());
+    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+        sources.push_back(std::make_unique<X11NotificationWindows>());
+    return std::make_unique<AnyBannerSource>(std::move(sources));
+}
+} // namespace
 
 RealFocusAids::RealFocusAids(const WallClock& clock, BannerSourceFactory banners)
     : m_clock(clock), m_bannerFactory(std::move(banners)) {}
@@ -51,7 +65,7 @@ FocusNudge& RealFocusAids::nudge() {
     if (!m_nudge) {
         m_banners = m_bannerFactory ? m_bannerFactory() : nullptr;
         if (!m_banners)
-            m_banners = std::make_unique<NotificationMonitor>();
+            m_banners = makeBannerSource();
         m_nudge = std::make_unique<FocusNudge>(card(), *m_banners, m_clock);
     }
     return *m_nudge;
@@ -61,13 +75,11 @@ void RealFocusAids::watchBanners(const WorkBlock& block) {
     nudge().watch(block);
 }
 
-// Stopping must not open a bus connection just to stop, but it still takes down whatever card
-// is up, as a running nudge's stop would.
+// Without a nudge nothing was ever watched, so there is no watch to end and no card to take
+// down; stopping must not open a bus connection either.
 void RealFocusAids::stopWatchingBanners() {
     if (m_nudge)
         m_nudge->stop();
-    else if (m_card)
-        m_card->dismiss();
 }
 
 void RealFocusAids::offerReminder(const WorkBlock& block, Minutes now) {

@@ -13,6 +13,18 @@ namespace {
 constexpr qint64 heartbeatMs = 30000;
 // Landing just after the mark means a new minute is never seen a moment before it begins.
 constexpr qint64 heartbeatLagMs = 100;
+// Qt turns a coarse timer of 20 s or more into whole seconds of its own monotonic clock, which
+// can bring a firing up to a second before its deadline; aiming that much later keeps every
+// firing after the mark, within the heartbeat's two seconds of slack.
+constexpr qint64 coarseEarlyMs = 1000;
+
+// Milliseconds of the wall clock since the last 30-second mark of the 2001 reference timeline;
+// whole milliseconds, so that a mark is found exactly rather than a rounding error away.
+qint64 msSinceMark(const QDateTime& now) {
+    const qint64 sinceReference =
+        now.toMSecsSinceEpoch() - TimeMath::referenceEpochOffsetSeconds * 1000;
+    return ((sinceReference % heartbeatMs) + heartbeatMs) % heartbeatMs;
+}
 } // namespace
 
 AppClock::AppClock(const WallClock& wallClock, QObject* parent)
@@ -27,11 +39,7 @@ AppClock::AppClock(const WallClock& wallClock, QObject* parent)
 AppClock::~AppClock() = default;
 
 int AppClock::msUntilNextHeartbeat() const {
-    // In whole milliseconds, so the mark is found exactly rather than a rounding error away.
-    const qint64 sinceReference =
-        m_wallClock.now().toMSecsSinceEpoch() - TimeMath::referenceEpochOffsetSeconds * 1000;
-    const qint64 remainder = ((sinceReference % heartbeatMs) + heartbeatMs) % heartbeatMs;
-    return static_cast<int>(heartbeatMs - remainder + heartbeatLagMs);
+    return static_cast<int>(heartbeatMs - msSinceMark(m_wallClock.now()) + heartbeatLagMs);
 }
 
 void AppClock::start() {
@@ -39,18 +47,35 @@ void AppClock::start() {
         return;
     m_heartbeat = new QTimer(this);
     m_heartbeat->setSingleShot(true);
-    // A coarse timer may be batched with other wake-ups (about 5% of 30 s), which keeps the
-    // program from waking the machine on its own schedule.
-    m_heartbeat->setTimerType(Qt::CoarseTimer);
-    connect(m_heartbeat, &QTimer::timeout, this, &AppClock::onHeartbeat);
-    m_heartbeat->start(msUntilNextHeartbeat());
+    connect(m_heartbeat, &QTimer::timeout, this, &AppClock::heartbeatFired);
+    aimHeartbeat();
     requestTick();
 }
 
-void AppClock::onHeartbeat() {
+void AppClock::aimHeartbeat() {
+    // A coarse timer may be batched with other wake-ups, which keeps the program from waking
+    // the machine on its own schedule.
+    m_heartbeat->setTimerType(Qt::CoarseTimer);
+    m_heartbeat->start(msUntilNextHeartbeat() + static_cast<int>(coarseEarlyMs));
+}
+
+void AppClock::heartbeatFired() {
+    if (!m_heartbeat)
+        return;
+    // A firing that still lands before its mark (the wall clock was slewed, or the timer was
+    // rounded early after all) waits for the mark precisely instead of ticking twice around it.
+    const qint64 since = msSinceMark(m_wallClock.now());
+    const qint64 early = since < heartbeatLagMs    ? heartbeatLagMs - since
+                         : since > heartbeatMs / 2 ? heartbeatMs - since + heartbeatLagMs
+                                                   : 0;
+    if (early > 0) {
+        m_heartbeat->setTimerType(Qt::PreciseTimer);
+        m_heartbeat->start(static_cast<int>(early));
+        return;
+    }
     // Re-aimed at the next mark from the wall clock on every firing instead of repeating a
     // fixed interval, so that a suspend or a clock change never leaves it misaligned.
-    m_heartbeat->start(msUntilNextHeartbeat());
+    aimHeartbeat();
     tick();
 }
 

@@ -49,13 +49,16 @@ public:
     // Where the heartbeat aims from the wall clock's now: 0.1 s past the next 30-second mark
     // of the 2001 reference timeline.
     int msUntilNextHeartbeat() const;
+    // The heartbeat's firing: a tick when the mark has passed, else a precise wait for it.
+    // The timer ends here; tests call it directly after moving a fake clock.
+    void heartbeatFired();
 
 Q_SIGNALS:
     void nowMinutesChanged(quillmere::Minutes nowMinutes);
     void todayChanged(const QString& today);
 
 private:
-    void onHeartbeat();
+    void aimHeartbeat();
 
     const WallClock& m_wallClock;
     Minutes m_nowMinutes = 0;

@@ -158,38 +158,58 @@ double rmsOfSound(const std::vector<float>& xs) {
     return n ? std::sqrt(squares / static_cast<double>(n)) : 0.0;
 }
 
+// A device opens paused and may write a little silence before it plays.
+float firstSound(const std::vector<float>& xs) {
+    const auto sound = std::find_if(xs.begin(), xs.end(), [](float x) { return x != 0.0f; });
+    return sound == xs.end() ? 0.0f : *sound;
+}
+
 } // namespace
 
-TEST(NoisePlayer, PlaysNoiseAtTheVolumeOnTheRealOutputAndKeepsItsDevice) {
+TEST(NoisePlayer, PlaysAtTheVolumeClosesOnStopAndResumesFromItsLevel) {
     DiskAudio disk;
-    qint64 playedMs = 0;
-    {
-        NoisePlayer player;
-        player.stop(); // nothing to stop yet
-        EXPECT_FALSE(player.hasDevice());
+    NoisePlayer player;
+    player.stop(); // nothing to stop yet
+    EXPECT_FALSE(player.hasDevice());
 
-        QElapsedTimer playing;
-        playing.start();
-        player.play(0.5f);
-        ASSERT_TRUE(player.isRunning());
-        EXPECT_EQ(player.sampleRate(), 48000);
-        QTest::qWait(150);
-        player.play(0.5f); // a repeat changes nothing
-        EXPECT_TRUE(player.isRunning());
-        QTest::qWait(150);
-        player.stop();
-        playedMs = playing.elapsed();
-        EXPECT_FALSE(player.isRunning());
-        EXPECT_TRUE(player.hasDevice());
-    }
-    const std::vector<float> out = disk.samples();
+    QElapsedTimer playing;
+    playing.start();
+    player.play(0.5f);
+    ASSERT_TRUE(player.isRunning());
+    EXPECT_EQ(player.sampleRate(), 48000);
+    QTest::qWait(150);
+    player.play(0.5f); // a repeat changes nothing
+    EXPECT_TRUE(player.isRunning());
+    QTest::qWait(150);
+    player.stop();
+    const qint64 playedMs = playing.elapsed();
+    EXPECT_FALSE(player.isRunning());
+    EXPECT_FALSE(player.hasDevice());
+
     // The disk driver plays in real time, in whole callbacks of mono float: bounded by the
-    // time that really passed, however slow the machine.
+    // time that really passed, however slow the machine. Once closed, nothing more is written.
+    const std::vector<float> out = disk.samples();
     EXPECT_GT(out.size(), 4096u);
     EXPECT_LT(out.size(), static_cast<std::size_t>((playedMs + 500) * 48));
     for (float x : out)
         ASSERT_TRUE(std::isfinite(x) && std::abs(x) < 1.0f);
     EXPECT_NEAR(rmsOfSound(out), 0.2 * 0.5, 0.05);
+    QTest::qWait(200);
+    EXPECT_EQ(disk.samples().size(), out.size());
+
+    // The last sample played is the stored level; the next device carries on from it, one
+    // leaky step away, at the rate chosen first.
+    const float level = player.integratorState();
+    EXPECT_EQ(out.back(), level * 3.5f * 0.5f);
+    disk.use(QStringLiteral("again.raw"));
+    player.play(0.25f);
+    ASSERT_TRUE(player.isRunning());
+    EXPECT_EQ(player.sampleRate(), 48000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return rmsOfSound(disk.samples(QStringLiteral("again.raw"))) > 0; }, 10000));
+    player.stop();
+    const float first = firstSound(disk.samples(QStringLiteral("again.raw"))) / (3.5f * 0.25f);
+    EXPECT_NEAR(first, level / 1.02f, 0.02f / 1.02f + 1e-6f);
 }
 
 TEST(NoisePlayer, SilentAtVolumeZeroAndRetriedWithoutAnOutput) {

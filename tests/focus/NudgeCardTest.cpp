@@ -117,10 +117,11 @@ TEST(NudgeCard, AShowDuringTheFadeBringsItBackAndAClickDismisses) {
         return card.panel()->isVisible() && card.panel()->cardOpacity() >= 1.0 &&
                card.panel()->pos() == expected.topLeft();
     };
-    card.show(QStringLiteral("Deep Work in 5 m"), QString(), ui::crimson(), 0.4);
+    card.show(QStringLiteral("Deep Work in 5 m"), QString(), ui::crimson(), 1.5);
     NudgeView* panel = card.panel();
-    // Up first (it also fades in from above), then leaving: checked and acted on with no event
-    // in between, so the show lands mid-fade for sure.
+    // Up first (it also fades in from above; shown long enough to be seen up on a loaded
+    // machine), then leaving: checked and acted on with no event in between, so the show lands
+    // mid-fade for sure.
     ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return panel->cardOpacity() < 1.0 && panel->pos().y() < expected.y(); }, 10000));

@@ -105,16 +105,25 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
     EXPECT_EQ(card.model().title(), QString());
 }
 
-TEST(FocusNudge, PollsOnItsOwnOnceASecondAndStopTakesDownAReminder) {
+TEST(FocusNudge, PollsOnItsOwnOnceASecondAndOnlyTheEndOfAWatchTakesDownACard) {
     FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(13, 56)));
     ScriptedBanners banners;
     NudgeCard card;
     FocusNudge nudge(card, banners, clock);
     ReminderNudge reminder(card);
 
+    // Idle refreshes stop a nudge that watches nothing: the reminder stays for its time.
     reminder.offer(block(840, 60, WorkKind::deep), 836);
     ASSERT_TRUE(cardUp(card));
-    nudge.stop(); // never watched, still takes the card down
+    nudge.stop();
+    nudge.stop();
+    EXPECT_TRUE(card.isDismissPending());
+    QTest::qWait(NudgeCard::fadeOutMs + 100);
+    EXPECT_TRUE(cardUp(card));
+
+    // A watch that ends takes down any card, the reminder included.
+    nudge.watch(block(840, 60, WorkKind::deep));
+    nudge.stop();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
 
     nudge.watch(block(840, 60, WorkKind::deep));
@@ -170,9 +179,12 @@ TEST(RealFocusAids, MakesEachAidOnlyWhenNeededAndSharesOneCard) {
     EXPECT_EQ(aids.nudgeCard(), nullptr);
     EXPECT_EQ(aids.focusNudge(), nullptr);
 
+    // Nor does an idle refresh's stop take a reminder down.
     aids.offerReminder(block(545, 60, WorkKind::deep), 540);
+    aids.stopWatchingBanners();
     NudgeCard* card = aids.nudgeCard();
     ASSERT_NE(card, nullptr);
+    EXPECT_TRUE(card->isDismissPending());
     EXPECT_EQ(card->model().title(), QStringLiteral("Deep Work in 5 m"));
     EXPECT_EQ(aids.focusNudge(), nullptr);
 

@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -177,5 +178,76 @@ TEST(FocusAidsEndToEnd, BannerBringsTheCardUntilTheBlockEnds) {
     ASSERT_TRUE(waitFor([&] { return program.elapsed() > 12000 && !cardShown(anyCard); }, 15000));
     banner();
     EXPECT_FALSE(waitFor([&] { return cardShown(anyCard); }, 4000)) << "a card after the block";
+    EXPECT_TRUE(program.running());
+}
+
+TEST(FocusAidsEndToEnd, NoiseStopsWithItsBlockAndTheNextCarriesOnFromItsLevel) {
+    test::DiskAudio audio;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
+        env.remove(QString::fromLatin1(name));
+    // The chimes would open a second device on the same file.
+    Settings settings;
+    settings.noiseVolume = 0.5;
+    settings.chimesEnabled = false;
+    // "Write" ends four seconds after the start; "Edit" begins a minute later.
+    Program program(
+        env,
+        {deepBlock(QStringLiteral("Write"), 600, 60), deepBlock(QStringLiteral("Edit"), 661, 30)},
+        settings, QStringLiteral("10:59:56"));
+    constexpr double rate = 48000;
+    auto played = [&] { return audio.samples().size(); };
+    ASSERT_TRUE(waitFor([&] { return played() > 0; }, 20000)) << "no noise was played";
+
+    // The faked clock began no earlier than the program, so the block has ended by 4.1 s.
+    ASSERT_TRUE(waitFor([&] { return program.elapsed() > 6000; }, 20000));
+    const std::vector<float> first = audio.samples();
+    QTest::qWait(2000);
+    EXPECT_EQ(played(), first.size()) << "the output went on after the block";
+    // Nor did it run on for more than a second past the end.
+    EXPECT_LT(double(first.size()), rate * 5.1 + 2048);
+
+    // The next block opens the output anew (the disk driver starts its file again) and the
+    // noise carries on from its last sample, one leaky step away.
+    ASSERT_TRUE(waitFor(
+        [&] {
+            const std::vector<float> now = audio.samples();
+            return program.elapsed() > 64000 && now.size() < first.size() &&
+                   std::any_of(now.begin(), now.end(), [](float x) { return x != 0; });
+        },
+        90000))
+        << "no noise in the second block";
+    // A device opens paused and may write a little silence before it plays.
+    const std::vector<float> second = audio.samples();
+    const auto sound = std::find_if(second.begin(), second.end(), [](float x) { return x != 0; });
+    ASSERT_NE(sound, second.end());
+    const float gain = 3.5f * 0.5f;
+    EXPECT_NEAR(*sound / gain, first.back() / gain / 1.02f, 0.02f / 1.02f + 1e-5f);
+    EXPECT_TRUE(program.running());
+}
+
+TEST(FocusAidsEndToEnd, AReminderStaysUpItsTimeThroughHeartbeatsAndBoundaries) {
+    test::NotificationSession session;
+    ASSERT_NO_FATAL_FAILURE(session.start(false));
+    QProcessEnvironment env = session.environment();
+    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+    // At 13:55 the reminder for "Write" comes with the heartbeat's minute and the end of a
+    // shallow block: three reasons to refresh within the card's six seconds.
+    WorkBlock inbox = deepBlock(QStringLiteral("Inbox"), 810, 25);
+    inbox.kind = WorkKind::shallow;
+    Program program(env, {inbox, deepBlock(QStringLiteral("Write"), 840, 60)}, Settings{},
+                    QStringLiteral("13:54:57"));
+    const QString card = QStringLiteral("Deep Work in 5 m[^\"]*");
+    auto cardShown = [&] { return windowShown(session.environment(), card); };
+
+    ASSERT_TRUE(waitFor(cardShown, 20000)) << "no reminder";
+    QElapsedTimer up;
+    up.start();
+    // Up for its six seconds, less what finding it and a slow machine may cost.
+    while (up.elapsed() < 4500)
+        ASSERT_TRUE(cardShown()) << "the reminder went after " << up.elapsed() << " ms";
+    EXPECT_TRUE(waitFor([&] { return !cardShown(); }, 10000)) << "the reminder stayed";
     EXPECT_TRUE(program.running());
 }

@@ -74,9 +74,34 @@ TEST_F(ClockFixture, HeartbeatLandsJustAfterTheNextHalfMinuteMark) {
     wall.advanceMSecs(100); // 09:00:30.05: just past a mark, so the one after it
     EXPECT_EQ(clock->msUntilNextHeartbeat(), 30050);
 
-    // The coarse timer may shift a firing by a few percent, never by a whole mark.
+    // However Qt rounds the coarse timer, it is never due before the mark.
     clock->start();
-    EXPECT_NEAR(clock->heartbeatRemainingMs(), 30050, 1600);
+    drainEvents();
+    EXPECT_GE(clock->heartbeatRemainingMs(), 30050 - 20);
+    EXPECT_LE(clock->heartbeatRemainingMs(), 30050 + 2100);
+}
+
+TEST_F(ClockFixture, AHeartbeatBeforeItsMarkWaitsForItWithoutTicking) {
+    clock->start();
+    drainEvents();
+    ticks = 0;
+    // Fired early, half a second before the mark or just on it: a precise wait to 0.1 s past.
+    for (const auto& [at, wait] :
+         {std::pair{QTime(9, 0, 29, 500), 600}, std::pair{QTime(9, 0, 30, 40), 60},
+          std::pair{QTime(9, 0, 20, 0), 10100}}) {
+        wall.set(QDate(2024, 3, 4), at);
+        clock->heartbeatFired();
+        EXPECT_EQ(ticks, 0) << at.toString().toStdString();
+        EXPECT_NEAR(clock->heartbeatRemainingMs(), wait, 20) << at.toString().toStdString();
+    }
+    // On time, or late within its slack: one tick, and aimed past the following mark.
+    for (const QTime at : {QTime(9, 0, 30, 100), QTime(9, 1, 2, 0)}) {
+        wall.set(QDate(2024, 3, 4), at);
+        clock->heartbeatFired();
+        EXPECT_GE(clock->heartbeatRemainingMs(), clock->msUntilNextHeartbeat() - 20);
+        EXPECT_LE(clock->heartbeatRemainingMs(), clock->msUntilNextHeartbeat() + 2100);
+    }
+    EXPECT_EQ(ticks, 2);
 }
 
 TEST_F(ClockFixture, WakeInThePastFiresAtOnce) {
