@@ -107,7 +107,7 @@ BENCHMARK(BM_RepaintDayOf30Blocks)->Unit(benchmark::kMillisecond);
 // the block is laid out, and the visible part of the day is painted again.
 void BM_DragUpdate(benchmark::State& state) {
     BusyDay day;
-    QWidget* canvas = day.view->canvas();
+    QWidget* canvas = day.view->widget();
     // The middle of the block at 11:25.
     const QPointF start(200, DayTimelineView::contentTop + (11 * 60 + 40) / 60.0 * 64);
     QMouseEvent press(QEvent::MouseButtonPress, start, canvas->mapToGlobal(start), Qt::LeftButton,

@@ -2,6 +2,7 @@
 
 #include "model/TimeMath.h"
 #include "store/BlockStore.h"
+#include "ui/Caption.h"
 #include "ui/Glyphs.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -37,7 +38,7 @@ QString pinHelp(const PlannedBlock& item) {
                            : QStringLiteral("Pin — keep it in the backlog to schedule again");
 }
 
-// The chevron before the count, turned down while the tray is open.
+// The chevron before the count, turned down while the backlog is open.
 class Chevron final : public QWidget {
 public:
     explicit Chevron(QWidget* parent) : QWidget(parent) { setFixedSize(10, 10); }
@@ -142,8 +143,8 @@ bool PlannedEntryField::event(QEvent* event) {
 }
 
 void PlannedEntryField::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape && onEscape) {
-        onEscape();
+    if (event->key() == Qt::Key_Escape) {
+        Q_EMIT escapePressed();
         return;
     }
     QLineEdit::keyPressEvent(event);
@@ -156,8 +157,8 @@ void PlannedEntryField::focusOutEvent(QFocusEvent* event) {
     const QWidget* popup = QApplication::activePopupWidget();
     const bool borrowed =
         event->reason() == Qt::PopupFocusReason && popup != nullptr && popup != window();
-    if (!borrowed && onFocusLost)
-        onFocusLost();
+    if (!borrowed)
+        Q_EMIT focusLost();
 }
 
 PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
@@ -175,6 +176,8 @@ PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
     row->addWidget(m_delete);
     m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     m_delete->setToolTip(QStringLiteral("Delete planned block"));
+    m_pin->setObjectName(QStringLiteral("pin"));
+    m_delete->setObjectName(QStringLiteral("delete"));
     connect(m_swatch, &KindSwatch::clicked, this, [this] { m_list.toggleKind(m_item); });
     connect(m_pin, &QToolButton::clicked, this, [this] { m_list.togglePin(m_item); });
     connect(m_delete, &QToolButton::clicked, this, [this] { m_list.removeRow(m_item); });
@@ -250,9 +253,9 @@ void PlannedRow::mouseReleaseEvent(QMouseEvent* event) {
     QWidget::mouseReleaseEvent(event);
 }
 
-PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWidget* parent)
+PlannedListView::PlannedListView(BlockStore& store, BacklogState& state, QWidget* parent)
     : QWidget(parent), m_store(store), m_state(state), m_header(new QWidget(this)),
-      m_chevron(new Chevron(m_header)), m_count(new QLabel(m_header)),
+      m_chevron(new Chevron(m_header)), m_count(ui::captionLabel({}, m_header)),
       m_plus(new PlusButton(m_header)), m_entryRow(new QWidget(this)),
       m_entrySwatch(new KindSwatch(m_entryRow)), m_entry(new PlannedEntryField(m_entryRow)),
       m_rowsArea(new QScrollArea(this)), m_rowsHost(new QWidget),
@@ -260,22 +263,30 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 6, 0, 6);
     stack->setSpacing(0);
+    stack->addWidget(buildHeader());
+    stack->addWidget(buildEntryRow());
+    stack->addWidget(buildRowsArea());
+    connectControls();
+    sync();
+}
 
+QWidget* PlannedListView::buildHeader() {
     auto* header = new QHBoxLayout(m_header);
     header->setContentsMargins(14, 2, 14, 2);
     header->setSpacing(5);
     header->addWidget(m_chevron);
-    m_count->setFont(ui::font(ui::TextStyle::caption));
-    QPalette countPalette = m_count->palette();
-    countPalette.setColor(QPalette::WindowText, ui::secondaryColor(countPalette));
-    m_count->setPalette(countPalette);
     header->addWidget(m_count);
     header->addStretch(1);
     header->addWidget(m_plus);
     m_header->setCursor(Qt::PointingHandCursor);
     m_header->installEventFilter(this);
-    stack->addWidget(m_header);
+    m_header->setObjectName(QStringLiteral("backlogHeader"));
+    m_count->setObjectName(QStringLiteral("backlogCount"));
+    m_plus->setObjectName(QStringLiteral("backlogPlus"));
+    return m_header;
+}
 
+QWidget* PlannedListView::buildEntryRow() {
     auto* entry = new QHBoxLayout(m_entryRow);
     entry->setContentsMargins(14, 0, 14, 0);
     entry->setSpacing(6);
@@ -284,8 +295,11 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     entry->addWidget(m_entry, 1);
     m_entry->setFont(ui::font(ui::TextStyle::caption));
     m_entry->setPlaceholderText(QStringLiteral("Plan a block…"));
-    stack->addWidget(m_entryRow);
+    m_entrySwatch->setObjectName(QStringLiteral("entrySwatch"));
+    return m_entryRow;
+}
 
+QWidget* PlannedListView::buildRowsArea() {
     m_rowsLayout->setContentsMargins(0, 0, 0, 0);
     m_rowsLayout->setSpacing(0);
     m_rowsLayout->addStretch(1);
@@ -298,8 +312,10 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     m_rowsArea->setFocusPolicy(Qt::NoFocus);
     m_rowsArea->viewport()->setAutoFillBackground(false);
     m_rowsHost->setAutoFillBackground(false);
-    stack->addWidget(m_rowsArea);
+    return m_rowsArea;
+}
 
+void PlannedListView::connectControls() {
     connect(m_plus, &QAbstractButton::clicked, this, [this] {
         m_state.expanded = true;
         m_state.adding = true;
@@ -312,21 +328,18 @@ PlannedListView::PlannedListView(BlockStore& store, PlannedTrayState& state, QWi
     connect(m_entry, &QLineEdit::textEdited, this,
             [this](const QString& text) { m_state.newTitle = text; });
     connect(m_entry, &QLineEdit::returnPressed, this, &PlannedListView::commitNew);
-    m_entry->onEscape = [this] { cancelNew(); };
-    m_entry->onFocusLost = [this] {
+    connect(m_entry, &PlannedEntryField::escapePressed, this, &PlannedListView::cancelNew);
+    connect(m_entry, &PlannedEntryField::focusLost, this, [this] {
         if (m_state.adding)
             commitNew();
-    };
+    });
     connect(&m_store, &BlockStore::plannedChanged, this, &PlannedListView::sync);
-
-    sync();
 }
 
 PlannedListView::~PlannedListView() {
     // The field loses its focus while the children go; that is no request to keep its text.
-    m_entry->onFocusLost = nullptr;
-    m_entry->onEscape = nullptr;
-    disconnect(&m_store, nullptr, this, nullptr);
+    m_entry->disconnect(this);
+    m_store.disconnect(this);
 }
 
 void PlannedListView::setPendingID(const std::optional<QUuid>& id) {
@@ -338,8 +351,7 @@ void PlannedListView::setPendingID(const std::optional<QUuid>& id) {
 
 void PlannedListView::changed() {
     sync();
-    if (onStateChanged)
-        onStateChanged();
+    Q_EMIT stateChanged();
 }
 
 void PlannedListView::sync() {
@@ -521,8 +533,7 @@ void PlannedListView::showHover() {
 }
 
 void PlannedListView::scheduleRow(const PlannedBlock& item) {
-    if (onSchedule)
-        onSchedule(item);
+    Q_EMIT scheduleRequested(item);
 }
 
 void PlannedListView::toggleKind(const PlannedBlock& item) {
@@ -550,20 +561,6 @@ void PlannedListView::hideEvent(QHideEvent* event) {
     // loss of focus.
     if (m_state.adding)
         commitNew();
-}
-
-PlannedRow* PlannedListView::row(const QUuid& id) const {
-    return m_rows.value(id, nullptr);
-}
-
-QList<PlannedRow*> PlannedListView::visibleRows() const {
-    QList<PlannedRow*> rows;
-    if (!m_rowsArea->isVisible())
-        return rows;
-    for (const PlannedBlock& item : m_store.planned())
-        if (PlannedRow* r = row(item.id))
-            rows.append(r);
-    return rows;
 }
 
 bool PlannedListView::eventFilter(QObject* watched, QEvent* event) {

@@ -23,9 +23,9 @@ namespace quillmere {
 
 class BlockStore;
 
-// The backlog tray's small state. The schedule view owns it (its dismiss layer and "Plan a
+// The backlog's small state. The schedule view owns it (its dismiss layer and "Plan a
 // Block" change it too); the list reads and writes it in place.
-struct PlannedTrayState {
+struct BacklogState {
     bool expanded = false;
     bool adding = false;
     QString newTitle;
@@ -55,8 +55,10 @@ class PlannedEntryField final : public QLineEdit {
 
 public:
     using QLineEdit::QLineEdit;
-    std::function<void()> onEscape;
-    std::function<void()> onFocusLost;
+
+Q_SIGNALS:
+    void escapePressed();
+    void focusLost();
 
 protected:
     bool event(QEvent* event) override;
@@ -78,10 +80,6 @@ public:
     void setHovered(bool hovered);
     const PlannedBlock& item() const { return m_item; }
     bool isPending() const { return m_pending; }
-
-    KindSwatch* swatch() const { return m_swatch; }
-    QToolButton* pinButton() const { return m_pin; }
-    QToolButton* deleteButton() const { return m_delete; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -115,17 +113,13 @@ public:
         117; // four and a half rows: the cut row shows there is more
     static constexpr int scrollFrom = 5;
 
-    PlannedListView(BlockStore& store, PlannedTrayState& state, QWidget* parent = nullptr);
+    PlannedListView(BlockStore& store, BacklogState& state, QWidget* parent = nullptr);
     ~PlannedListView() override;
 
     // The block open in the editor; a row with that id is marked.
     void setPendingID(const std::optional<QUuid>& id);
 
-    std::function<void(const PlannedBlock&)> onSchedule;
-    // Called after the list changed the tray state, so the host can follow.
-    std::function<void()> onStateChanged;
-
-    // Rebuilds the view from the tray state and the store's backlog.
+    // Rebuilds the view from the backlog state and the store's backlog.
     void sync();
 
     // Return in the field or the field losing focus: keep a non-blank title, close the row.
@@ -141,21 +135,20 @@ public:
     void togglePin(const PlannedBlock& item);
     void removeRow(const PlannedBlock& item);
 
-    QWidget* headerRow() const { return m_header; }
-    QLabel* countLabel() const { return m_count; }
-    QAbstractButton* plusButton() const { return m_plus; }
-    QWidget* entryRow() const { return m_entryRow; }
-    PlannedEntryField* entryField() const { return m_entry; }
-    KindSwatch* entrySwatch() const { return m_entrySwatch; }
-    QScrollArea* rowsArea() const { return m_rowsArea; }
-    PlannedRow* row(const QUuid& id) const;
-    QList<PlannedRow*> visibleRows() const;
+Q_SIGNALS:
+    void scheduleRequested(const quillmere::PlannedBlock& item);
+    // The list changed the backlog state, so the host can follow.
+    void stateChanged();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void hideEvent(QHideEvent* event) override;
 
 private:
+    QWidget* buildHeader();
+    QWidget* buildEntryRow();
+    QWidget* buildRowsArea();
+    void connectControls();
     void changed();
     void toggleExpanded();
     void openEntry();
@@ -166,7 +159,7 @@ private:
     void foldRows(bool show, int height);
 
     BlockStore& m_store;
-    PlannedTrayState& m_state;
+    BacklogState& m_state;
     std::optional<QUuid> m_pendingID;
     std::optional<QUuid> m_hoveredID;
 

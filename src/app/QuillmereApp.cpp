@@ -47,8 +47,8 @@ void QuillmereApp::showPresence() {
     m_panel = std::make_unique<PanelWindow>(
         tray ? PanelWindow::Style::popup : PanelWindow::Style::window, factory);
     if (tray) {
-        m_shell.onTogglePanel = [this](const PanelAnchor& anchor) { m_panel->toggle(anchor); };
-        m_shell.onOpenPanel = [this](const PanelAnchor& anchor) { m_panel->open(anchor); };
+        connect(&m_shell, &TrayShell::togglePanelRequested, m_panel.get(), &PanelWindow::toggle);
+        connect(&m_shell, &TrayShell::openPanelRequested, m_panel.get(), &PanelWindow::open);
         m_shell.showIcon();
         // A second start during the wait asked for the panel: it gets it now.
         if (std::exchange(m_openRequested, false))

@@ -43,7 +43,6 @@ public:
     PanelWindow* panel() const { return m_panel.get(); }
     StatsLauncher* statistics() const { return m_stats.get(); }
     bool isStarted() const { return m_store != nullptr; }
-    bool hasPresence() const { return m_panel != nullptr; }
 
 private:
     void showPresence();

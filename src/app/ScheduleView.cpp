@@ -7,6 +7,7 @@
 #include "store/BlockStore.h"
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
+#include "ui/Caption.h"
 #include "ui/Glyphs.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -123,23 +124,27 @@ private:
     QString m_text;
 };
 
-// Lies over the timeline while the backlog tray is open: one click closes the tray (keeping a
+// Lies over the timeline while the backlog is open: one click closes it (keeping a
 // typed title) and never reaches the timeline below. The wheel still scrolls the day.
 class DismissLayer final : public QWidget {
+    Q_OBJECT
+
 public:
     explicit DismissLayer(QWidget* parent) : QWidget(parent) {
         setAttribute(Qt::WA_NoSystemBackground);
         setFocusPolicy(Qt::NoFocus);
     }
-    std::function<void()> onClick;
     void setBelow(QWidget* below) { m_below = below; }
+
+Q_SIGNALS:
+    void clicked();
 
 protected:
     void mousePressEvent(QMouseEvent* event) override { event->accept(); }
     void mouseReleaseEvent(QMouseEvent* event) override {
         event->accept();
-        if (event->button() == Qt::LeftButton && onClick)
-            onClick();
+        if (event->button() == Qt::LeftButton)
+            Q_EMIT clicked();
     }
     void mouseDoubleClickEvent(QMouseEvent* event) override { event->accept(); }
     void wheelEvent(QWheelEvent* event) override {
@@ -207,6 +212,8 @@ protected:
 
 // The noise volume: a slider between two speaker symbols, hanging from the options button.
 class VolumePopup final : public QFrame {
+    Q_OBJECT
+
 public:
     explicit VolumePopup(QWidget* parent)
         : QFrame(parent, Qt::Popup), m_slider(new QSlider(Qt::Horizontal, this)) {
@@ -227,13 +234,14 @@ public:
         symbol(QStringLiteral("speaker.wave.3.fill"));
     }
     QSlider* slider() const { return m_slider; }
-    std::function<void()> onClosed;
+
+Q_SIGNALS:
+    void closed();
 
 protected:
     void hideEvent(QHideEvent* event) override {
         QFrame::hideEvent(event);
-        if (onClosed)
-            onClosed();
+        Q_EMIT closed();
     }
 
 private:
@@ -246,7 +254,8 @@ public:
     TimelineHost(QWidget* timeline, QWidget* dismiss, QWidget* banner, QWidget* parent)
         : QWidget(parent), m_timeline(timeline), m_dismiss(dismiss), m_banner(banner) {}
 
-    int bannerY() const { return 10; }
+    // How far below the timeline's top edge the day-full banner rests.
+    static constexpr int bannerTop = 10;
     int bannerX() const { return (width() - m_banner->width()) / 2; }
 
 protected:
@@ -268,32 +277,48 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(0, 0, 0, 0);
     stack->setSpacing(0);
-
     stack->addWidget(buildHeader());
     stack->addWidget(divider(this));
+    stack->addWidget(buildBacklog());
+    stack->addWidget(buildTimeline(dayFullMs), 1);
+    stack->addWidget(buildEditor());
+    connect(&m_store, &BlockStore::blocksChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::rulesChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::plannedChanged, this, &ScheduleView::refresh);
+    connect(&m_store, &BlockStore::settingsChanged, this, &ScheduleView::refreshMenus);
+    connect(&m_clock, &AppClock::todayChanged, this, &ScheduleView::newDay);
+    connect(&m_clock, &AppClock::nowMinutesChanged, this, &ScheduleView::refresh);
 
-    m_trayArea = new QWidget(this);
-    auto* trayStack = new QVBoxLayout(m_trayArea);
-    trayStack->setContentsMargins(0, 0, 0, 0);
-    trayStack->setSpacing(0);
-    m_planned = new PlannedListView(m_store, m_tray, m_trayArea);
-    trayStack->addWidget(m_planned);
-    trayStack->addWidget(divider(m_trayArea));
-    stack->addWidget(m_trayArea);
-    m_planned->onSchedule = [this](const PlannedBlock& p) { schedulePlanned(p); };
-    m_planned->onStateChanged = [this] { refresh(); };
+    refresh();
+}
 
-    m_timeline = new DayTimelineView(m_store, m_clock, 64, 48, 58, 12);
+QWidget* ScheduleView::buildBacklog() {
+    m_backlogArea = new QWidget(this);
+    auto* backlogStack = new QVBoxLayout(m_backlogArea);
+    backlogStack->setContentsMargins(0, 0, 0, 0);
+    backlogStack->setSpacing(0);
+    m_planned = new PlannedListView(m_store, m_backlog, m_backlogArea);
+    backlogStack->addWidget(m_planned);
+    backlogStack->addWidget(divider(m_backlogArea));
+    connect(m_planned, &PlannedListView::scheduleRequested, this, &ScheduleView::schedulePlanned);
+    connect(m_planned, &PlannedListView::stateChanged, this, &ScheduleView::refresh);
+    return m_backlogArea;
+}
+
+QWidget* ScheduleView::buildTimeline(int dayFullMs) {
+    m_timeline = new DayTimelineView(m_store, m_clock);
     m_dismiss = new DismissLayer(nullptr);
     m_banner = new DayFullBanner(nullptr);
     auto* host = new TimelineHost(m_timeline, m_dismiss, m_banner, this);
+    m_timelineHost = host;
     m_timeline->setParent(host);
     m_dismiss->setParent(host);
     m_banner->setParent(host);
+    m_dismiss->setObjectName(QStringLiteral("dismissLayer"));
+    m_banner->setObjectName(QStringLiteral("dayFullBanner"));
     m_banner->hide();
-    m_dismiss->onClick = [this] { dismissTray(); };
+    connect(m_dismiss, &DismissLayer::clicked, this, &ScheduleView::dismissBacklog);
     m_dismiss->setBelow(m_timeline->viewport());
-    stack->addWidget(host, 1);
     connect(m_timeline, &DayTimelineView::workingChanged, this,
             [this](const std::optional<WorkBlock>& block) {
                 if (m_refreshing || block == m_working)
@@ -307,6 +332,16 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
                     setSelectedID(id);
             });
 
+    m_dayFullTimer = new QTimer(this);
+    m_dayFullTimer->setSingleShot(true);
+    // A coarse timer may fire a few per cent early; the banner must stay its full time.
+    m_dayFullTimer->setTimerType(Qt::PreciseTimer);
+    m_dayFullTimer->setInterval(dayFullMs);
+    connect(m_dayFullTimer, &QTimer::timeout, this, &ScheduleView::hideDayFullBanner);
+    return host;
+}
+
+QWidget* ScheduleView::buildEditor() {
     m_editorArea = new QWidget(this);
     auto* editorStack = new QVBoxLayout(m_editorArea);
     editorStack->setContentsMargins(0, 0, 0, 0);
@@ -314,49 +349,26 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     editorStack->addWidget(divider(m_editorArea));
     m_editor = new BlockEditorView(m_editorArea);
     editorStack->addWidget(m_editor);
-    stack->addWidget(m_editorArea);
-    m_editor->onChange = [this](const WorkBlock& block) {
+    connect(m_editor, &BlockEditorView::changed, this, [this](const WorkBlock& block) {
         m_working = block;
         refresh();
-    };
-    m_editor->onRepeatChange = [this](const Weekdays& days) {
+    });
+    connect(m_editor, &BlockEditorView::repeatChanged, this, [this](const Weekdays& days) {
         m_workingRepeatDays = days;
         refresh();
-    };
-    m_editor->onCommit = [this] { commit(); };
-    m_editor->onDelete = [this] { deleteSelected(); };
-
-    m_dayFullTimer = new QTimer(this);
-    m_dayFullTimer->setSingleShot(true);
-    // A coarse timer may fire a few per cent early; the banner must stay its full time.
-    m_dayFullTimer->setTimerType(Qt::PreciseTimer);
-    m_dayFullTimer->setInterval(dayFullMs);
-    connect(m_dayFullTimer, &QTimer::timeout, this, &ScheduleView::hideDayFullBanner);
-
-    connect(&m_store, &BlockStore::blocksChanged, this, &ScheduleView::refresh);
-    connect(&m_store, &BlockStore::rulesChanged, this, &ScheduleView::refresh);
-    connect(&m_store, &BlockStore::plannedChanged, this, &ScheduleView::refresh);
-    connect(&m_store, &BlockStore::settingsChanged, this, &ScheduleView::refreshMenus);
-    connect(&m_clock, &AppClock::todayChanged, this, &ScheduleView::newDay);
-    connect(&m_clock, &AppClock::nowMinutesChanged, this, &ScheduleView::refresh);
-
-    refresh();
+    });
+    connect(m_editor, &BlockEditorView::commitRequested, this, &ScheduleView::commit);
+    connect(m_editor, &BlockEditorView::deleteRequested, this, &ScheduleView::deleteSelected);
+    return m_editorArea;
 }
 
 ScheduleView::~ScheduleView() {
     // Deleting the children moves the focus, and a focused entry row then keeps its title and
     // reports back; by then this view is only half there, so nothing may reach it any more.
-    m_planned->onStateChanged = nullptr;
-    m_planned->onSchedule = nullptr;
-    m_editor->onChange = nullptr;
-    m_editor->onRepeatChange = nullptr;
-    m_editor->onCommit = nullptr;
-    m_editor->onDelete = nullptr;
-    m_dismiss->onClick = nullptr;
-    m_volume->onClosed = nullptr;
-    disconnect(&m_store, nullptr, this, nullptr);
-    disconnect(&m_clock, nullptr, this, nullptr);
-    disconnect(m_timeline, nullptr, this, nullptr);
+    for (QObject* child : findChildren<QObject*>())
+        child->disconnect(this);
+    m_store.disconnect(this);
+    m_clock.disconnect(this);
 }
 
 QWidget* ScheduleView::buildHeader() {
@@ -375,11 +387,8 @@ QWidget* ScheduleView::buildHeader() {
     auto* summary = new QHBoxLayout(summaryLine);
     summary->setContentsMargins(0, 0, 0, 0);
     summary->setSpacing(10);
-    m_hint = new QLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
-    m_hint->setFont(ui::font(ui::TextStyle::caption));
-    QPalette hintPalette = m_hint->palette();
-    hintPalette.setColor(QPalette::WindowText, ui::secondaryColor(hintPalette));
-    m_hint->setPalette(hintPalette);
+    m_hint =
+        ui::captionLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
     m_deepChip = new SummaryChip(WorkKind::deep, header);
     m_shallowChip = new SummaryChip(WorkKind::shallow, header);
     summary->addWidget(m_hint);
@@ -467,41 +476,13 @@ void ScheduleView::buildMenus() {
     m_optionsButton->setMenu(m_optionsMenu);
 
     m_volume = new VolumePopup(this);
-    m_volume->onClosed = [this] { m_showNoiseVolume = false; };
+    connect(m_volume, &VolumePopup::closed, this, [this] { m_showNoiseVolume = false; });
     connect(m_volume->slider(), &QSlider::valueChanged, this, [this](int value) {
         if (!m_refreshing)
             writeSettings([&](Settings& s) { s.noiseVolume = value / 1000.0; });
     });
     refreshMenus();
     refreshStartAtLogin();
-}
-
-QAction* ScheduleView::action(const QString& text) const {
-    for (QMenu* menu : {m_addMenu, m_optionsMenu, m_noiseMenu})
-        for (QAction* a : menu->actions())
-            if (a->text() == text)
-                return a;
-    return nullptr;
-}
-
-QWidget* ScheduleView::summaryChip(WorkKind kind) const {
-    return kind == WorkKind::deep ? m_deepChip : m_shallowChip;
-}
-
-QWidget* ScheduleView::dismissLayer() const {
-    return m_dismiss;
-}
-
-QWidget* ScheduleView::dayFullBanner() const {
-    return m_banner;
-}
-
-QWidget* ScheduleView::volumePopup() const {
-    return m_volume;
-}
-
-QSlider* ScheduleView::volumeSlider() const {
-    return m_volume->slider();
 }
 
 std::optional<WorkBlock> ScheduleView::selectedBlock() const {
@@ -564,10 +545,11 @@ void ScheduleView::showDayFullBanner() {
     if (!m_showDayFull) {
         m_showDayFull = true;
         m_banner->resize(m_banner->sizeHint());
-        m_banner->move((m_banner->parentWidget()->width() - m_banner->width()) / 2, 10);
+        m_banner->move(m_timelineHost->bannerX(), TimelineHost::bannerTop);
         m_banner->show();
         m_banner->raise();
-        slide(m_banner, 10 - m_banner->height(), 10, 0.0, 1.0);
+        slide(m_banner, TimelineHost::bannerTop - m_banner->height(), TimelineHost::bannerTop, 0.0,
+              1.0);
     }
     // Each failure restarts the wait, so the banner stays up 2.5 s after the last one.
     m_dayFullTimer->start();
@@ -577,7 +559,7 @@ void ScheduleView::hideDayFullBanner() {
     if (!m_showDayFull)
         return;
     m_showDayFull = false;
-    slide(m_banner, m_banner->y(), 10 - m_banner->height(), 1.0, 0.0,
+    slide(m_banner, m_banner->y(), TimelineHost::bannerTop - m_banner->height(), 1.0, 0.0,
           [banner = QPointer<QWidget>(m_banner), this] {
               if (banner && !m_showDayFull)
                   banner->hide();
@@ -585,34 +567,34 @@ void ScheduleView::hideDayFullBanner() {
 }
 
 bool ScheduleView::commitPendingPlannedTitle() {
-    const QString title = m_tray.newTitle.trimmed();
-    if (!m_tray.adding || title.isEmpty())
+    const QString title = m_backlog.newTitle.trimmed();
+    if (!m_backlog.adding || title.isEmpty())
         return false;
     PlannedBlock item;
     item.id = QUuid::createUuid();
     item.title = title;
-    item.kind = m_tray.newKind;
+    item.kind = m_backlog.newKind;
     item.createdAt = TimeMath::referenceSeconds(m_clock.wallClock().now());
-    m_tray.newTitle.clear();
+    m_backlog.newTitle.clear();
     m_store.addPlanned(item);
     return true;
 }
 
-void ScheduleView::collapsePlannedTray() {
-    m_tray.expanded = false;
-    m_tray.adding = false;
+void ScheduleView::collapseBacklog() {
+    m_backlog.expanded = false;
+    m_backlog.adding = false;
     refresh();
 }
 
 void ScheduleView::planABlock() {
-    m_tray.expanded = true;
-    m_tray.adding = true;
+    m_backlog.expanded = true;
+    m_backlog.adding = true;
     refresh();
 }
 
-void ScheduleView::dismissTray() {
+void ScheduleView::dismissBacklog() {
     commitPendingPlannedTitle();
-    collapsePlannedTray();
+    collapseBacklog();
 }
 
 void ScheduleView::commit() {
@@ -678,14 +660,14 @@ void ScheduleView::refresh() {
     refreshHeader();
 
     const bool backlog = !m_store.planned().empty();
-    m_trayArea->setVisible(backlog || m_tray.adding);
+    m_backlogArea->setVisible(backlog || m_backlog.adding);
     m_planned->setPendingID(m_selectedID);
     m_planned->sync();
 
     m_timeline->setWorking(m_working);
     m_timeline->setRepeatDays(m_workingRepeatDays);
     m_timeline->setSelectedID(m_selectedID);
-    m_dismiss->setVisible((backlog && m_tray.expanded) || m_tray.adding);
+    m_dismiss->setVisible((backlog && m_backlog.expanded) || m_backlog.adding);
     if (m_dismiss->isVisible())
         m_dismiss->raise();
     if (m_banner->isVisible())
@@ -747,3 +729,5 @@ void ScheduleView::refreshEditor() {
 }
 
 } // namespace quillmere
+
+#include "ScheduleView.moc"

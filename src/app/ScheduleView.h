@@ -28,9 +28,10 @@ class DayFullBanner;
 class DayTimelineView;
 class DismissLayer;
 class SummaryChip;
+class TimelineHost;
 class VolumePopup;
 
-// The whole panel: today's header with its menus, the backlog tray, the timeline and the
+// The whole panel: today's header with its menus, the backlog, the timeline and the
 // editor. It owns the selection and the working copy of the selected block; the timeline and
 // the editor change only the copy, and nothing reaches the store before a commit.
 class ScheduleView final : public QWidget {
@@ -46,12 +47,11 @@ public:
 
     std::optional<QUuid> selectedID() const { return m_selectedID; }
     std::optional<WorkBlock> working() const { return m_working; }
-    Weekdays workingRepeatDays() const { return m_workingRepeatDays; }
     std::optional<WorkBlock> selectedBlock() const;
     bool isDraft(const WorkBlock& block) const;
     bool showDayFull() const { return m_showDayFull; }
     bool showNoiseVolume() const { return m_showNoiseVolume; }
-    const PlannedTrayState& tray() const { return m_tray; }
+    const BacklogState& backlog() const { return m_backlog; }
 
     // Every change of the selection goes through here: a new id loads its saved copy unless
     // the working copy already is that block (how a draft survives its own selection).
@@ -61,39 +61,22 @@ public:
     void schedulePlanned(const PlannedBlock& planned);
     void showDayFullBanner();
     bool commitPendingPlannedTitle();
-    void collapsePlannedTray();
+    void collapseBacklog();
     void planABlock();
-    void dismissTray();
+    void dismissBacklog();
     void commit();
     void deleteSelected();
     void clearToday();
     void openNoiseVolume();
-
-    QLabel* dateLabel() const { return m_date; }
-    QLabel* summaryHint() const { return m_hint; }
-    QWidget* summaryChip(WorkKind kind) const;
-    QToolButton* addButton() const { return m_addButton; }
-    QMenu* addMenu() const { return m_addMenu; }
-    QToolButton* optionsButton() const { return m_optionsButton; }
-    QMenu* optionsMenu() const { return m_optionsMenu; }
-    QMenu* noiseMenu() const { return m_noiseMenu; }
-    QAction* action(const QString& text) const;
-    PlannedListView* plannedList() const { return m_planned; }
-    QWidget* trayArea() const { return m_trayArea; }
-    DayTimelineView* timeline() const { return m_timeline; }
-    QWidget* dismissLayer() const;
-    QWidget* dayFullBanner() const;
-    QTimer* dayFullTimer() const { return m_dayFullTimer; }
-    BlockEditorView* editor() const { return m_editor; }
-    QWidget* editorArea() const { return m_editorArea; }
-    QWidget* volumePopup() const;
-    QSlider* volumeSlider() const;
 
 Q_SIGNALS:
     void statisticsRequested();
 
 private:
     QWidget* buildHeader();
+    QWidget* buildBacklog();
+    QWidget* buildTimeline(int dayFullMs);
+    QWidget* buildEditor();
     void buildMenus();
     void refresh();
     void refreshHeader();
@@ -111,7 +94,7 @@ private:
     std::optional<WorkBlock> m_working;
     Weekdays m_workingRepeatDays;
     bool m_showDayFull = false;
-    PlannedTrayState m_tray;
+    BacklogState m_backlog;
     bool m_showNoiseVolume = false;
     bool m_refreshing = false;
 
@@ -130,10 +113,11 @@ private:
     QActionGroup* m_noiseChoice = nullptr;
     QAction* m_startAtLogin = nullptr;
     VolumePopup* m_volume = nullptr;
-    QWidget* m_trayArea = nullptr;
+    QWidget* m_backlogArea = nullptr;
     PlannedListView* m_planned = nullptr;
     DayTimelineView* m_timeline = nullptr;
     DismissLayer* m_dismiss = nullptr;
+    TimelineHost* m_timelineHost = nullptr;
     DayFullBanner* m_banner = nullptr;
     QTimer* m_dayFullTimer = nullptr;
     QWidget* m_editorArea = nullptr;

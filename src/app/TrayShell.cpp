@@ -25,10 +25,7 @@ void TrayShell::showIcon() {
     QAction* open = m_menu->addAction(QStringLiteral("Open Quillmere"));
     m_menu->addSeparator();
     QAction* quit = m_menu->addAction(QStringLiteral("Quit Quillmere"));
-    connect(open, &QAction::triggered, this, [this] {
-        if (onOpenPanel)
-            onOpenPanel(anchorNow());
-    });
+    connect(open, &QAction::triggered, this, [this] { Q_EMIT openPanelRequested(anchorNow()); });
     connect(quit, &QAction::triggered, this, [] { QCoreApplication::quit(); });
 
     m_tray = new QSystemTrayIcon(StatusIcon::icon(m_image), this);
@@ -38,10 +35,8 @@ void TrayShell::showIcon() {
     connect(m_tray, &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
                 if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::DoubleClick ||
-                    reason == QSystemTrayIcon::MiddleClick) {
-                    if (onTogglePanel)
-                        onTogglePanel(anchorNow());
-                }
+                    reason == QSystemTrayIcon::MiddleClick)
+                    Q_EMIT togglePanelRequested(anchorNow());
             });
     m_tray->show();
 }
@@ -59,7 +54,6 @@ void TrayShell::setToolTip(const std::optional<QString>& text) {
     if (text == m_toolTip)
         return;
     m_toolTip = text;
-    ++m_toolTipWrites;
     if (m_tray)
         m_tray->setToolTip(text.value_or(QString()));
 }

@@ -8,7 +8,6 @@
 #include <QPointer>
 #include <QString>
 
-#include <functional>
 #include <optional>
 
 class QMenu;
@@ -36,16 +35,13 @@ public:
     // current block never reset it (which would make an open tooltip flicker).
     void setToolTip(const std::optional<QString>& text);
     std::optional<QString> toolTip() const { return m_toolTip; }
-    int toolTipWrites() const { return m_toolTipWrites; }
 
     // Where the icon is, when the tray tells (XEmbed does, StatusNotifierItem does not).
     std::optional<QRect> iconGeometry() const;
 
-    QSystemTrayIcon* trayIcon() const { return m_tray; }
-    QMenu* contextMenu() const { return m_menu; }
-
-    std::function<void(const PanelAnchor&)> onTogglePanel;
-    std::function<void(const PanelAnchor&)> onOpenPanel;
+Q_SIGNALS:
+    void togglePanelRequested(const quillmere::PanelAnchor& anchor);
+    void openPanelRequested(const quillmere::PanelAnchor& anchor);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -57,7 +53,6 @@ private:
     QMenu* m_menu = nullptr;
     StatusIcon::Image m_image = StatusIcon::Image::idle;
     std::optional<QString> m_toolTip;
-    int m_toolTipWrites = 0;
 };
 
 } // namespace quillmere

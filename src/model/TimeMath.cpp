@@ -13,6 +13,10 @@ Minutes minutesOfDay(const QDateTime& instant) {
     return t.hour() * 60 + t.minute();
 }
 
+QString rangeString(Minutes start, Minutes end) {
+    return timeString(start) + QStringLiteral(" – ") + timeString(end);
+}
+
 QString timeString(Minutes m) {
     if (m >= minutesPerDay)
         return QStringLiteral("12:00 AM");

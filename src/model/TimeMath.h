@@ -12,9 +12,10 @@
 namespace quillmere::TimeMath {
 
 Minutes minutesOfDay(const QDateTime& instant);
-QString timeString(Minutes m);     // "9:05 AM"; 1440 and beyond is "12:00 AM"
-QString durationString(Minutes m); // "1 h 30 m"
-QString hourLabel(Minutes h);      // "9 AM"; 24 is "12 PM"
+QString timeString(Minutes m);                   // "9:05 AM"; 1440 and beyond is "12:00 AM"
+QString durationString(Minutes m);               // "1 h 30 m"
+QString rangeString(Minutes start, Minutes end); // "9:00 AM – 10:30 AM"
+QString hourLabel(Minutes h);                    // "9 AM"; 24 is "12 PM"
 
 // The day key: the local calendar date as "yyyy-MM-dd" with ASCII digits.
 QString dayKey(const QDateTime& instant);

@@ -1,6 +1,7 @@
 #include "timeline/BlockEditorView.h"
 
 #include "model/TimeMath.h"
+#include "ui/Caption.h"
 #include "ui/Glyphs.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -91,8 +92,7 @@ QString statusText(const BlockEditorInput& input) {
         return QStringLiteral("Confirmed — part of the day's record");
     if (input.isDraft)
         return QStringLiteral("Draft — not saved yet");
-    return TimeMath::timeString(input.block.startMinutes) + QStringLiteral(" – ") +
-           TimeMath::timeString(input.block.endMinutes());
+    return TimeMath::rangeString(input.block.startMinutes, input.block.endMinutes());
 }
 
 QString statusSymbol(const BlockEditorInput& input) {
@@ -108,15 +108,6 @@ QString statusSymbol(const BlockEditorInput& input) {
 namespace {
 
 constexpr int daySize = 18;
-
-QLabel* captionLabel(const QString& text, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setFont(ui::font(ui::TextStyle::caption));
-    QPalette p = label->palette();
-    p.setColor(QPalette::WindowText, ui::secondaryColor(p));
-    label->setPalette(p);
-    return label;
-}
 
 } // namespace
 
@@ -170,6 +161,8 @@ MinuteStepper::MinuteStepper(QWidget* parent)
     m_label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     m_down->setArrowType(Qt::DownArrow);
     m_up->setArrowType(Qt::UpArrow);
+    m_down->setObjectName(QStringLiteral("down"));
+    m_up->setObjectName(QStringLiteral("up"));
     for (QToolButton* b : {m_down, m_up}) {
         b->setAutoRaise(true);
         b->setFixedSize(18, 16);
@@ -204,8 +197,7 @@ QString MinuteStepper::label() const {
 }
 
 void MinuteStepper::step(Minutes delta) {
-    if (onStep)
-        onStep(checkedAdd(m_value, delta));
+    Q_EMIT stepped(checkedAdd(m_value, delta));
 }
 
 BlockEditorView::BlockEditorView(QWidget* parent)
@@ -216,13 +208,25 @@ BlockEditorView::BlockEditorView(QWidget* parent)
       m_save(new QPushButton(QStringLiteral("Save"), this)) {
     auto* stack = new QVBoxLayout(this);
     stack->setSpacing(8);
+    buildTitle(stack);
+    buildKinds(stack);
+    buildSteppers(stack);
+    buildRepeatRow(stack);
+    buildStatusRow(stack);
+    buildButtons(stack);
+    saveOnReturn();
+    refreshControls();
+}
 
+void BlockEditorView::buildTitle(QVBoxLayout* stack) {
     m_title->setPlaceholderText(QStringLiteral("Title"));
     m_title->setClearButtonEnabled(false);
     stack->addWidget(m_title);
     connect(m_title, &QLineEdit::textEdited, this,
             [this](const QString& text) { emitChange(editor::withTitle(m_input.block, text)); });
+}
 
+void BlockEditorView::buildKinds(QVBoxLayout* stack) {
     auto* kinds = new QHBoxLayout;
     kinds->setSpacing(0);
     auto* group = new QButtonGroup(this);
@@ -241,10 +245,12 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     }
     group->setExclusive(true);
     stack->addLayout(kinds);
+}
 
+void BlockEditorView::buildSteppers(QVBoxLayout* stack) {
     auto addRow = [&](const QString& caption, MinuteStepper* stepper) {
         auto* row = new QHBoxLayout;
-        row->addWidget(captionLabel(caption, this));
+        row->addWidget(ui::captionLabel(caption, this));
         row->addStretch(1);
         row->addWidget(stepper);
         stack->addLayout(row);
@@ -253,15 +259,19 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     addRow(QStringLiteral("Duration"), m_duration);
     m_start->setWidestLabel(QStringLiteral("12:45 PM"));
     m_duration->setWidestLabel(QStringLiteral("23 h 45 m"));
-    m_start->onStep = [this](Minutes v) {
+    connect(m_start, &MinuteStepper::stepped, this, [this](Minutes v) {
         emitChange(editor::withStart(m_input.block, v, m_input.startRange));
-    };
-    m_duration->onStep = [this](Minutes v) {
+    });
+    connect(m_duration, &MinuteStepper::stepped, this, [this](Minutes v) {
         emitChange(editor::withDuration(m_input.block, v, m_input.durationRange));
-    };
+    });
+    m_start->setObjectName(QStringLiteral("start"));
+    m_duration->setObjectName(QStringLiteral("duration"));
+}
 
+void BlockEditorView::buildRepeatRow(QVBoxLayout* stack) {
     auto* repeatRow = new QHBoxLayout;
-    repeatRow->addWidget(captionLabel(QStringLiteral("Repeat"), this));
+    repeatRow->addWidget(ui::captionLabel(QStringLiteral("Repeat"), this));
     repeatRow->addStretch(1);
     auto* dayRow = new QHBoxLayout;
     dayRow->setSpacing(3);
@@ -272,20 +282,24 @@ BlockEditorView::BlockEditorView(QWidget* parent)
         connect(toggle, &DayToggle::clicked, this, [this, day] {
             m_input.repeatDays = editor::toggled(m_input.repeatDays, day);
             refreshControls();
-            if (onRepeatChange)
-                onRepeatChange(m_input.repeatDays);
+            Q_EMIT repeatChanged(m_input.repeatDays);
         });
     }
     repeatRow->addLayout(dayRow);
     stack->addLayout(repeatRow);
+}
 
+void BlockEditorView::buildStatusRow(QVBoxLayout* stack) {
     auto* statusRow = new QHBoxLayout;
     statusRow->setSpacing(4);
     m_statusText->setFont(ui::font(ui::TextStyle::caption));
     statusRow->addWidget(m_statusIcon);
     statusRow->addWidget(m_statusText, 1);
     stack->addLayout(statusRow);
+    m_statusText->setObjectName(QStringLiteral("status"));
+}
 
+void BlockEditorView::buildButtons(QVBoxLayout* stack) {
     auto* buttons = new QHBoxLayout;
     m_delete->setAutoRaise(true);
     m_delete->setFocusPolicy(Qt::NoFocus);
@@ -296,12 +310,12 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     m_save->setAutoDefault(false);
     buttons->addWidget(m_save);
     stack->addLayout(buttons);
-    connect(m_delete, &QToolButton::clicked, this, [this] {
-        if (onDelete)
-            onDelete();
-    });
+    connect(m_delete, &QToolButton::clicked, this, &BlockEditorView::deleteRequested);
     connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
+    m_delete->setObjectName(QStringLiteral("delete"));
+}
 
+void BlockEditorView::saveOnReturn() {
     // Return saves from anywhere in the window that shows the form (right after drawing a
     // block the focus is on the timeline); a field that gives Return a meaning of its own
     // claims it first through its shortcut override. The title field's own signal covers key
@@ -312,8 +326,6 @@ BlockEditorView::BlockEditorView(QWidget* parent)
         shortcut->setContext(Qt::WindowShortcut);
         connect(shortcut, &QShortcut::activated, this, &BlockEditorView::commit);
     }
-
-    refreshControls();
 }
 
 QToolButton* BlockEditorView::kindSegment(WorkKind kind) const {
@@ -326,15 +338,13 @@ void BlockEditorView::setInput(const BlockEditorInput& input) {
 }
 
 void BlockEditorView::emitChange(const WorkBlock& block) {
-    if (onChange)
-        onChange(block);
+    Q_EMIT changed(block);
 }
 
 void BlockEditorView::commit() {
     if (m_input.isFrozen())
         return;
-    if (onCommit)
-        onCommit();
+    Q_EMIT commitRequested();
 }
 
 void BlockEditorView::refreshControls() {

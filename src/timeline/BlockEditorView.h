@@ -10,12 +10,12 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 
 class QLabel;
 class QLineEdit;
 class QPushButton;
 class QToolButton;
+class QVBoxLayout;
 
 namespace quillmere {
 
@@ -98,10 +98,9 @@ public:
     void setWidestLabel(const QString& widest);
     Minutes value() const { return m_value; }
     QString label() const;
-    QToolButton* decrementButton() const { return m_down; }
-    QToolButton* incrementButton() const { return m_up; }
 
-    std::function<void(Minutes)> onStep;
+Q_SIGNALS:
+    void stepped(quillmere::Minutes value);
 
 private:
     void step(Minutes delta);
@@ -124,24 +123,24 @@ public:
     void setInput(const BlockEditorInput& input);
     const BlockEditorInput& input() const { return m_input; }
 
-    std::function<void(const WorkBlock&)> onChange;
-    std::function<void(const Weekdays&)> onRepeatChange;
-    std::function<void()> onCommit;
-    std::function<void()> onDelete;
-
-    QLineEdit* titleField() const { return m_title; }
-    QToolButton* kindSegment(WorkKind kind) const;
-    MinuteStepper* startStepper() const { return m_start; }
-    MinuteStepper* durationStepper() const { return m_duration; }
-    DayToggle* dayToggle(int day) const { return m_days.at(static_cast<size_t>(day - 1)); }
-    QLabel* statusLabel() const { return m_statusText; }
-    QToolButton* deleteButton() const { return m_delete; }
-    QPushButton* saveButton() const { return m_save; }
+Q_SIGNALS:
+    void changed(const quillmere::WorkBlock& block);
+    void repeatChanged(const quillmere::Weekdays& days);
+    void commitRequested();
+    void deleteRequested();
 
 protected:
     void changeEvent(QEvent* event) override;
 
 private:
+    void buildTitle(QVBoxLayout* stack);
+    void buildKinds(QVBoxLayout* stack);
+    void buildSteppers(QVBoxLayout* stack);
+    void buildRepeatRow(QVBoxLayout* stack);
+    void buildStatusRow(QVBoxLayout* stack);
+    void buildButtons(QVBoxLayout* stack);
+    void saveOnReturn();
+    QToolButton* kindSegment(WorkKind kind) const;
     void emitChange(const WorkBlock& block);
     void commit();
     void refreshControls();

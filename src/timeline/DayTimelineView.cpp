@@ -11,17 +11,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace quillmere {
 
 using timeline::TimelineCanvas;
 
-DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, qreal hourHeight,
-                                 qreal labelWidth, qreal blockLeading, qreal blockTrailing,
-                                 QWidget* parent)
-    : QScrollArea(parent), m_store(store),
-      m_clock(clock), m_geometry{hourHeight, labelWidth, blockLeading, blockTrailing} {
-    m_canvas = new TimelineCanvas(*this);
+DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, QWidget* parent)
+    : QScrollArea(parent), m_store(store), m_clock(clock) {
+    m_canvas = new TimelineCanvas(static_cast<timeline::TimelineSurface&>(*this));
     setWidget(m_canvas);
     setWidgetResizable(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -41,10 +39,6 @@ DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, qreal hourH
 }
 
 DayTimelineView::~DayTimelineView() = default;
-
-QWidget* DayTimelineView::canvas() const {
-    return m_canvas;
-}
 
 void DayTimelineView::setSelectedID(const std::optional<QUuid>& id) {
     select(id);
@@ -78,7 +72,7 @@ void DayTimelineView::setRepeatDays(const Weekdays& days) {
 }
 
 bool DayTimelineView::isGestureInProgress() const {
-    return m_creation || m_moveState || m_resizeState || m_resizeTopState;
+    return m_creation || m_drag;
 }
 
 std::vector<WorkBlock> DayTimelineView::visible() const {
@@ -125,37 +119,117 @@ Weekdays DayTimelineView::activeRepeatDays(const WorkBlock& block) const {
     return m_store.repeatDays(block.id);
 }
 
-Minutes DayTimelineView::movedStart(const WorkBlock& block, Minutes delta) const {
+WorkBlock DayTimelineView::dragged(WorkBlock block, const timeline::BlockDrag& drag) const {
     const Weekdays days = activeRepeatDays(block);
-    return timeline::movedStart(block, delta, [&](Minutes target, Minutes duration) {
-        return m_store.nearestFreeStart(target, duration, block.id, days);
-    });
+    const auto gap = [&] { return m_store.freeGap(block.startMinutes, block.id, days); };
+    switch (drag.gesture) {
+    case timeline::Gesture::move:
+        block.startMinutes =
+            timeline::movedStart(block, drag.delta, [&](Minutes target, Minutes duration) {
+                return m_store.nearestFreeStart(target, duration, block.id, days);
+            });
+        break;
+    case timeline::Gesture::resizeBottom:
+        block.durationMinutes = timeline::resizedDuration(block, drag.delta, gap());
+        break;
+    case timeline::Gesture::resizeTop: {
+        const Minutes start = timeline::resizedTopStart(block, drag.delta, gap());
+        block.durationMinutes = block.endMinutes() - start;
+        block.startMinutes = start;
+        break;
+    }
+    }
+    return block;
 }
 
-Minutes DayTimelineView::resizedDuration(const WorkBlock& block, Minutes delta) const {
-    return timeline::resizedDuration(
-        block, delta, m_store.freeGap(block.startMinutes, block.id, activeRepeatDays(block)));
+WorkBlock DayTimelineView::displayed(const WorkBlock& block) const {
+    return m_drag && m_drag->id == block.id ? dragged(block, *m_drag) : block;
 }
 
-Minutes DayTimelineView::resizedTopStart(const WorkBlock& block, Minutes delta) const {
-    return timeline::resizedTopStart(
-        block, delta, m_store.freeGap(block.startMinutes, block.id, activeRepeatDays(block)));
+std::vector<timeline::PlacedBlock> DayTimelineView::placedBlocks(qreal width) const {
+    std::vector<timeline::PlacedBlock> placed;
+    for (const WorkBlock& b : visible()) {
+        timeline::PlacedBlock p;
+        p.block = b;
+        p.card.block = displayed(b);
+        const Minutes start = p.card.block.startMinutes;
+        const Minutes duration = p.card.block.durationMinutes;
+        p.card.isSelected = m_selectedID == b.id;
+        p.card.isDraft = isDraftBlock(b.id);
+        p.card.isLocked = m_store.isLocked(b);
+        p.card.isConfirmed = m_store.confirmedIDs().contains(b.id);
+        p.card.inkFraction = inkFraction(b.id, start, duration);
+        p.card.durationText = durationText(b, start, duration);
+        p.box = m_geometry.box(start, duration, width);
+        p.frozen = m_store.isFrozen(b);
+        placed.push_back(std::move(p));
+    }
+    return placed;
 }
 
-Minutes DayTimelineView::displayStart(const WorkBlock& block) const {
-    if (m_moveState && m_moveState->id == block.id)
-        return movedStart(block, m_moveState->delta);
-    if (m_resizeTopState && m_resizeTopState->id == block.id)
-        return resizedTopStart(block, m_resizeTopState->delta);
-    return block.startMinutes;
+std::vector<MinuteRange> DayTimelineView::reservedSlots() const {
+    if (!m_selectedID)
+        return {};
+    const std::optional<WorkBlock> selected = m_store.savedBlock(*m_selectedID);
+    if (!selected)
+        return {};
+    return m_store.reservedSlots(m_repeatDays, selected->repeatRuleID);
 }
 
-Minutes DayTimelineView::displayDuration(const WorkBlock& block) const {
-    if (m_resizeState && m_resizeState->id == block.id)
-        return resizedDuration(block, m_resizeState->delta);
-    if (m_resizeTopState && m_resizeTopState->id == block.id)
-        return block.endMinutes() - resizedTopStart(block, m_resizeTopState->delta);
-    return block.durationMinutes;
+Minutes DayTimelineView::nowMinutes() const {
+    return m_clock.nowMinutes();
+}
+
+void DayTimelineView::drawCreation(Minutes from, Minutes to) {
+    // Reserved times of repeating blocks play no part when drawing a new block.
+    m_creation = timeline::creationRange(
+        from, to, [&](Minutes m) { return m_store.freeGap(m, std::nullopt, Weekdays{}); });
+    m_canvas->update();
+    revealIfIdle();
+}
+
+void DayTimelineView::dragBlock(const timeline::BlockDrag& drag) {
+    select(drag.id);
+    m_drag = drag;
+    m_canvas->update();
+    revealIfIdle();
+}
+
+void DayTimelineView::endGesture() {
+    // The gesture is over before its block is chosen, so the choice may scroll it into view.
+    if (const std::optional<timeline::Creation> creation =
+            std::exchange(m_creation, std::nullopt)) {
+        WorkBlock made;
+        made.id = QUuid::createUuid();
+        made.title = defaultTitle(WorkKind::deep);
+        made.day = m_store.todayKey();
+        made.startMinutes = creation->start;
+        made.durationMinutes = creation->duration;
+        made.kind = WorkKind::deep;
+        made.createdAt = TimeMath::referenceSeconds(m_clock.wallClock().now());
+        setWorking(made);
+        select(made.id);
+    } else if (const std::optional<timeline::BlockDrag> drag =
+                   std::exchange(m_drag, std::nullopt)) {
+        for (const WorkBlock& block : visible())
+            if (block.id == drag->id)
+                commit(dragged(block, *drag));
+    }
+    m_canvas->update();
+    revealIfIdle();
+}
+
+void DayTimelineView::nudgeSelected(int direction, bool resize) {
+    for (const WorkBlock& block : visible()) {
+        if (block.id != m_selectedID)
+            continue;
+        if (m_store.isFrozen(block))
+            return;
+        const auto gesture = resize ? timeline::Gesture::resizeBottom : timeline::Gesture::move;
+        commit(dragged(block, {gesture, block.id, direction * gridStep}));
+        revealIfIdle();
+        return;
+    }
 }
 
 void DayTimelineView::commit(const WorkBlock& block) {
@@ -185,9 +259,9 @@ void DayTimelineView::scrollToSelection() {
     for (const WorkBlock& block : visible()) {
         if (block.id != *m_selectedID)
             continue;
+        const WorkBlock shown = displayed(block);
         const QRectF anchor =
-            m_geometry
-                .selectionAnchor(displayStart(block), displayDuration(block), m_canvas->width())
+            m_geometry.selectionAnchor(shown.startMinutes, shown.durationMinutes, m_canvas->width())
                 .translated(0, contentTop);
         QScrollBar* bar = verticalScrollBar();
         const int top = static_cast<int>(std::floor(anchor.top()));

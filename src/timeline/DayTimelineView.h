@@ -5,6 +5,7 @@
 #include "model/WorkBlock.h"
 #include "timeline/TimelineGeometry.h"
 #include "timeline/TimelineGestures.h"
+#include "timeline/TimelineSurface.h"
 
 #include <QScrollArea>
 #include <QUuid>
@@ -25,7 +26,7 @@ class TimelineCanvas;
 // by dragging. The host owns the selection and the working block (the copy the editor shows);
 // this view reads and changes them through the properties below and never writes the store:
 // every drag ends by handing the changed or new block over as the working block.
-class DayTimelineView final : public QScrollArea {
+class DayTimelineView final : public QScrollArea, private timeline::TimelineSurface {
     Q_OBJECT
     Q_PROPERTY(std::optional<QUuid> selectedID READ selectedID WRITE setSelectedID NOTIFY
                    selectedIDChanged)
@@ -33,14 +34,12 @@ class DayTimelineView final : public QScrollArea {
                    workingChanged)
 
 public:
-    DayTimelineView(BlockStore& store, AppClock& clock, qreal hourHeight = 64,
-                    qreal labelWidth = 48, qreal blockLeading = 58, qreal blockTrailing = 12,
-                    QWidget* parent = nullptr);
+    DayTimelineView(BlockStore& store, AppClock& clock, QWidget* parent = nullptr);
     ~DayTimelineView() override;
 
-    std::optional<QUuid> selectedID() const { return m_selectedID; }
+    std::optional<QUuid> selectedID() const override { return m_selectedID; }
     // Selecting a block scrolls it into view (unless a drag is running); none deselects.
-    void setSelectedID(const std::optional<QUuid>& id);
+    void setSelectedID(const std::optional<QUuid>& id) override;
 
     std::optional<WorkBlock> working() const { return m_working; }
     void setWorking(const std::optional<WorkBlock>& block);
@@ -51,17 +50,13 @@ public:
     Weekdays repeatDays() const { return m_repeatDays; }
     void setRepeatDays(const Weekdays& days);
 
-    const timeline::TimelineGeometry& geometry() const { return m_geometry; }
-
-    // The widget that draws the day and takes the pointer and the keyboard; its coordinates
-    // are the timeline's shifted down by contentTop.
-    QWidget* canvas() const;
-    // Padding above 00:00 (and below 24:00) so the first and last hour labels are not cut.
-    static constexpr qreal contentTop = 8;
+    const timeline::TimelineGeometry& geometry() const override { return m_geometry; }
+    // The canvas's coordinates are the timeline's shifted down by this much.
+    static constexpr qreal contentTop = timeline::TimelineGeometry::contentTop;
 
     // Read-only views of the drag in progress.
-    std::optional<timeline::Creation> creation() const { return m_creation; }
-    bool isGestureInProgress() const;
+    std::optional<timeline::Creation> creation() const override { return m_creation; }
+    bool isGestureInProgress() const override;
 
 Q_SIGNALS:
     void selectedIDChanged(const std::optional<QUuid>& id);
@@ -72,12 +67,14 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    friend class timeline::TimelineCanvas;
-
-    struct DragState {
-        QUuid id;
-        Minutes delta = 0;
-    };
+    // What the canvas asks of the view.
+    std::vector<timeline::PlacedBlock> placedBlocks(qreal width) const override;
+    std::vector<MinuteRange> reservedSlots() const override;
+    Minutes nowMinutes() const override;
+    void drawCreation(Minutes from, Minutes to) override;
+    void dragBlock(const timeline::BlockDrag& drag) override;
+    void endGesture() override;
+    void nudgeSelected(int direction, bool resize) override;
 
     // Today's stored blocks with the working copy in place of its saved version (or added
     // after them when it is a draft).
@@ -88,11 +85,9 @@ private:
 
     // The store's answers, as the free-time rules for one block need them.
     Weekdays activeRepeatDays(const WorkBlock& block) const;
-    Minutes movedStart(const WorkBlock& block, Minutes delta) const;
-    Minutes resizedDuration(const WorkBlock& block, Minutes delta) const;
-    Minutes resizedTopStart(const WorkBlock& block, Minutes delta) const;
-    Minutes displayStart(const WorkBlock& block) const;
-    Minutes displayDuration(const WorkBlock& block) const;
+    // The block as a drag would leave it; `displayed` applies the drag under way, if any.
+    WorkBlock dragged(WorkBlock block, const timeline::BlockDrag& drag) const;
+    WorkBlock displayed(const WorkBlock& block) const;
 
     // Changes the selection without scrolling yet: a gesture sets its own state in the same
     // step, and revealIfIdle() decides afterwards whether the request still stands.
@@ -114,9 +109,7 @@ private:
     Weekdays m_repeatDays;
 
     std::optional<timeline::Creation> m_creation;
-    std::optional<DragState> m_moveState;
-    std::optional<DragState> m_resizeState;
-    std::optional<DragState> m_resizeTopState;
+    std::optional<timeline::BlockDrag> m_drag;
     int m_revealRequest = 0;
     bool m_revealPending = false;
     // The selection was scrolled into view and should stay there while the viewport changes.

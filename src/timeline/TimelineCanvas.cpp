@@ -1,9 +1,6 @@
 #include "timeline/TimelineCanvas.h"
 
-#include "model/AppClock.h"
 #include "model/TimeMath.h"
-#include "store/BlockStore.h"
-#include "timeline/DayTimelineView.h"
 #include "timeline/Shapes.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -30,45 +27,21 @@ const QColor nowRed = QColor::fromRgbF(1.0f, 0.23f, 0.19f);
 
 } // namespace
 
-TimelineCanvas::TimelineCanvas(DayTimelineView& view) : m_view(view) {
+TimelineCanvas::TimelineCanvas(TimelineSurface& view) : m_view(view) {
     setFixedHeight(static_cast<int>(
-        std::ceil(m_view.m_geometry.dayHeight() + 2 * DayTimelineView::contentTop)));
+        std::ceil(m_view.geometry().dayHeight() + 2 * TimelineGeometry::contentTop)));
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
 QPointF TimelineCanvas::toTimeline(const QPointF& canvasPoint) const {
-    return canvasPoint - QPointF(0, DayTimelineView::contentTop);
-}
-
-std::vector<TimelineCanvas::Placed> TimelineCanvas::place() const {
-    const BlockStore& store = m_view.m_store;
-    std::vector<Placed> placed;
-    for (const WorkBlock& b : m_view.visible()) {
-        const Minutes start = m_view.displayStart(b);
-        const Minutes duration = m_view.displayDuration(b);
-        Placed p;
-        p.block = b;
-        p.card.block = b;
-        p.card.block.startMinutes = start;
-        p.card.block.durationMinutes = duration;
-        p.card.isSelected = m_view.m_selectedID == b.id;
-        p.card.isDraft = m_view.isDraftBlock(b.id);
-        p.card.isLocked = store.isLocked(b);
-        p.card.isConfirmed = store.confirmedIDs().contains(b.id);
-        p.card.inkFraction = m_view.inkFraction(b.id, start, duration);
-        p.card.durationText = m_view.durationText(b, start, duration);
-        p.box = m_view.m_geometry.box(start, duration, width());
-        p.frozen = store.isFrozen(b);
-        placed.push_back(std::move(p));
-    }
-    return placed;
+    return canvasPoint - QPointF(0, TimelineGeometry::contentTop);
 }
 
 std::optional<std::pair<TimelineCanvas::Target, WorkBlock>>
 TimelineCanvas::hit(const QPointF& point) const {
-    const std::vector<Placed> placed = place();
+    const std::vector<PlacedBlock> placed = m_view.placedBlocks(width());
     // Later blocks are drawn over earlier ones, so they take the pointer first.
     for (auto it = placed.rbegin(); it != placed.rend(); ++it) {
         if (!it->box.contains(point))
@@ -87,14 +60,14 @@ TimelineCanvas::hit(const QPointF& point) const {
 void TimelineCanvas::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.fillRect(event->rect(), palette().color(QPalette::Window));
-    painter.translate(0, DayTimelineView::contentTop);
-    const QRectF clip = QRectF(event->rect()).translated(0, -DayTimelineView::contentTop);
+    painter.translate(0, TimelineGeometry::contentTop);
+    const QRectF clip = QRectF(event->rect()).translated(0, -TimelineGeometry::contentTop);
     const TextColors colors = TextColors::from(palette());
 
     paintGrid(painter, clip, colors);
     paintReserved(painter, colors);
     paintCreation(painter, colors);
-    for (const Placed& p : place()) {
+    for (const PlacedBlock& p : m_view.placedBlocks(width())) {
         if (p.box.intersects(clip))
             p.card.paint(painter, p.box, colors);
     }
@@ -103,7 +76,7 @@ void TimelineCanvas::paintEvent(QPaintEvent* event) {
 
 void TimelineCanvas::paintGrid(QPainter& painter, const QRectF& clip,
                                const TextColors& colors) const {
-    const TimelineGeometry& g = m_view.m_geometry;
+    const TimelineGeometry& g = m_view.geometry();
     const QFont font = ui::font(ui::TextStyle::caption2);
     const QFontMetricsF metrics(font, painter.device());
     // A hairline of one device pixel, whatever the pixel ratio.
@@ -126,17 +99,10 @@ void TimelineCanvas::paintGrid(QPainter& painter, const QRectF& clip,
 }
 
 void TimelineCanvas::paintReserved(QPainter& painter, const TextColors& colors) const {
-    const DayTimelineView& v = m_view;
-    if (!v.m_selectedID)
-        return;
-    const std::optional<WorkBlock> selected = v.m_store.savedBlock(*v.m_selectedID);
-    if (!selected)
-        return;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
-    for (const MinuteRange& slot :
-         v.m_store.reservedSlots(v.m_repeatDays, selected->repeatRuleID)) {
-        const QRectF box = v.m_geometry.box(slot.lower, slot.length(), width());
+    for (const MinuteRange& slot : m_view.reservedSlots()) {
+        const QRectF box = m_view.geometry().box(slot.lower, slot.length(), width());
         QPainterPath shape;
         shape.addRoundedRect(box, BlockView::cornerRadius, BlockView::cornerRadius);
         painter.fillPath(shape, withOpacity(colors.secondary, 0.1));
@@ -151,10 +117,10 @@ void TimelineCanvas::paintReserved(QPainter& painter, const TextColors& colors) 
 }
 
 void TimelineCanvas::paintCreation(QPainter& painter, const TextColors& colors) const {
-    const std::optional<Creation> creation = m_view.m_creation;
+    const std::optional<Creation> creation = m_view.creation();
     if (!creation)
         return;
-    const QRectF box = m_view.m_geometry.box(creation->start, creation->duration, width());
+    const QRectF box = m_view.geometry().box(creation->start, creation->duration, width());
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
     QPainterPath shape;
@@ -173,16 +139,14 @@ void TimelineCanvas::paintCreation(QPainter& painter, const TextColors& colors) 
 
     painter.setFont(ui::font(ui::TextStyle::caption2));
     painter.setPen(colors.secondary);
-    const QString range = TimeMath::timeString(creation->start) + QStringLiteral(" – ") +
-                          TimeMath::timeString(creation->end());
     painter.drawText(box.adjusted(8, 4, -8, 0), Qt::AlignLeft | Qt::AlignTop | Qt::TextDontClip,
-                     range);
+                     TimeMath::rangeString(creation->start, creation->end()));
     painter.restore();
 }
 
 void TimelineCanvas::paintNow(QPainter& painter) const {
-    const TimelineGeometry& g = m_view.m_geometry;
-    const Minutes now = m_view.m_clock.nowMinutes();
+    const TimelineGeometry& g = m_view.geometry();
+    const Minutes now = m_view.nowMinutes();
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
     painter.setPen(Qt::NoPen);
@@ -240,37 +204,27 @@ void TimelineCanvas::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void TimelineCanvas::updateDrag(const QPointF& point) {
-    DayTimelineView& v = m_view;
-    const TimelineGeometry& g = v.m_geometry;
-    const WorkBlock& block = m_press->block;
+    const TimelineGeometry& g = m_view.geometry();
+    const QUuid& id = m_press->block.id;
     const Minutes delta = g.minutes(point.y() - m_press->position.y());
     switch (m_press->target) {
     case Target::grid:
-        // Reserved times of repeating blocks play no part when drawing a new block.
-        v.m_creation =
-            creationRange(g.minutes(m_press->position.y()), g.minutes(point.y()), [&](Minutes m) {
-                return v.m_store.freeGap(m, std::nullopt, Weekdays{});
-            });
+        m_view.drawCreation(g.minutes(m_press->position.y()), g.minutes(point.y()));
         break;
     case Target::body:
-        v.select(block.id);
-        v.m_moveState = DayTimelineView::DragState{block.id, delta};
+        m_view.dragBlock({Gesture::move, id, delta});
         break;
     case Target::topHandle:
-        v.select(block.id);
         showCursor(Qt::SizeVerCursor);
-        v.m_resizeTopState = DayTimelineView::DragState{block.id, delta};
+        m_view.dragBlock({Gesture::resizeTop, id, delta});
         break;
     case Target::bottomHandle:
-        v.select(block.id);
         showCursor(Qt::SizeVerCursor);
-        v.m_resizeState = DayTimelineView::DragState{block.id, delta};
+        m_view.dragBlock({Gesture::resizeBottom, id, delta});
         break;
     case Target::frozen:
         break;
     }
-    update();
-    v.revealIfIdle();
 }
 
 void TimelineCanvas::mouseReleaseEvent(QMouseEvent* event) {
@@ -278,80 +232,30 @@ void TimelineCanvas::mouseReleaseEvent(QMouseEvent* event) {
         event->ignore();
         return;
     }
-    if (m_press->dragging) {
-        endDrag();
-    } else if (m_press->target == Target::grid) {
+    const Press press = *std::exchange(m_press, std::nullopt);
+    if (press.dragging)
+        m_view.endGesture();
+    else if (press.target == Target::grid)
         // A tap on empty time deselects; the working block is the host's to clear.
-        m_view.select(std::nullopt);
-    } else {
-        m_view.select(m_press->block.id);
-    }
-    m_press.reset();
+        m_view.setSelectedID(std::nullopt);
+    else
+        m_view.setSelectedID(press.block.id);
     update();
-    m_view.revealIfIdle();
-}
-
-void TimelineCanvas::endDrag() {
-    DayTimelineView& v = m_view;
-    WorkBlock block = m_press->block;
-    switch (m_press->target) {
-    case Target::grid:
-        // The drawing is over before the new block is chosen, so the choice may scroll it
-        // into view.
-        if (const std::optional<Creation> creation = std::exchange(v.m_creation, std::nullopt)) {
-            WorkBlock made;
-            made.id = QUuid::createUuid();
-            made.title = defaultTitle(WorkKind::deep);
-            made.day = v.m_store.todayKey();
-            made.startMinutes = creation->start;
-            made.durationMinutes = creation->duration;
-            made.kind = WorkKind::deep;
-            made.createdAt = TimeMath::referenceSeconds(v.m_clock.wallClock().now());
-            v.setWorking(made);
-            v.select(made.id);
-        }
-        break;
-    case Target::body:
-        if (v.m_moveState && v.m_moveState->id == block.id) {
-            block.startMinutes = v.movedStart(block, v.m_moveState->delta);
-            v.commit(block);
-        }
-        v.m_moveState.reset();
-        break;
-    case Target::bottomHandle:
-        if (v.m_resizeState && v.m_resizeState->id == block.id) {
-            block.durationMinutes = v.resizedDuration(block, v.m_resizeState->delta);
-            v.commit(block);
-        }
-        v.m_resizeState.reset();
-        break;
-    case Target::topHandle:
-        if (v.m_resizeTopState && v.m_resizeTopState->id == block.id) {
-            const Minutes start = v.resizedTopStart(block, v.m_resizeTopState->delta);
-            block.durationMinutes = block.endMinutes() - start;
-            block.startMinutes = start;
-            v.commit(block);
-        }
-        v.m_resizeTopState.reset();
-        break;
-    case Target::frozen:
-        break;
-    }
 }
 
 void TimelineCanvas::keyPressEvent(QKeyEvent* event) {
     const bool shift = event->modifiers().testFlag(Qt::ShiftModifier);
     switch (event->key()) {
     case Qt::Key_Escape:
-        if (m_view.m_selectedID && !m_press) {
+        if (m_view.selectedID() && !m_press) {
             m_view.setSelectedID(std::nullopt);
             return;
         }
         break;
     case Qt::Key_Up:
     case Qt::Key_Down:
-        if (m_view.m_selectedID && !m_press) {
-            nudgeSelected(event->key() == Qt::Key_Up ? -1 : 1, shift);
+        if (m_view.selectedID() && !m_press) {
+            m_view.nudgeSelected(event->key() == Qt::Key_Up ? -1 : 1, shift);
             return;
         }
         break;
@@ -359,25 +263,6 @@ void TimelineCanvas::keyPressEvent(QKeyEvent* event) {
         break;
     }
     QWidget::keyPressEvent(event);
-}
-
-void TimelineCanvas::nudgeSelected(int direction, bool resize) {
-    DayTimelineView& v = m_view;
-    for (const WorkBlock& visibleBlock : v.visible()) {
-        if (visibleBlock.id != *v.m_selectedID)
-            continue;
-        if (v.m_store.isFrozen(visibleBlock))
-            return;
-        WorkBlock block = visibleBlock;
-        const Minutes step = direction * gridStep;
-        if (resize)
-            block.durationMinutes = v.resizedDuration(visibleBlock, step);
-        else
-            block.startMinutes = v.movedStart(visibleBlock, step);
-        v.commit(block);
-        v.revealIfIdle();
-        return;
-    }
 }
 
 void TimelineCanvas::showCursor(Qt::CursorShape shape) {

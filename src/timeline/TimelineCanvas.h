@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/WorkBlock.h"
-#include "timeline/BlockView.h"
+#include "timeline/TimelineSurface.h"
 
 #include <QPointF>
 #include <QRectF>
@@ -10,17 +10,13 @@
 #include <optional>
 #include <vector>
 
-namespace quillmere {
-class DayTimelineView;
-}
-
 namespace quillmere::timeline {
 
-// The scrolled content of DayTimelineView: paints the day and turns pointer and keys into the
-// view's gestures. All state lives in the view; this widget only holds the press under way.
+// The scrolled content of the day's timeline: paints the day and turns pointer and keys into
+// the view's gestures. All state lives in the view; this widget only holds the press under way.
 class TimelineCanvas final : public QWidget {
 public:
-    explicit TimelineCanvas(DayTimelineView& view);
+    explicit TimelineCanvas(TimelineSurface& view);
 
     // Distances a press must travel before it becomes a drag, by what it started on.
     static constexpr qreal createThreshold = 5;
@@ -37,13 +33,6 @@ protected:
 private:
     enum class Target { grid, body, topHandle, bottomHandle, frozen };
 
-    struct Placed {
-        WorkBlock block; // as visible, before any drag is applied
-        BlockView card;
-        QRectF box; // timeline coordinates
-        bool frozen = false;
-    };
-
     struct Press {
         QPointF position; // timeline coordinates
         Target target = Target::grid;
@@ -51,7 +40,6 @@ private:
         bool dragging = false;
     };
 
-    std::vector<Placed> place() const;
     // The block (and which part of it) under a point, topmost first; none is the empty grid.
     std::optional<std::pair<Target, WorkBlock>> hit(const QPointF& point) const;
     QPointF toTimeline(const QPointF& canvasPoint) const;
@@ -62,11 +50,9 @@ private:
     void paintNow(QPainter& painter) const;
 
     void updateDrag(const QPointF& point);
-    void endDrag();
-    void nudgeSelected(int direction, bool resize);
     void showCursor(Qt::CursorShape shape);
 
-    DayTimelineView& m_view;
+    TimelineSurface& m_view;
     std::optional<Press> m_press;
     Qt::CursorShape m_cursor = Qt::ArrowCursor;
 };

@@ -22,6 +22,8 @@ struct TimelineGeometry {
     static constexpr qreal nowDotSize = 7;
     static constexpr qreal labelLift = 5;
     static constexpr qreal labelSpacing = 6;
+    // Padding above 00:00 (and below 24:00) so the first and last hour labels are not cut.
+    static constexpr qreal contentTop = 8;
 
     qreal dayHeight() const { return 24 * hourHeight; }
     qreal y(Minutes m) const { return static_cast<qreal>(m) / 60.0 * hourHeight; }

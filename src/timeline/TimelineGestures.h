@@ -30,6 +30,16 @@ Minutes resizedDuration(const WorkBlock& block, Minutes delta,
 Minutes resizedTopStart(const WorkBlock& block, Minutes delta,
                         const std::optional<MinuteRange>& gap);
 
+// Which edit a drag on a block makes.
+enum class Gesture { move, resizeTop, resizeBottom };
+
+// A drag on a block under way: which gesture, on which block, and how far it has gone.
+struct BlockDrag {
+    Gesture gesture = Gesture::move;
+    QUuid id;
+    Minutes delta = 0;
+};
+
 struct Creation {
     Minutes start = 0;
     Minutes duration = 0;

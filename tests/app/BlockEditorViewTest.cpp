@@ -4,18 +4,17 @@
 #include "ui/Palette.h"
 
 #include "support/Printers.h"
+#include "support/Widgets.h"
 
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTest>
 #include <QToolButton>
-
-#include <gtest/gtest.h>
 
 #include <vector>
 
 using namespace quillmere;
+using namespace quillmere::test;
 
 namespace {
 
@@ -36,72 +35,87 @@ struct EditorFixture : ::testing::Test {
         input.block = block(QStringLiteral("Deep Work"), WorkKind::deep);
         input.startRange = {480, 600};
         input.durationRange = {15, 120};
-        editor.onChange = [this](const WorkBlock& b) {
+        QObject::connect(&editor, &BlockEditorView::changed, &editor, [this](const WorkBlock& b) {
             changes.push_back(b);
             input.block = b;
             refresh();
-        };
-        editor.onRepeatChange = [this](const Weekdays& days) {
-            repeats.push_back(days);
-            input.repeatDays = days;
-            refresh();
-        };
-        editor.onCommit = [this] { ++commits; };
-        editor.onDelete = [this] { ++deletes; };
-        editor.setInput(input);
+        });
+        QObject::connect(&editor, &BlockEditorView::repeatChanged, &editor,
+                         [this](const Weekdays& days) {
+                             repeats.push_back(days);
+                             input.repeatDays = days;
+                             refresh();
+                         });
+        QObject::connect(&editor, &BlockEditorView::commitRequested, &editor,
+                         [this] { ++commits; });
+        QObject::connect(&editor, &BlockEditorView::deleteRequested, &editor,
+                         [this] { ++deletes; });
+        refresh();
         editor.resize(340, 260);
         editor.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&editor));
     }
 
-    static void click(QWidget* button, int times = 1) {
-        for (int i = 0; i < times; ++i)
-            QTest::mouseClick(button, Qt::LeftButton);
-    }
     void refresh() { editor.setInput(input); }
-    void showBlock(const WorkBlock& b) {
-        input.block = b;
-        refresh();
+    QLineEdit* title() const { return child<QLineEdit>(&editor); }
+    QToolButton* segment(WorkKind kind) const {
+        for (QToolButton* b : editor.findChildren<QToolButton*>())
+            if (b->text() == defaultTitle(kind))
+                return b;
+        ADD_FAILURE() << "no segment";
+        return nullptr;
+    }
+    MinuteStepper* stepper(const char* name) const { return child<MinuteStepper>(&editor, name); }
+    static QToolButton* arrow(MinuteStepper* s, const char* name) {
+        return child<QToolButton>(s, name);
+    }
+    DayToggle* day(int d) const {
+        for (DayToggle* t : editor.findChildren<DayToggle*>())
+            if (t->day() == d)
+                return t;
+        return nullptr;
     }
 };
 
 } // namespace
 
+// A title still reading as the old kind's default (or empty) follows the kind; typed ones stay,
+// even one that only looks like the other kind's default.
 TEST_F(EditorFixture, KindSegmentsRenameOnlyDefaultTitles) {
-    click(editor.kindSegment(WorkKind::shallow));
+    click(segment(WorkKind::shallow));
     ASSERT_EQ(changes.size(), 1u);
     EXPECT_EQ(changes.back().kind, WorkKind::shallow);
-    EXPECT_EQ(changes.back().title, QStringLiteral("Shallow Work"));
-    EXPECT_EQ(editor.titleField()->text(), QStringLiteral("Shallow Work"));
-    EXPECT_TRUE(editor.kindSegment(WorkKind::shallow)->isChecked());
+    EXPECT_EQ(title()->text(), QStringLiteral("Shallow Work"));
+    EXPECT_TRUE(segment(WorkKind::shallow)->isChecked());
 
-    showBlock(block(QStringLiteral("Deep Work session"), WorkKind::deep));
-    click(editor.kindSegment(WorkKind::shallow));
-    EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work session"));
-    EXPECT_EQ(changes.back().kind, WorkKind::shallow);
-
-    showBlock(block(QString(), WorkKind::shallow));
-    click(editor.kindSegment(WorkKind::deep));
-    EXPECT_EQ(changes.back().title, QStringLiteral("Deep Work"));
-
-    // A title that only looks like the other kind's default is the user's own.
-    for (const QString& own : {QStringLiteral("Shallow Work"), QStringLiteral("deep work")})
-        EXPECT_EQ(editor::withKind(block(own, WorkKind::deep), WorkKind::shallow).title, own);
+    const struct {
+        QString title;
+        WorkKind from;
+        QString expected;
+    } cases[] = {
+        {QStringLiteral("Deep Work session"), WorkKind::deep, QStringLiteral("Deep Work session")},
+        {QString(), WorkKind::shallow, QStringLiteral("Deep Work")},
+        {QStringLiteral("Shallow Work"), WorkKind::deep, QStringLiteral("Shallow Work")},
+        {QStringLiteral("deep work"), WorkKind::deep, QStringLiteral("deep work")},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(editor::withKind(block(c.title, c.from), otherKind(c.from)).title, c.expected)
+            << c.title.toStdString();
 }
 
 TEST_F(EditorFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
-    editor.titleField()->clear();
-    showBlock(block(QString(), WorkKind::deep));
-    QTest::keyClicks(editor.titleField(), QStringLiteral(" Write "));
+    title()->clear();
+    input.block = block(QString(), WorkKind::deep);
+    refresh();
+    QTest::keyClicks(title(), QStringLiteral(" Write "));
     ASSERT_FALSE(changes.empty());
     EXPECT_EQ(changes.back().title, QStringLiteral(" Write "));
-    EXPECT_EQ(editor.titleField()->cursorPosition(), 7);
+    EXPECT_EQ(title()->cursorPosition(), 7);
 
-    QTest::keyClick(editor.titleField(), Qt::Key_Return);
-    EXPECT_EQ(commits, 1);
-    click(editor.saveButton());
+    QTest::keyClick(title(), Qt::Key_Return);
+    click(child<QPushButton>(&editor));
     EXPECT_EQ(commits, 2);
-    click(editor.deleteButton());
+    click(child<QToolButton>(&editor, "delete"));
     EXPECT_EQ(deletes, 1);
 }
 
@@ -110,22 +124,20 @@ TEST_F(EditorFixture, SteppersMoveByAQuarterHourAndStopAtTheHostsBounds) {
     input.durationRange = {15, 70};
     input.block.startMinutes = 545; // 9:05, off the grid after a timeline edit
     refresh();
-    EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:05 AM"));
-    EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h"));
+    MinuteStepper* start = stepper("start");
+    MinuteStepper* duration = stepper("duration");
 
-    click(editor.startStepper()->decrementButton());
+    click(arrow(start, "down"));
     EXPECT_EQ(changes.back().startMinutes, 540); // clamped, not refused
-    EXPECT_EQ(editor.startStepper()->label(), QStringLiteral("9:00 AM"));
-    EXPECT_FALSE(editor.startStepper()->decrementButton()->isEnabled());
-
-    click(editor.startStepper()->incrementButton(), 5);
+    EXPECT_FALSE(arrow(start, "down")->isEnabled());
+    click(arrow(start, "up"), 5);
     EXPECT_EQ(changes.back().startMinutes, 600);
-    EXPECT_FALSE(editor.startStepper()->incrementButton()->isEnabled());
+    EXPECT_FALSE(arrow(start, "up")->isEnabled());
 
-    click(editor.durationStepper()->incrementButton());
+    click(arrow(duration, "up"));
     EXPECT_EQ(changes.back().durationMinutes, 70);
-    EXPECT_EQ(editor.durationStepper()->label(), QStringLiteral("1 h 10 m"));
-    click(editor.durationStepper()->decrementButton(), 6);
+    EXPECT_EQ(duration->label(), QStringLiteral("1 h 10 m"));
+    click(arrow(duration, "down"), 6);
     EXPECT_EQ(changes.back().durationMinutes, 15);
     EXPECT_EQ(changes.back().startMinutes, 600);
 }
@@ -134,7 +146,7 @@ TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
     input.conflictDays = {2};
     input.repeatDays = {6};
     refresh();
-    DayToggle* monday = editor.dayToggle(2);
+    DayToggle* monday = day(2);
     EXPECT_EQ(monday->toolTip(),
               QStringLiteral("Another repeating block covers this time on Mondays"));
 
@@ -153,47 +165,31 @@ TEST_F(EditorFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
                 most = std::max<qreal>(most, image.pixelColor(x, y).alphaF());
         return most;
     };
-    EXPECT_LE(opaquest(editor.dayToggle(3)), bound + 0.02);
+    EXPECT_LE(opaquest(day(3)), bound + 0.02);
     EXPECT_LE(opaquest(monday), bound * 0.5 + 0.02);
 
     click(monday);
-    ASSERT_EQ(repeats.size(), 1u);
     EXPECT_EQ(repeats.back(), (Weekdays{2, 6}));
-    EXPECT_TRUE(monday->isChosen());
-    EXPECT_TRUE(monday->isConflicting());
-
+    EXPECT_TRUE(monday->isChosen() && monday->isConflicting());
     click(monday);
     EXPECT_EQ(repeats.back(), (Weekdays{6}));
 }
 
-TEST_F(EditorFixture, StatusLineAndButtonsFollowTheBlocksState) {
+// A confirmed or running deep block is frozen: nothing in the form changes or saves it.
+TEST_F(EditorFixture, AFrozenBlockTakesNoEdits) {
     input.block.durationMinutes = 90;
     refresh();
-    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("9:00 AM – 10:30 AM"));
-    EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Delete block"));
-
-    input.isDraft = true;
-    refresh();
-    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Draft — not saved yet"));
-    EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Discard draft"));
-
-    input.isDraft = false;
-    input.isConfirmed = true;
-    refresh();
-    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Confirmed — part of the day's record"));
-    EXPECT_EQ(editor.deleteButton()->toolTip(), QStringLiteral("Confirmed — it can't be deleted"));
-    EXPECT_FALSE(editor.deleteButton()->isEnabled());
-    EXPECT_FALSE(editor.saveButton()->isEnabled());
-    EXPECT_FALSE(editor.titleField()->isEnabled());
-    EXPECT_FALSE(editor.startStepper()->isEnabled());
-
-    input.isLocked = true;
-    refresh();
-    EXPECT_EQ(editor.statusLabel()->text(), QStringLiteral("Deep work in progress — locked"));
-    EXPECT_EQ(editor.deleteButton()->toolTip(),
-              QStringLiteral("Deep work in progress — it can't be deleted"));
-
-    // Return does nothing for a frozen block either.
-    QTest::keyClick(&editor, Qt::Key_Return);
+    EXPECT_EQ(child<QLabel>(&editor, "status")->text(), QStringLiteral("9:00 AM – 10:30 AM"));
+    for (const auto& [confirmed, locked] : {std::pair(true, false), std::pair(false, true)}) {
+        input.isConfirmed = confirmed;
+        input.isLocked = locked;
+        refresh();
+        for (QWidget* control :
+             {static_cast<QWidget*>(child<QToolButton>(&editor, "delete")),
+              static_cast<QWidget*>(child<QPushButton>(&editor)), static_cast<QWidget*>(title()),
+              static_cast<QWidget*>(stepper("start"))})
+            EXPECT_FALSE(control->isEnabled()) << control->metaObject()->className();
+        QTest::keyClick(&editor, Qt::Key_Return);
+    }
     EXPECT_EQ(commits, 0);
 }

@@ -1,13 +1,11 @@
 #include "app/PlannedListView.h"
 
 #include "AppFixture.h"
+#include "support/Widgets.h"
 
 #include <QApplication>
-#include <QCursor>
 #include <QEnterEvent>
-#include <QLabel>
 #include <QScrollArea>
-#include <QTest>
 #include <QToolButton>
 
 using namespace quillmere;
@@ -15,21 +13,11 @@ using namespace quillmere::test;
 
 namespace {
 
-// Runs `then` when the watched widget hides, as Qt's own enter and leave events for a pointer
-// that stays put do.
-struct OnHide final : QObject {
-    std::function<void()> then;
-    bool eventFilter(QObject*, QEvent* event) override {
-        if (event->type() == QEvent::Hide && then)
-            then();
-        return false;
-    }
-};
-
 struct PlannedListFixture : AppFixture {
-    PlannedTrayState state;
+    BacklogState state;
     std::unique_ptr<QWidget> window;
     PlannedListView* list = nullptr;
+    PlannedEntryField* entry = nullptr;
     QLineEdit* elsewhere = nullptr;
     std::vector<PlannedBlock> scheduled;
 
@@ -39,24 +27,35 @@ struct PlannedListFixture : AppFixture {
         window->resize(340, 400);
         list = new PlannedListView(*store, state, window.get());
         list->setGeometry(0, 0, 340, 300);
+        entry = child<PlannedEntryField>(list);
         elsewhere = new QLineEdit(window.get());
         elsewhere->setGeometry(0, 350, 340, 30);
-        list->onSchedule = [this](const PlannedBlock& p) { scheduled.push_back(p); };
+        QObject::connect(list, &PlannedListView::scheduleRequested, list,
+                         [this](const PlannedBlock& p) { scheduled.push_back(p); });
         window->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
         QApplication::setActiveWindow(window.get());
     }
 
     void openEntry() {
-        QTest::mouseClick(list->plusButton(), Qt::LeftButton);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return list->entryField()->hasFocus(); }, 10000));
+        click(child<QAbstractButton>(list, "backlogPlus"));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return entry->hasFocus(); }, 10000));
     }
 
-    void hover(PlannedRow* row) {
+    PlannedRow* row(const QUuid& id) const {
+        for (PlannedRow* r : list->findChildren<PlannedRow*>())
+            if (r->item().id == id && r->isVisibleTo(list))
+                return r;
+        ADD_FAILURE() << "no row for " << id.toString().toStdString();
+        return nullptr;
+    }
+    static QToolButton* button(PlannedRow* row, const char* name) {
+        return child<QToolButton>(row, name);
+    }
+    static void hover(PlannedRow* row) {
         QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
         QCoreApplication::sendEvent(row, &enter);
     }
-
     std::vector<QString> titles() const {
         std::vector<QString> out;
         for (const auto& p : store->planned())
@@ -67,17 +66,15 @@ struct PlannedListFixture : AppFixture {
 
 } // namespace
 
-TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
+// Return keeps a trimmed, non-blank title in the kind the swatch shows; Escape discards; losing
+// the focus keeps the title, once.
+TEST_F(PlannedListFixture, TheEntryRowKeepsOrDropsItsTitleByHowItCloses) {
     build();
     openEntry();
     EXPECT_TRUE(state.expanded);
-    EXPECT_TRUE(state.adding);
-
-    QTest::mouseClick(list->entrySwatch(), Qt::LeftButton);
-    EXPECT_EQ(state.newKind, WorkKind::shallow);
-
-    QTest::keyClicks(list->entryField(), QStringLiteral("  Read the paper  "));
-    QTest::keyClick(list->entryField(), Qt::Key_Return);
+    click(child<KindSwatch>(list, "entrySwatch"));
+    QTest::keyClicks(entry, QStringLiteral("  Read the paper  "));
+    QTest::keyClick(entry, Qt::Key_Return);
     ASSERT_EQ(store->planned().size(), 1u);
     EXPECT_EQ(store->planned()[0].title, QStringLiteral("Read the paper"));
     EXPECT_EQ(store->planned()[0].kind, WorkKind::shallow);
@@ -85,138 +82,84 @@ TEST_F(PlannedListFixture, EntryRowTakesFocusAndReturnKeepsTheTrimmedTitle) {
     EXPECT_TRUE(state.newTitle.isEmpty());
     EXPECT_EQ(state.newKind, WorkKind::shallow); // kept for the next entry
     EXPECT_EQ(plannedJson().size(), 1);
-    EXPECT_EQ(list->countLabel()->text(), QStringLiteral("Planned (1)"));
 
-    // A blank title adds nothing but still closes the row.
-    openEntry();
-    QTest::keyClicks(list->entryField(), QStringLiteral("   "));
-    QTest::keyClick(list->entryField(), Qt::Key_Return);
-    EXPECT_EQ(store->planned().size(), 1u);
-    EXPECT_FALSE(state.adding);
-}
-
-TEST_F(PlannedListFixture, EscapeDiscardsAndLosingFocusKeepsTheTitleOnce) {
-    build();
-    openEntry();
-    QTest::keyClicks(list->entryField(), QStringLiteral("Draft outline"));
-    QTest::keyClick(list->entryField(), Qt::Key_Escape);
-    EXPECT_TRUE(store->planned().empty());
-    EXPECT_FALSE(state.adding);
-    EXPECT_TRUE(state.newTitle.isEmpty());
-    EXPECT_FALSE(dir.exists(QStringLiteral("planned.json")) && plannedJson().size() > 0);
+    for (const auto& [text, key] : {std::pair(QStringLiteral("   "), Qt::Key_Return),
+                                    std::pair(QStringLiteral("Draft outline"), Qt::Key_Escape)}) {
+        openEntry();
+        QTest::keyClicks(entry, text);
+        QTest::keyClick(entry, key);
+        EXPECT_EQ(store->planned().size(), 1u) << text.toStdString();
+        EXPECT_FALSE(state.adding);
+        EXPECT_TRUE(state.newTitle.isEmpty());
+    }
 
     openEntry();
-    EXPECT_TRUE(list->entryField()->text().isEmpty());
-    QTest::keyClicks(list->entryField(), QStringLiteral("Call the printer"));
+    EXPECT_TRUE(entry->text().isEmpty());
+    QTest::keyClicks(entry, QStringLiteral("Call the printer"));
     elsewhere->setFocus(Qt::MouseFocusReason);
     processEvents();
-    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Call the printer")}));
-    EXPECT_FALSE(state.adding);
     elsewhere->clearFocus();
     processEvents();
-    EXPECT_EQ(store->planned().size(), 1u);
+    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Read the paper"),
+                                              QStringLiteral("Call the printer")}));
+    EXPECT_FALSE(state.adding);
 }
 
-TEST_F(PlannedListFixture, HeaderCollapsesAndFiveRowsScroll) {
+// Four rows fit; the fifth makes the list scroll, cut through a row to show there is more.
+TEST_F(PlannedListFixture, HeaderTogglesTheRowsAndFiveRowsScroll) {
     seedPlanned({planned(QStringLiteral("One")), planned(QStringLiteral("Two")),
                  planned(QStringLiteral("Three")), planned(QStringLiteral("Four"))});
     build();
-    EXPECT_TRUE(list->visibleRows().isEmpty());
-    QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
+    auto* rows = child<QScrollArea>(list);
+    QWidget* header = child<QWidget>(list, "backlogHeader");
+    EXPECT_FALSE(rows->isVisible());
+    QTest::mouseClick(header, Qt::LeftButton, {}, QPoint(60, 8));
     EXPECT_TRUE(state.expanded);
-    ASSERT_EQ(list->visibleRows().size(), 4);
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return list->rowsArea()->height() == 4 * PlannedListView::rowHeight; }));
-    EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rows->height() == 4 * PlannedListView::rowHeight; }));
+    EXPECT_EQ(rows->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
 
     store->addPlanned(planned(QStringLiteral("Five")));
     processEvents();
-    ASSERT_EQ(list->visibleRows().size(), 5);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return list->rowsArea()->height() == 117; }));
-    EXPECT_EQ(list->rowsArea()->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
-    EXPECT_EQ(list->visibleRows().last()->item().title, QStringLiteral("Five"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rows->height() == PlannedListView::scrollHeight; }));
+    EXPECT_EQ(rows->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
 
-    // Collapsing also closes an open entry row, and the rows fold away as they unfolded.
+    // Collapsing also closes an open entry row.
     state.adding = true;
     list->sync();
-    QTest::mouseClick(list->headerRow(), Qt::LeftButton, {}, QPoint(60, 8));
-    EXPECT_FALSE(state.expanded);
-    EXPECT_FALSE(state.adding);
-    EXPECT_TRUE(list->rowsArea()->isVisible());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !list->rowsArea()->isVisible(); }));
+    QTest::mouseClick(header, Qt::LeftButton, {}, QPoint(60, 8));
+    EXPECT_FALSE(state.expanded || state.adding);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !rows->isVisible(); }));
 }
 
-TEST_F(PlannedListFixture, HoverShowsPinAndDeleteAndALateExitKeepsTheNewRow) {
+TEST_F(PlannedListFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEntry) {
     const PlannedBlock a = planned(QStringLiteral("Alpha"));
     const PlannedBlock b = planned(QStringLiteral("Beta"), WorkKind::shallow);
     seedPlanned({a, b});
     state.expanded = true;
     build();
-    PlannedRow* rowA = list->row(a.id);
-    PlannedRow* rowB = list->row(b.id);
-    ASSERT_TRUE(rowA && rowB);
-    EXPECT_FALSE(rowA->pinButton()->isVisible());
-
-    hover(rowA);
-    EXPECT_TRUE(rowA->pinButton()->isVisible());
-    EXPECT_TRUE(rowA->deleteButton()->isVisible());
-    hover(rowB); // the pointer arrives in B before A hears that it left
+    hover(row(a.id));
+    hover(row(b.id)); // the pointer arrives in B before A hears that it left
     QEvent leave(QEvent::Leave);
-    QCoreApplication::sendEvent(rowA, &leave);
+    QCoreApplication::sendEvent(row(a.id), &leave);
     EXPECT_EQ(list->hoveredID(), b.id);
-    EXPECT_TRUE(rowB->pinButton()->isVisible());
-    EXPECT_FALSE(rowA->pinButton()->isVisible());
+    EXPECT_TRUE(button(row(b.id), "pin")->isVisible());
+    EXPECT_FALSE(button(row(a.id), "pin")->isVisible());
 
     // Pin, then unpin: the key leaves the file again.
-    EXPECT_EQ(rowB->pinButton()->toolTip(),
-              QStringLiteral("Pin — keep it in the backlog to schedule again"));
-    QTest::mouseClick(rowB->pinButton(), Qt::LeftButton);
+    click(button(row(b.id), "pin"));
     EXPECT_EQ(plannedJson()[1].toObject().value(QStringLiteral("pinned")), QJsonValue(true));
-    EXPECT_EQ(list->row(b.id)->pinButton()->toolTip(),
-              QStringLiteral("Unpin — scheduling will remove it from the backlog"));
-    QTest::mouseClick(list->row(b.id)->pinButton(), Qt::LeftButton);
+    click(button(row(b.id), "pin"));
     EXPECT_FALSE(plannedJson()[1].toObject().contains(QStringLiteral("pinned")));
-
-    QTest::mouseClick(list->row(b.id)->swatch(), Qt::LeftButton);
+    click(child<KindSwatch>(row(b.id)));
     EXPECT_EQ(store->planned()[1].kind, WorkKind::deep);
 
-    QTest::mouseClick(rowA, Qt::LeftButton, {}, QPoint(120, 10));
+    QTest::mouseClick(row(a.id), Qt::LeftButton, {}, QPoint(120, 10));
     ASSERT_EQ(scheduled.size(), 1u);
     EXPECT_EQ(scheduled[0].id, a.id);
     EXPECT_EQ(store->planned().size(), 2u); // scheduling alone removes nothing
 
-    // The deleted row hides under the pointer, and the row that slides under it hears the
-    // pointer enter while the list is being rebuilt.
-    OnHide enterNext;
-    enterNext.then = [&] { hover(list->row(a.id)); };
-    list->row(b.id)->installEventFilter(&enterNext);
-    QTest::mouseClick(list->row(b.id)->deleteButton(), Qt::LeftButton);
+    click(button(row(b.id), "delete"));
     processEvents();
     EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Alpha")}));
     EXPECT_EQ(plannedJson().size(), 1);
-    const QList<PlannedRow*> rows = list->findChildren<PlannedRow*>();
-    EXPECT_EQ(std::count_if(rows.begin(), rows.end(), [](PlannedRow* r) { return r->isVisible(); }),
-              1);
-    EXPECT_EQ(list->hoveredID(), a.id);
-    EXPECT_TRUE(list->row(a.id)->pinButton()->isVisible());
-}
-
-// Deleting rows one after another with a pointer that stays put: each row that slides up under
-// it shows its buttons, so the next click deletes again instead of scheduling.
-TEST_F(PlannedListFixture, TheRowThatSlidesUnderTheRestingPointerTakesTheHover) {
-    const PlannedBlock a = planned(QStringLiteral("Alpha"));
-    const PlannedBlock b = planned(QStringLiteral("Beta"));
-    seedPlanned({a, b});
-    state.expanded = true;
-    build();
-    hover(list->row(a.id));
-    QToolButton* button = list->row(a.id)->deleteButton();
-    const QPoint pointer = button->mapToGlobal(button->rect().center());
-    QCursor::setPos(pointer);
-    QTest::mouseClick(button, Qt::LeftButton);
-    processEvents();
-    EXPECT_EQ(titles(), (std::vector<QString>{QStringLiteral("Beta")}));
-    EXPECT_EQ(list->hoveredID(), b.id);
-    ASSERT_TRUE(list->row(b.id)->deleteButton()->isVisible());
-    EXPECT_TRUE(scheduled.empty());
 }

@@ -3,6 +3,7 @@
 #include "stats/StatsLauncher.h"
 
 #include "AppFixture.h"
+#include "support/Widgets.h"
 
 #include <QAction>
 #include <QApplication>
@@ -65,13 +66,10 @@ TEST_F(ShellFixture, StatisticsOpensFromTheOptionsMenuAsOneWindowThatFollowsConf
     ASSERT_TRUE(view);
     // Nothing of the window exists before it is asked for.
     EXPECT_EQ(app.statistics()->window(), nullptr);
-    const QList<QAction*> items = view->optionsMenu()->actions();
-    const auto noise = std::find(items.begin(), items.end(), view->noiseMenu()->menuAction());
-    ASSERT_NE(noise, items.end());
-    ASSERT_NE(noise + 1, items.end());
-    EXPECT_EQ((*(noise + 1))->text(), QStringLiteral("Statistics…"));
+    QAction* statistics = action(view, QStringLiteral("Statistics…"));
+    ASSERT_TRUE(statistics);
 
-    (*(noise + 1))->trigger();
+    statistics->trigger();
     processEvents();
     QPointer<StatsWindow> window = app.statistics()->window();
     ASSERT_TRUE(window);
@@ -83,7 +81,7 @@ TEST_F(ShellFixture, StatisticsOpensFromTheOptionsMenuAsOneWindowThatFollowsConf
     EXPECT_EQ(weekDeep(), QStringLiteral("0 m"));
     EXPECT_EQ(window->content().planned.at(QDate(2024, 3, 4)).deep, 60);
 
-    (*(noise + 1))->trigger();
+    statistics->trigger();
     processEvents();
     EXPECT_EQ(app.statistics()->window(), window.data()); // raised, not a second one
 

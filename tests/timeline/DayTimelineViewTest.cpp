@@ -23,7 +23,7 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     EXPECT_EQ(view->creation(), (timeline::Creation{585, 15}));
     EXPECT_TRUE(view->isGestureInProgress());
     release(at(592));
-    settle();
+    processEvents();
 
     ASSERT_TRUE(view->working());
     const WorkBlock draft = *view->working();
@@ -207,7 +207,7 @@ TEST_F(Scrolling, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADr
     view->setSelectedID(a.id);
     EXPECT_EQ(scroll(), opened);
     release(at(570) + QPoint(0, 576));
-    settle();
+    processEvents();
     EXPECT_EQ(range().first, 18 * 60);
     EXPECT_EQ(scroll(), 8 + 18 * 64 + 64 + 8 - viewport);
 }

@@ -1,14 +1,8 @@
 #pragma once
 
-#include "model/AppClock.h"
-#include "store/BlockStore.h"
-#include "store/FocusAids.h"
 #include "timeline/DayTimelineView.h"
 
-#include "support/FakeWallClock.h"
-#include "support/Printers.h"
-#include "support/TempDataDir.h"
-#include "support/TzGuard.h"
+#include "support/StoreHarness.h"
 
 #include <QApplication>
 #include <QDir>
@@ -56,33 +50,16 @@ inline std::pair<int, int> greyRange(const QImage& image, const QRect& area) {
     return {lightest, darkest};
 }
 
-// A real store on a temporary folder, a fake wall clock on Monday 2024-03-04, and the view
-// at the panel's size, shown offscreen.
-struct TimelineFixture : ::testing::Test {
-    TzGuard tz{"Europe/Berlin"};
-    TempDataDir dir;
-    FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(8, 0))};
-    AppClock clock{wall};
-    NoFocusAids aids;
-    std::unique_ptr<BlockStore> store;
+// The shared store harness at 08:00 on Monday 2024-03-04, and the view at the panel's size,
+// shown offscreen.
+struct TimelineFixture : StoreHarness {
+    TimelineFixture() : StoreHarness(QTime(8, 0)) {}
     std::unique_ptr<DayTimelineView> view;
 
-    void SetUp() override {
-        store = std::make_unique<BlockStore>(clock, aids, dir.path());
-        clock.tick();
-        settle();
-    }
+    void SetUp() override { open(); }
 
-    static void settle() {
-        for (int i = 0; i < 3; ++i)
-            QApplication::processEvents();
-    }
-
-    void tickAt(QTime time) {
-        wall.set(QDate(2024, 3, 4), time);
-        clock.tick();
-        settle();
-    }
+    using StoreHarness::tickAt;
+    void tickAt(QTime time) { tickAt(monday, time); }
 
     WorkBlock add(Minutes start, Minutes duration, WorkKind kind = WorkKind::deep,
                   const QString& day = {}) {
@@ -102,11 +79,11 @@ struct TimelineFixture : ::testing::Test {
         view = std::make_unique<DayTimelineView>(*store, clock);
         view->resize(340, 560);
         view->show();
-        settle();
+        processEvents();
         return *view;
     }
 
-    QWidget* canvas() const { return view->canvas(); }
+    QWidget* canvas() const { return view->widget(); }
     const timeline::TimelineGeometry& geometry() const { return view->geometry(); }
 
     // A canvas row whose timeline y reads back as exactly this minute.
@@ -129,7 +106,7 @@ struct TimelineFixture : ::testing::Test {
         for (int i = 1; i <= 4; ++i)
             moveTo(from + (to - from) * i / 4);
         release(to);
-        settle();
+        processEvents();
     }
     void hover(QPoint p) {
         QMouseEvent e(QEvent::MouseMove, p, canvas()->mapToGlobal(p), Qt::NoButton, Qt::NoButton,

@@ -119,7 +119,7 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
                         top + static_cast<int>(box.center().y()));
     EXPECT_TRUE(near(grab().pixelColor(inside), over(ui::crimson(0.12), window)));
     release(at(11 * 60 - 8));
-    settle();
+    processEvents();
     ASSERT_TRUE(view->working());
     ASSERT_FALSE(store->savedBlock(view->working()->id));
     EXPECT_TRUE(near(grab().pixelColor(inside), over(ui::crimson(0.34), window)));
