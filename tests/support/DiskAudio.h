@@ -36,7 +36,8 @@ public:
             return {};
         const QByteArray bytes = f.readAll();
         std::vector<float> out(static_cast<std::size_t>(bytes.size()) / sizeof(float));
-        std::memcpy(out.data(), bytes.constData(), out.size() * sizeof(float));
+        if (!out.empty()) // an empty vector's data() may be null, which memcpy must not get
+            std::memcpy(out.data(), bytes.constData(), out.size() * sizeof(float));
         return out;
     }
 
