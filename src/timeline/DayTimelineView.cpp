@@ -195,6 +195,12 @@ void DayTimelineView::dragBlock(const timeline::BlockDrag& drag) {
     revealIfIdle();
 }
 
+void DayTimelineView::cancelGesture() {
+    m_creation.reset();
+    m_drag.reset();
+    m_canvas->update();
+}
+
 void DayTimelineView::endGesture() {
     // The gesture is over before its block is chosen, so the choice may scroll it into view.
     if (const std::optional<timeline::Creation> creation =

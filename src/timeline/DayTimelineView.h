@@ -74,6 +74,7 @@ private:
     void drawCreation(Minutes from, Minutes to) override;
     void dragBlock(const timeline::BlockDrag& drag) override;
     void endGesture() override;
+    void cancelGesture() override;
     void nudgeSelected(int direction, bool resize) override;
 
     // Today's stored blocks with the working copy in place of its saved version (or added

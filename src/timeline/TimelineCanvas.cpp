@@ -243,6 +243,14 @@ void TimelineCanvas::mouseReleaseEvent(QMouseEvent* event) {
     update();
 }
 
+// A popup that closes while the button is held never delivers the release: the press is
+// dropped here, or the next press would carry on from it.
+void TimelineCanvas::hideEvent(QHideEvent* event) {
+    if (std::exchange(m_press, std::nullopt))
+        m_view.cancelGesture();
+    QWidget::hideEvent(event);
+}
+
 void TimelineCanvas::keyPressEvent(QKeyEvent* event) {
     const bool shift = event->modifiers().testFlag(Qt::ShiftModifier);
     switch (event->key()) {

@@ -44,6 +44,9 @@ public:
     virtual void dragBlock(const BlockDrag& drag) = 0;
     // The pointer let go: the drawn or dragged block becomes the working block.
     virtual void endGesture() = 0;
+    // The gesture ended without a release (the panel closed under the pointer): nothing of it
+    // stays behind.
+    virtual void cancelGesture() = 0;
     // The arrow keys: the selected block one grid step earlier or later, or shorter or longer.
     virtual void nudgeSelected(int direction, bool resize) = 0;
 
