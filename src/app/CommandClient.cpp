@@ -142,14 +142,17 @@ int runStatus(const Command& command) {
         StatusFollower follower(command.json);
         return QCoreApplication::exec();
     }
+    // Without the program the files still tell what the plan says now, read without writing;
+    // the exit status says that nobody is recording it.
     std::optional<StatusReport> report = fetchStatus();
-    if (!report) {
+    const bool running = report.has_value();
+    if (!running) {
         printError(QStringLiteral("Quillmere is not running; this is the plan in its files"));
         report = statusFromDisk();
     }
     printLine(stdout,
               command.json ? QString::fromUtf8(statusBarLine(*report)) : statusLine(*report));
-    return exitDone;
+    return running ? exitDone : exitNotRunning;
 }
 
 } // namespace

@@ -139,6 +139,15 @@ public:
         const std::optional<QRect> tray = trayRect();
         return tray && tray->width() >= 24;
     }
+    // Whether a window with exactly this title is mapped.
+    bool showsWindow(const QString& title) const {
+        QProcess p;
+        p.setProcessEnvironment(m_env);
+        p.start(QStringLiteral("xdotool"),
+                {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                 QStringLiteral("--name"), QLatin1Char('^') + title + QLatin1Char('$')});
+        return p.waitForFinished(10000) && p.exitCode() == 0;
+    }
     // Top-level windows that are neither the panel nor trayer's (menus, popovers, tooltips).
     QList<QRect> popups() const {
         QList<QRect> found;

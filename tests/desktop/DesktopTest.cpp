@@ -507,6 +507,14 @@ TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
     ASSERT_TRUE(Desktop::waitFor([&] { return shot().divider(-1).value_or(0) > 300; }, 3000));
     desk.click(at(20, 560 - 21));
     EXPECT_EQ(savedBlocks(0).size(), 0) << "Delete did not remove the block";
+
+    // Statistics… opens its own window.
+    desk.click(at(optionsX, header / 2));
+    ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
+    walkOptionsTo(desk, QStringLiteral("Statistics…"));
+    desk.key(QStringLiteral("Return"));
+    EXPECT_TRUE(Desktop::waitFor(
+        [&] { return desk.showsWindow(QStringLiteral("Quillmere Statistics")); }, 5000));
 }
 
 // A drag on the timeline cut short by the panel closing (Escape closes the popup while the

@@ -137,7 +137,7 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
         EXPECT_TRUE(o.err.contains("not running")) << o.err.toStdString();
     }
     const Outcome status = run({QStringLiteral("status")});
-    EXPECT_EQ(status.exitCode, 0);
+    EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.out.startsWith("Shallow work: Email, ")) << status.out.toStdString();
     EXPECT_TRUE(status.err.contains("not running"));
     EXPECT_EQ(file(QStringLiteral("blocks.json")), before);
