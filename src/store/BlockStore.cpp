@@ -133,12 +133,14 @@ Minutes BlockStore::wallMinutes() const {
 // observer that fails (or takes the process down) can never cost the user the change.
 void BlockStore::commitBlocks(std::vector<WorkBlock> blocks) {
     m_blocks = std::move(blocks);
+    ++m_listsVersion;
     save();
     Q_EMIT blocksChanged();
 }
 
 void BlockStore::commitRules(std::vector<RepeatRule> rules) {
     m_rules = std::move(rules);
+    ++m_listsVersion;
     saveRules();
     Q_EMIT rulesChanged();
 }
@@ -147,6 +149,7 @@ void BlockStore::commitRulesAndBlocks(std::vector<RepeatRule> rules,
                                       std::vector<WorkBlock> blocks) {
     m_rules = std::move(rules);
     m_blocks = std::move(blocks);
+    ++m_listsVersion;
     saveRules();
     save();
     Q_EMIT rulesChanged();
@@ -308,16 +311,34 @@ std::vector<MinuteRange> BlockStore::busyIntervals(const std::optional<QUuid>& e
     return busy;
 }
 
+const std::vector<MinuteRange>& BlockStore::sortedBusy(const std::optional<QUuid>& excluding,
+                                                       const Weekdays& repeatDays) const {
+    // The same day as the day key of todayBlocks(), without building the text.
+    const QDate day = now().toLocalTime().date();
+    BusyCache& cache = m_busyCache;
+    if (!cache.valid || cache.listsVersion != m_listsVersion || cache.day != day ||
+        cache.excluding != excluding || cache.repeatDays != repeatDays) {
+        cache.sorted = busyIntervals(excluding, repeatDays);
+        FreeTime::sortBusy(cache.sorted);
+        cache.listsVersion = m_listsVersion;
+        cache.day = day;
+        cache.excluding = excluding;
+        cache.repeatDays = repeatDays;
+        cache.valid = true;
+    }
+    return cache.sorted;
+}
+
 std::optional<Minutes> BlockStore::nearestFreeStart(Minutes target, Minutes duration,
                                                     const std::optional<QUuid>& excluding,
                                                     const Weekdays& repeatDays) const {
-    return FreeTime::nearestFreeStart(busyIntervals(excluding, repeatDays), target, duration);
+    return FreeTime::nearestFreeStartSorted(sortedBusy(excluding, repeatDays), target, duration);
 }
 
 std::optional<MinuteRange> BlockStore::freeGap(Minutes containing,
                                                const std::optional<QUuid>& excluding,
                                                const Weekdays& repeatDays) const {
-    return FreeTime::freeGap(busyIntervals(excluding, repeatDays), containing);
+    return FreeTime::freeGap(sortedBusy(excluding, repeatDays), containing);
 }
 
 std::optional<WorkBlock> BlockStore::nextFreeBlock(WorkKind kind) const {
