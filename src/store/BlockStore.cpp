@@ -541,11 +541,23 @@ void BlockStore::scheduleBoundaryRefresh(Minutes after) {
 
 void BlockStore::recordConfirmedBlocks() {
     const QDateTime instant = now();
+    const QDateTime local = instant.toLocalTime();
+    const qint64 today = local.date().toJulianDay();
+    const qint64 minuteNow = local.time().hour() * 60 + local.time().minute();
     // Blocks share a handful of days; each day's midnight is worked out once per refresh.
     QHash<QString, std::optional<QDateTime>> midnights;
     for (const WorkBlock& block : m_blocks) {
         if (m_confirmedIDs.contains(block.id))
             continue;
+        // Local time arithmetic asks the C library, which looks at /etc/localtime each time;
+        // a block whose end is days from now on the calendar cannot have ended within the
+        // last seconds, whatever offsets lie between, so a month of blocks costs no such call.
+        if (const auto date = TimeMath::dateFromDayKey(block.day)) {
+            const qint64 calendarMinutes =
+                (date->toJulianDay() - today) * minutesPerDay + block.endMinutes() - minuteNow;
+            if (calendarMinutes > 3 * minutesPerDay || calendarMinutes < -3 * minutesPerDay)
+                continue;
+        }
         auto midnight = midnights.find(block.day);
         if (midnight == midnights.end())
             midnight = midnights.insert(block.day, TimeMath::startOfDay(block.day));
