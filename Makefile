@@ -51,8 +51,18 @@ fuzz: test-deps
 	@cmake --build $(FUZZ_BUILD) -j $(JOBS)
 	@scripts/run-fuzzers $(FUZZ_BUILD) $(FUZZ_SECONDS)
 
+# Each program prints its table and its headline figures (`FIGURE name value`); the figures of
+# the whole run are repeated together at the end, to compare one run with another.
 bench: test-deps build
-	@for b in $(BUILD)/bin/bench_*; do [ -x "$$b" ] && "$$b" || exit 1; done
+	@: > $(BUILD)/bench-figures.txt
+	@for b in $(BUILD)/bin/bench_*; do \
+		[ -x "$$b" ] || continue; \
+		"$$b" > $(BUILD)/bench-output.txt 2>&1; rc=$$?; \
+		cat $(BUILD)/bench-output.txt; \
+		grep '^FIGURE ' $(BUILD)/bench-output.txt >> $(BUILD)/bench-figures.txt; \
+		[ $$rc -eq 0 ] || exit $$rc; \
+	done
+	@echo; cat $(BUILD)/bench-figures.txt
 
 # The README's pictures: the panel for the sample data at 10:40 with one block open, and the
 # statistics window over a year of made-up work.

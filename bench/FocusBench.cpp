@@ -1,11 +1,10 @@
+#include "Figures.h"
 #include "focus/BrownNoise.h"
 #include "focus/SecureWordPool.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <map>
-#include <string>
 #include <vector>
 
 using namespace quillmere::noise;
@@ -61,42 +60,20 @@ void BM_NoiseCallbackXorshift(benchmark::State& state) {
 }
 BENCHMARK(BM_NoiseCallbackXorshift);
 
-// Prints the usual table, then the figures that matter: the secure source's cost next to the
-// baseline, and what the noise costs one core at the output rate.
-class SummaryReporter final : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            const auto it = run.counters.find("s_per_sample");
-            if (it != run.counters.end() && !run.error_occurred)
-                m_perSample[run.run_name.function_name] = it->second.value;
-        }
-    }
-    void Finalize() override {
-        ConsoleReporter::Finalize();
-        const double secure = m_perSample["BM_NoiseCallbackSecure"];
-        const double baseline = m_perSample["BM_NoiseCallbackXorshift"];
+} // namespace
+
+// After the table: the secure source's cost next to the baseline, and what the noise costs
+// one core at the output rate.
+int main(int argc, char** argv) {
+    return runWithFigures(argc, argv, [](const FigureReporter& r) {
+        const double secure = r.counter("BM_NoiseCallbackSecure", "s_per_sample");
+        const double baseline = r.counter("BM_NoiseCallbackXorshift", "s_per_sample");
         if (secure <= 0 || baseline <= 0)
             return;
-        std::printf("\nnoise per sample: secure %.2f ns, xorshift baseline %.2f ns, ratio %.2f\n",
+        std::printf("noise per sample: secure %.2f ns, xorshift baseline %.2f ns, ratio %.2f\n",
                     secure * 1e9, baseline * 1e9, secure / baseline);
         std::printf("noise at %.0f Hz: %.3f%% of one core (baseline %.3f%%)\n", outputRate,
                     secure * outputRate * 100.0, baseline * outputRate * 100.0);
-    }
-
-private:
-    std::map<std::string, double> m_perSample;
-};
-
-} // namespace
-
-int main(int argc, char** argv) {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    SummaryReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-    return 0;
+        FigureReporter::print("noise_vs_xorshift", secure / baseline, 2);
+    });
 }

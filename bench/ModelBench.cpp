@@ -1,3 +1,4 @@
+#include "Figures.h"
 #include "model/JsonCodec.h"
 #include "model/TimeMath.h"
 
@@ -67,4 +68,9 @@ BENCHMARK(BM_DayKeyParse600)->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    return runWithFigures(argc, argv, [](const FigureReporter& r) {
+        FigureReporter::print("decode_reencode_600_ms",
+                              r.seconds("BM_DecodeAndReencode600Blocks") * 1e3, 2);
+    });
+}

@@ -1,3 +1,4 @@
+#include "Figures.h"
 #include "model/JsonCodec.h"
 #include "model/TimeMath.h"
 #include "store/BlockStore.h"
@@ -130,8 +131,11 @@ BENCHMARK(BM_RefreshMonthOfData)->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runWithFigures(argc, argv, [](const FigureReporter& r) {
+        FigureReporter::print("nearest_free_start_us",
+                              r.seconds("BM_NearestFreeStart40Blocks30Rules") * 1e6, 2);
+        FigureReporter::print("free_gap_us", r.seconds("BM_FreeGap40Blocks30Rules") * 1e6, 2);
+        FigureReporter::print("startup_month_and_save_ms",
+                              r.seconds("BM_StartUpAndOneSaveMonthOfData") * 1e3, 2);
+    });
 }

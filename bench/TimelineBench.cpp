@@ -1,3 +1,4 @@
+#include "Figures.h"
 #include "model/AppClock.h"
 #include "store/BlockStore.h"
 #include "store/FocusAids.h"
@@ -141,8 +142,9 @@ int main(int argc, char** argv) {
     // Painting is measured without a display, as the widget tests run.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runWithFigures(argc, argv, [](const FigureReporter& r) {
+        FigureReporter::print("drag_update_frame_pct", r.counter("BM_DragUpdate", "frame_%"), 1);
+        FigureReporter::print("full_repaint_frame_pct",
+                              r.counter("BM_RepaintDayOf30Blocks", "frame_%"), 1);
+    });
 }

@@ -14,7 +14,9 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-# Depends is worked out from the shared libraries the program links.
+# Depends is worked out from the shared libraries the program links, plus SDL, which it loads
+# only when it first plays a sound.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsdl2-2.0-0")
 set(CPACK_STRIP_FILES ON)
 include(CPack)

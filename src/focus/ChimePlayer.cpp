@@ -18,7 +18,7 @@ ChimePlayer::ChimePlayer() {
 
 ChimePlayer::~ChimePlayer() {
     if (m_device != 0)
-        SDL_CloseAudioDevice(m_device);
+        sdl::closeAudioDevice(m_device);
 }
 
 bool ChimePlayer::openDevice() {
@@ -32,7 +32,7 @@ bool ChimePlayer::openDevice() {
     want.channels = 1;
     want.samples = 1024;
     // No callback: the chimes are queued whole and SDL converts them to the output's format.
-    m_device = SDL_OpenAudioDevice(nullptr, 0, &want, nullptr, 0);
+    m_device = sdl::openAudioDevice(want);
     return m_device != 0;
 }
 
@@ -40,19 +40,19 @@ void ChimePlayer::play(const QString& name) {
     const std::span<const float> wave = chimes::samples(name);
     if (wave.empty() || !openDevice())
         return;
-    if (SDL_QueueAudio(m_device, wave.data(), static_cast<Uint32>(wave.size_bytes())) != 0)
+    if (sdl::queueAudio(m_device, wave.data(), static_cast<Uint32>(wave.size_bytes())) != 0)
         return;
-    SDL_PauseAudioDevice(m_device, 0);
+    sdl::pauseAudioDevice(m_device, false);
     closeWhenDrained();
 }
 
 void ChimePlayer::closeWhenDrained() {
     if (m_device == 0)
         return;
-    const Uint32 queued = SDL_GetQueuedAudioSize(m_device);
+    const Uint32 queued = sdl::queuedAudioSize(m_device);
     if (queued == 0) {
         // Paused, the device would go on streaming silence; the next chime opens a new one.
-        SDL_CloseAudioDevice(m_device);
+        sdl::closeAudioDevice(m_device);
         m_device = 0;
         return;
     }
@@ -62,7 +62,7 @@ void ChimePlayer::closeWhenDrained() {
 }
 
 bool ChimePlayer::isPlaying() const {
-    return m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_PLAYING;
+    return m_device != 0 && sdl::audioDeviceStatus(m_device) == SDL_AUDIO_PLAYING;
 }
 
 } // namespace quillmere

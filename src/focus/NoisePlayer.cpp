@@ -20,7 +20,7 @@ NoisePlayer::NoisePlayer() : m_words(poolWords(requestedFrames)) {}
 
 NoisePlayer::~NoisePlayer() {
     if (m_device != 0)
-        SDL_CloseAudioDevice(m_device);
+        sdl::closeAudioDevice(m_device);
 }
 
 bool NoisePlayer::openDevice() {
@@ -41,7 +41,7 @@ bool NoisePlayer::openDevice() {
     want.userdata = this;
     // No changes allowed: SDL converts our mono float stream to whatever the output takes,
     // and the callback always sees the frames it asked for.
-    m_device = SDL_OpenAudioDevice(nullptr, 0, &want, nullptr, 0);
+    m_device = sdl::openAudioDevice(want);
     if (m_device == 0)
         return false;
     return true;
@@ -52,20 +52,20 @@ void NoisePlayer::play(float volume) {
                    std::memory_order_relaxed);
     if (!openDevice())
         return;
-    if (SDL_GetAudioDeviceStatus(m_device) != SDL_AUDIO_PLAYING)
-        SDL_PauseAudioDevice(m_device, 0);
+    if (sdl::audioDeviceStatus(m_device) != SDL_AUDIO_PLAYING)
+        sdl::pauseAudioDevice(m_device, false);
 }
 
 void NoisePlayer::stop() {
     if (m_device == 0)
         return;
     // Closing waits for a callback under way to return, so the integrator is settled after it.
-    SDL_CloseAudioDevice(m_device);
+    sdl::closeAudioDevice(m_device);
     m_device = 0;
 }
 
 bool NoisePlayer::isRunning() const {
-    return m_device != 0 && SDL_GetAudioDeviceStatus(m_device) == SDL_AUDIO_PLAYING;
+    return m_device != 0 && sdl::audioDeviceStatus(m_device) == SDL_AUDIO_PLAYING;
 }
 
 void SDLCALL NoisePlayer::renderCallback(void* self, Uint8* stream, int length) {

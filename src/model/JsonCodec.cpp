@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonParseError>
+#include <QLocale>
 
 #include <climits>
 #include <cmath>
@@ -124,6 +125,99 @@ QJsonObject encode(const WorkBlock& block) {
     if (block.createdAt)
         o.insert(key::createdAt, *block.createdAt);
     return o;
+}
+
+namespace {
+
+// Appends a string as Qt's writer does, when that is simply its UTF-8 in quotes; false for
+// anything the writer escapes (control characters, quotes, backslashes, lone surrogates).
+bool appendPlainString(QByteArray& out, const QString& text) {
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || u == u'"' || u == u'\\' || c.isSurrogate())
+            return false;
+    }
+    out += '"';
+    out += text.toUtf8();
+    out += '"';
+    return true;
+}
+
+// Appends a number as Qt's writer does: integral values within 2^53 as integers, other
+// finite ones in their shortest form; false for anything else.
+bool appendNumber(QByteArray& out, double value) {
+    if (!std::isfinite(value))
+        return false;
+    if (value == std::trunc(value)) {
+        if (std::fabs(value) > largestExactInteger)
+            return false;
+        out += QByteArray::number(static_cast<qint64>(value));
+    } else {
+        out += QByteArray::number(value, 'g', QLocale::FloatingPointShortest);
+    }
+    return true;
+}
+
+void appendMember(QByteArray& out, QLatin1StringView name, bool first) {
+    if (!first)
+        out += ",\n";
+    out += "        \"";
+    out += QByteArrayView(name.data(), name.size());
+    out += "\": ";
+}
+
+// One block as an indented object of the array, its keys in sorted order.
+bool appendBlock(QByteArray& out, const WorkBlock& block) {
+    out += "    {\n";
+    bool ok = true;
+    bool first = true;
+    if (block.createdAt) {
+        appendMember(out, key::createdAt, first);
+        ok = ok && appendNumber(out, *block.createdAt);
+        first = false;
+    }
+    appendMember(out, key::day, first);
+    ok = ok && appendPlainString(out, block.day);
+    appendMember(out, key::durationMinutes, false);
+    ok = ok && appendNumber(out, static_cast<double>(block.durationMinutes));
+    appendMember(out, key::id, false);
+    ok = ok && appendPlainString(out, uuidText(block.id));
+    appendMember(out, key::kind, false);
+    ok = ok && appendPlainString(out, rawValue(block.kind));
+    if (block.repeatRuleID) {
+        appendMember(out, key::repeatRuleID, false);
+        ok = ok && appendPlainString(out, uuidText(*block.repeatRuleID));
+    }
+    appendMember(out, key::startMinutes, false);
+    ok = ok && appendNumber(out, static_cast<double>(block.startMinutes));
+    appendMember(out, key::title, false);
+    ok = ok && appendPlainString(out, block.title);
+    out += "\n    }";
+    return ok;
+}
+
+} // namespace
+
+template <> QByteArray encodeList<WorkBlock>(const std::vector<WorkBlock>& items) {
+    QByteArray out;
+    // About what a block with a short title takes.
+    out.reserve(static_cast<qsizetype>(items.size()) * 300 + 8);
+    out += "[\n";
+    bool plain = true;
+    for (std::size_t i = 0; i < items.size() && plain; ++i) {
+        if (i > 0)
+            out += ",\n";
+        plain = appendBlock(out, items[i]);
+    }
+    if (!plain) {
+        // A title Qt would escape, or a number out of the ordinary: Qt writes the file.
+        QJsonArray array;
+        for (const WorkBlock& item : items)
+            array.append(encode(item));
+        return encodeStateFile(array);
+    }
+    out += items.empty() ? "]\n" : "\n]\n";
+    return out;
 }
 
 QJsonObject encode(const RepeatRule& rule) {

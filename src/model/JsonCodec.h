@@ -45,6 +45,10 @@ template <typename T> QByteArray encodeList(const std::vector<T>& items) {
     return encodeStateFile(array);
 }
 
+// The blocks file is the one written on every edit and read back with a month in it, so it
+// is written directly rather than built as a document first; the bytes are those above.
+template <> QByteArray encodeList<WorkBlock>(const std::vector<WorkBlock>& items);
+
 // Parses a whole file. Anything that is not valid JSON of the expected shape is nothing.
 std::optional<QJsonValue> parseDocument(const QByteArray& bytes);
 

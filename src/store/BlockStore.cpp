@@ -138,12 +138,14 @@ Minutes BlockStore::wallMinutes() const {
 // observer that fails (or takes the process down) can never cost the user the change.
 void BlockStore::commitBlocks(std::vector<WorkBlock> blocks) {
     m_blocks = std::move(blocks);
+    ++m_listsVersion;
     save();
     Q_EMIT blocksChanged();
 }
 
 void BlockStore::commitRules(std::vector<RepeatRule> rules) {
     m_rules = std::move(rules);
+    ++m_listsVersion;
     saveRules();
     Q_EMIT rulesChanged();
 }
@@ -152,6 +154,7 @@ void BlockStore::commitRulesAndBlocks(std::vector<RepeatRule> rules,
                                       std::vector<WorkBlock> blocks) {
     m_rules = std::move(rules);
     m_blocks = std::move(blocks);
+    ++m_listsVersion;
     saveRules();
     save();
     Q_EMIT rulesChanged();
@@ -317,16 +320,34 @@ std::vector<MinuteRange> BlockStore::busyIntervals(const std::optional<QUuid>& e
     return busy;
 }
 
+const std::vector<MinuteRange>& BlockStore::sortedBusy(const std::optional<QUuid>& excluding,
+                                                       const Weekdays& repeatDays) const {
+    // The same day as the day key of todayBlocks(), without building the text.
+    const QDate day = now().toLocalTime().date();
+    BusyCache& cache = m_busyCache;
+    if (!cache.valid || cache.listsVersion != m_listsVersion || cache.day != day ||
+        cache.excluding != excluding || cache.repeatDays != repeatDays) {
+        cache.sorted = busyIntervals(excluding, repeatDays);
+        FreeTime::sortBusy(cache.sorted);
+        cache.listsVersion = m_listsVersion;
+        cache.day = day;
+        cache.excluding = excluding;
+        cache.repeatDays = repeatDays;
+        cache.valid = true;
+    }
+    return cache.sorted;
+}
+
 std::optional<Minutes> BlockStore::nearestFreeStart(Minutes target, Minutes duration,
                                                     const std::optional<QUuid>& excluding,
                                                     const Weekdays& repeatDays) const {
-    return FreeTime::nearestFreeStart(busyIntervals(excluding, repeatDays), target, duration);
+    return FreeTime::nearestFreeStartSorted(sortedBusy(excluding, repeatDays), target, duration);
 }
 
 std::optional<MinuteRange> BlockStore::freeGap(Minutes containing,
                                                const std::optional<QUuid>& excluding,
                                                const Weekdays& repeatDays) const {
-    return FreeTime::freeGap(busyIntervals(excluding, repeatDays), containing);
+    return FreeTime::freeGap(sortedBusy(excluding, repeatDays), containing);
 }
 
 std::optional<WorkBlock> BlockStore::nextFreeBlock(WorkKind kind) const {
@@ -530,12 +551,24 @@ void BlockStore::scheduleBoundaryRefresh(Minutes after) {
 
 void BlockStore::recordConfirmedBlocks() {
     const QDateTime instant = now();
+    const QDateTime local = instant.toLocalTime();
+    const qint64 today = local.date().toJulianDay();
+    const qint64 minuteNow = local.time().hour() * 60 + local.time().minute();
     // Blocks share a handful of days; each day's midnight is worked out once per refresh.
     QHash<QString, std::optional<QDateTime>> midnights;
     bool confirmed = false;
     for (const WorkBlock& block : m_blocks) {
         if (m_confirmedIDs.contains(block.id))
             continue;
+        // Local time arithmetic asks the C library, which looks at /etc/localtime each time;
+        // a block whose end is days from now on the calendar cannot have ended within the
+        // last seconds, whatever offsets lie between, so a month of blocks costs no such call.
+        if (const auto date = TimeMath::dateFromDayKey(block.day)) {
+            const qint64 calendarMinutes =
+                (date->toJulianDay() - today) * minutesPerDay + block.endMinutes() - minuteNow;
+            if (calendarMinutes > 3 * minutesPerDay || calendarMinutes < -3 * minutesPerDay)
+                continue;
+        }
         auto midnight = midnights.find(block.day);
         if (midnight == midnights.end())
             midnight = midnights.insert(block.day, TimeMath::startOfDay(block.day));

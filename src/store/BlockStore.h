@@ -9,12 +9,14 @@
 #include "store/FocusDriving.h"
 #include "store/MinuteRange.h"
 
+#include <QDate>
 #include <QDateTime>
 #include <QObject>
 #include <QSet>
 #include <QString>
 #include <QUuid>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <set>
@@ -130,6 +132,8 @@ private:
     void materializeRepeats();
     std::vector<MinuteRange> busyIntervals(const std::optional<QUuid>& excluding,
                                            const Weekdays& repeatDays) const;
+    const std::vector<MinuteRange>& sortedBusy(const std::optional<QUuid>& excluding,
+                                               const Weekdays& repeatDays) const;
     void loadFiles();
     void scheduleBoundaryRefresh(Minutes after);
     void recordConfirmedBlocks();
@@ -152,6 +156,20 @@ private:
     std::optional<FocusDriving::ChimeTarget> m_chimeTarget;
     std::set<Minutes> m_wakeMoments;
     QSet<QUuid> m_confirmedIDs;
+
+    // A drag asks the free-time search on every pointer move with the same block and weekdays,
+    // so the day's sorted busy time is kept for the last such question until the blocks, the
+    // rules or the day change. `m_listsVersion` counts every replacement of blocks or rules.
+    struct BusyCache {
+        bool valid = false;
+        std::uint64_t listsVersion = 0;
+        QDate day;
+        std::optional<QUuid> excluding;
+        Weekdays repeatDays;
+        std::vector<MinuteRange> sorted;
+    };
+    std::uint64_t m_listsVersion = 0;
+    mutable BusyCache m_busyCache;
 };
 
 } // namespace quillmere

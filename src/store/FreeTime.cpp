@@ -31,10 +31,19 @@ std::vector<MinuteRange> reservedSlots(const std::vector<RepeatRule>& rules,
     return slots;
 }
 
-std::optional<Minutes> nearestFreeStart(std::vector<MinuteRange> busy, Minutes target,
-                                        Minutes duration) {
+void sortBusy(std::vector<MinuteRange>& busy) {
     std::stable_sort(busy.begin(), busy.end(),
                      [](const MinuteRange& a, const MinuteRange& b) { return a.lower < b.lower; });
+}
+
+std::optional<Minutes> nearestFreeStart(std::vector<MinuteRange> busy, Minutes target,
+                                        Minutes duration) {
+    sortBusy(busy);
+    return nearestFreeStartSorted(busy, target, duration);
+}
+
+std::optional<Minutes> nearestFreeStartSorted(const std::vector<MinuteRange>& busy, Minutes target,
+                                              Minutes duration) {
     std::optional<Minutes> best;
     Minutes bestDistance = 0;
     const auto consider = [&](Minutes lower, Minutes upper) {

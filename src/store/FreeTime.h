@@ -23,6 +23,11 @@ std::vector<MinuteRange> reservedSlots(const std::vector<RepeatRule>& rules,
 // to the earlier start. Nothing when no gap is long enough.
 std::optional<Minutes> nearestFreeStart(std::vector<MinuteRange> busy, Minutes target,
                                         Minutes duration);
+// The same over intervals already sorted by their lower end, without copying them.
+std::optional<Minutes> nearestFreeStartSorted(const std::vector<MinuteRange>& sortedBusy,
+                                              Minutes target, Minutes duration);
+// Sorts busy intervals by their lower end, as nearestFreeStartSorted wants them.
+void sortBusy(std::vector<MinuteRange>& busy);
 
 // The free gap that holds `minute`; nothing when the minute lies strictly inside a busy
 // interval. A busy interval starting exactly at the minute gives an empty gap, not nothing.

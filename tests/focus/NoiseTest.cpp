@@ -13,6 +13,7 @@
 #include <array>
 #include <cmath>
 #include <deque>
+#include <iterator>
 #include <vector>
 
 using namespace quillmere;
@@ -132,15 +133,32 @@ TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikel
     EXPECT_EQ(words.drawn, 3);
 }
 
-TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWords) {
+TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWordsAndEachPoolHasItsOwnKey) {
     SecureWordPool pool(8);
-    pool.prepare(2);
-    std::vector<std::uint32_t> words;
-    for (int i = 0; i < 64; ++i)
-        words.push_back(pool());
-    std::sort(words.begin(), words.end());
-    // 64 secure words are all distinct but for a one-in-ten-million chance.
-    EXPECT_EQ(std::unique(words.begin(), words.end()), words.end());
+    SecureWordPool other(8);
+    const auto draw64 = [](SecureWordPool& p) {
+        p.prepare(2);
+        std::vector<std::uint32_t> words;
+        for (int i = 0; i < 64; ++i)
+            words.push_back(p());
+        std::sort(words.begin(), words.end());
+        return words;
+    };
+    // 64 secure words are all distinct but for a one-in-ten-million chance; a second pool
+    // keyed by the kernel shares none of them but for a one-in-a-million chance.
+    const std::vector<std::uint32_t> words = draw64(pool);
+    EXPECT_EQ(std::adjacent_find(words.begin(), words.end()), words.end());
+    std::vector<std::uint32_t> shared;
+    const std::vector<std::uint32_t> others = draw64(other);
+    std::set_intersection(words.begin(), words.end(), others.begin(), others.end(),
+                          std::back_inserter(shared));
+    EXPECT_TRUE(shared.empty());
+
+    // Past the refills of one kernel key the stream carries on with a new key.
+    for (unsigned i = 0; i <= SecureWordPool::refillsPerKernelKey; ++i)
+        pool.prepare(8);
+    const std::vector<std::uint32_t> later = draw64(pool);
+    EXPECT_EQ(std::adjacent_find(later.begin(), later.end()), later.end());
 }
 
 namespace {

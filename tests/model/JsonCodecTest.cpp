@@ -151,4 +151,32 @@ TEST(JsonCodec, StateFilesAreIndentedWithSortedKeys) {
         last = at;
     }
     EXPECT_TRUE(bytes.contains("\n    {\n        \"createdAt\": 731232000.25,"));
+
+    // The blocks file is written directly; its bytes are exactly Qt's, whatever the titles
+    // and numbers, including those that Qt escapes or writes in exponent form.
+    const auto viaQt = [](const std::vector<WorkBlock>& blocks) {
+        QJsonArray array;
+        for (const WorkBlock& b : blocks)
+            array.append(json::encode(b));
+        return json::encodeStateFile(array);
+    };
+    WorkBlock bare = sampleBlock();
+    bare.repeatRuleID.reset();
+    bare.createdAt.reset();
+    std::vector<std::vector<WorkBlock>> lists{{}, {sampleBlock(), bare}};
+    const std::pair<QString, double> odd[] = {
+        {u"Grüße, 日本"_s, 800000000.0},   {u"say \"hi\"\\ \t\u0001"_s, 0.1},
+        {u"emoji \U0001F600"_s, -0.0},     {QString(QChar(0xD800)), 1e20},
+        {u"\u007f"_s, 9007199254740994.0}, {u"tiny"_s, 1.5e-7},
+    };
+    for (const auto& [title, createdAt] : odd) {
+        WorkBlock b = sampleBlock();
+        b.title = title;
+        b.createdAt = createdAt;
+        b.startMinutes = -5;
+        lists.push_back({bare, b});
+    }
+    for (const auto& blocks : lists)
+        EXPECT_EQ(json::encodeList(blocks), viaQt(blocks))
+            << (blocks.empty() ? std::string("empty") : blocks.back().title.toStdString());
 }

@@ -188,6 +188,23 @@ TEST_F(Editing, FreeTimeOnTheStoreExcludesTheMovedBlockAndItsRule) {
     EXPECT_FALSE(store->savedBlock(draft->id));
 }
 
+// The search keeps the day's busy time between calls: every change and the next day show.
+TEST_F(Editing, FreeTimeFollowsEveryEditAndTheNextDay) {
+    const WorkBlock other = makeBlock(QStringLiteral("other"), today, 720, 60);
+    seedBlocks({other});
+    open();
+    EXPECT_EQ(store->nearestFreeStart(730, 30, std::nullopt, {}), 690);
+    store->add(makeBlock(QStringLiteral("new"), today, 660, 60));
+    EXPECT_EQ(store->nearestFreeStart(730, 30, std::nullopt, {}), 780);
+    EXPECT_EQ(store->freeGap(800, other.id, {3}), (MinuteRange{720, 1440}));
+    store->setRepeat({3}, other.id);
+    const WorkBlock moving = makeBlock(QStringLiteral("moving"), today, 900, 30);
+    store->add(moving);
+    EXPECT_EQ(store->freeGap(800, moving.id, {3}), (MinuteRange{780, 1440}));
+    wall.advanceSecs(24 * 3600);
+    EXPECT_EQ(store->nearestFreeStart(730, 30, std::nullopt, {}), 730);
+}
+
 TEST_F(Editing, BacklogPinningAndRemoval) {
     open();
     PlannedBlock item{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::deep, 1.0, true};
