@@ -431,6 +431,7 @@ void ScheduleView::buildMenus() {
     connect(m_optionsMenu, &QMenu::aboutToShow, this,
             [this] { m_nudges->setToolTip(bannerWatch::problemText()); });
     m_reminders = toggle(QStringLiteral("Upcoming Reminders"), &Settings::remindersEnabled);
+    m_silence = toggle(QStringLiteral("Silence Notifications"), &Settings::silenceNotifications);
 
     m_noiseMenu = m_optionsMenu->addMenu(QStringLiteral("Deep Work Noise"));
     m_noiseChoice = new QActionGroup(this);
@@ -711,6 +712,7 @@ void ScheduleView::refreshMenus() {
     m_chimes->setChecked(s.chimesEnabled);
     m_nudges->setChecked(s.nudgesEnabled);
     m_reminders->setChecked(s.remindersEnabled);
+    m_silence->setChecked(s.silenceNotifications);
     for (QAction* a : m_noiseChoice->actions())
         a->setChecked(a->data().toInt() == static_cast<int>(s.deepWorkNoise));
     const bool wasRefreshing = std::exchange(m_refreshing, true);

@@ -323,6 +323,9 @@ TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
     EXPECT_FALSE(store->settings().chimesEnabled);
     choose(QStringLiteral("Upcoming Reminders"));
     EXPECT_FALSE(store->settings().remindersEnabled);
+    choose(QStringLiteral("Silence Notifications"));
+    EXPECT_TRUE(store->settings().silenceNotifications);
+    EXPECT_TRUE(view->action(QStringLiteral("Silence Notifications"))->isChecked());
     choose(QStringLiteral("Off"));
     EXPECT_EQ(store->settings().deepWorkNoise, DeepWorkNoise::off);
     EXPECT_TRUE(view->action(QStringLiteral("Off"))->isChecked());
