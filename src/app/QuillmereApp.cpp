@@ -2,6 +2,7 @@
 
 #include "app/ScheduleView.h"
 #include "app/ShellFocusAids.h"
+#include "desktop/QuietDesktop.h"
 #include "store/BlockStore.h"
 
 #include <QApplication>
@@ -28,6 +29,10 @@ void QuillmereApp::start(int trayGraceMs) {
         [this](const std::optional<QString>& text) { m_shell.setToolTip(text); },
         [this] { return m_shell.iconGeometry(); });
     m_store = std::make_unique<BlockStore>(m_clock, *m_aids, m_folder);
+    // Made at every start, whatever the setting, so that a desktop left silenced by a crash is
+    // put back.
+    m_quiet = std::make_unique<QuietDesktop>(m_store->folder());
+    attachSilencer(*m_aids, *m_quiet);
     m_shell.setCurrentKind(m_store->currentKind());
     connect(m_store.get(), &BlockStore::currentKindChanged, this,
             [this](std::optional<WorkKind> kind) { m_shell.setCurrentKind(kind); });

@@ -1,5 +1,6 @@
 #include "app/ScheduleView.h"
 
+#include "desktop/QuietDesktop.h"
 #include "desktop/StartAtLogin.h"
 #include "focus/BannerWatchStatus.h"
 #include "model/AppClock.h"
@@ -428,8 +429,10 @@ void ScheduleView::buildMenus() {
     m_chimes = toggle(QStringLiteral("Chimes"), &Settings::chimesEnabled);
     m_nudges = toggle(QStringLiteral("Focus Nudges"), &Settings::nudgesEnabled);
     // Says so when notification banners cannot be watched on this desktop.
-    connect(m_optionsMenu, &QMenu::aboutToShow, this,
-            [this] { m_nudges->setToolTip(bannerWatch::problemText()); });
+    connect(m_optionsMenu, &QMenu::aboutToShow, this, [this] {
+        m_nudges->setToolTip(bannerWatch::problemText());
+        m_silence->setToolTip(doNotDisturbProblemText());
+    });
     m_reminders = toggle(QStringLiteral("Upcoming Reminders"), &Settings::remindersEnabled);
     m_silence = toggle(QStringLiteral("Silence Notifications"), &Settings::silenceNotifications);
 

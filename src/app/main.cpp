@@ -1,4 +1,5 @@
 #include "app/QuillmereApp.h"
+#include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
 #include "desktop/ApplicationId.h"
 #include "desktop/StartAtLogin.h"
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
     if (!instance.tryBecomePrimary())
         return instance.askPrimaryToOpen() ? 0 : 1;
 
+    quillmere::QuitSignals quitSignals;
     quillmere::SystemWallClock wallClock;
     quillmere::QuillmereApp quillmere(wallClock);
     QObject::connect(&instance, &quillmere::SingleInstance::openRequested, &quillmere,

@@ -93,6 +93,16 @@ void RealFocusAids::setToolTip(const std::optional<QString>& text) {
         m_toolTipSink(text);
 }
 
+void RealFocusAids::silenceNotifications(const WorkBlock&) {
+    if (m_silencer)
+        m_silencer->silence();
+}
+
+void RealFocusAids::endSilence() {
+    if (m_silencer)
+        m_silencer->restore();
+}
+
 void RealFocusAids::setAnchorProvider(NudgeCard::AnchorProvider provider) {
     m_anchor = std::move(provider);
     if (m_card)
