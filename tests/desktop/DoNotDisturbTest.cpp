@@ -1,0 +1,234 @@
+// The do-not-disturb controller against real servers on a private bus: dunst itself, a stand-in
+// of Plasma's notification server answering Inhibit/UnInhibit, and GNOME's real schema in
+// GSettings' memory backend behind a stand-in shell. Each is switched the way its user would.
+
+#include "desktop/QuietDesktop.h"
+
+#include "support/NotificationSession.h"
+#include "support/TempDataDir.h"
+
+#include <QDBusConnection>
+#include <QThread>
+#include <QVariantMap>
+
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <mutex>
+#include <set>
+
+using namespace quillmere;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// The standard notification service as far as the controller uses it. It runs in a thread of
+// its own, as a server in another process would, so that the controller's blocking calls get
+// their answers. Plasma holds banners back while any inhibition is held.
+class StandInServer final : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+    Q_PROPERTY(bool Inhibited READ inhibited)
+
+public:
+    explicit StandInServer(QString name) : m_name(std::move(name)) {}
+
+    bool inhibited() const {
+        std::lock_guard lock(m_mutex);
+        return m_userOn || !m_cookies.empty();
+    }
+    // The user's own switch; switching off clears every inhibition, as the applet does.
+    void setUserOn(bool on) {
+        std::lock_guard lock(m_mutex);
+        m_userOn = on;
+        if (!on)
+            m_cookies.clear();
+    }
+
+public Q_SLOTS:
+    QString GetServerInformation(QString& vendor, QString& version, QString& specVersion) {
+        vendor = u"Stand-in"_s;
+        version = u"1"_s;
+        specVersion = u"1.2"_s;
+        return m_name;
+    }
+    uint Inhibit(const QString&, const QString&, const QVariantMap&) {
+        std::lock_guard lock(m_mutex);
+        m_cookies.insert(++m_lastCookie);
+        return m_lastCookie;
+    }
+    void UnInhibit(uint cookie) {
+        std::lock_guard lock(m_mutex);
+        m_cookies.erase(cookie);
+    }
+
+private:
+    QString m_name;
+    mutable std::mutex m_mutex;
+    bool m_userOn = false;
+    std::set<uint> m_cookies;
+    uint m_lastCookie = 0;
+};
+
+// One server, with what its user sees and does.
+struct Desktop {
+    std::function<bool()> isOn;
+    std::function<void(bool)> userSets;
+};
+
+class DoNotDisturbTest : public ::testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override {
+        // Before GSettings is first used in this process.
+        qputenv("GSETTINGS_BACKEND", "memory");
+        const QString server = QString::fromLatin1(GetParam());
+        ASSERT_NO_FATAL_FAILURE(m_session.start(server == u"dunst"));
+        m_bus =
+            QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()), u"dnd-test"_s);
+        ASSERT_TRUE(m_bus.isConnected());
+        if (server == u"dunst") {
+            auto dunstctl = [this](const QStringList& args) {
+                return m_session.run(u"dunstctl"_s, args);
+            };
+            m_desktop = {[=] { return dunstctl({u"is-paused"_s}) == "true"; },
+                         [=](bool on) {
+                             dunstctl({u"set-paused"_s, on ? u"true"_s : u"false"_s});
+                         }};
+            return;
+        }
+        startStandIn(server);
+        if (server == u"Plasma") {
+            m_desktop = {[this] { return m_standIn->inhibited(); },
+                         [this](bool on) { m_standIn->setUserOn(on); }};
+            return;
+        }
+        m_gnome = g_settings_new("org.gnome.desktop.notifications");
+        m_desktop = {[this] { return !g_settings_get_boolean(m_gnome, "show-banners"); },
+                     [this](bool on) { g_settings_set_boolean(m_gnome, "show-banners", !on); }};
+    }
+    void TearDown() override {
+        if (m_gnome)
+            g_object_unref(m_gnome);
+        if (m_standIn) {
+            m_serverBus.unregisterObject(u"/org/freedesktop/Notifications"_s);
+            QDBusConnection::disconnectFromBus(u"dnd-test-server"_s);
+            m_thread.quit();
+            m_thread.wait();
+            delete m_standIn;
+        }
+        QDBusConnection::disconnectFromBus(u"dnd-test"_s);
+    }
+
+    void startStandIn(const QString& name) {
+        m_serverBus = QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()),
+                                                    u"dnd-test-server"_s);
+        m_standIn = new StandInServer(name);
+        m_standIn->moveToThread(&m_thread);
+        m_thread.start();
+        ASSERT_TRUE(m_serverBus.registerObject(u"/org/freedesktop/Notifications"_s, m_standIn,
+                                               QDBusConnection::ExportAllSlots |
+                                                   QDBusConnection::ExportAllProperties));
+        ASSERT_TRUE(m_serverBus.registerService(u"org.freedesktop.Notifications"_s));
+    }
+
+    bool recorded() const { return m_folder.exists(QString(QuietDesktop::recordName)); }
+
+    test::NotificationSession m_session;
+    test::TempDataDir m_folder;
+    QDBusConnection m_bus{u"none"_s};
+    QDBusConnection m_serverBus{u"none"_s};
+    QThread m_thread;
+    StandInServer* m_standIn = nullptr;
+    GSettings* m_gnome = nullptr;
+    Desktop m_desktop;
+};
+
+} // namespace
+
+TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadIt) {
+    struct Case {
+        const char* name;
+        bool userBefore;
+        std::optional<bool> userDuring; // what the user switches to while the block runs
+        bool after;
+    };
+    const Case cases[] = {
+        {"off before", false, std::nullopt, false},
+        {"the user's own, kept", true, std::nullopt, true},
+        {"switched off during the block, not fought", false, false, false},
+        {"the user's own, switched off during the block", true, false, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        m_desktop.userSets(c.userBefore);
+        QuietDesktop quiet(m_folder.path(), m_bus);
+        quiet.silence();
+        EXPECT_TRUE(m_desktop.isOn());
+        EXPECT_TRUE(quiet.isSilenced());
+        EXPECT_EQ(recorded(), !c.userBefore) << "a change must be recorded, and only a change";
+        if (c.userDuring) {
+            m_desktop.userSets(*c.userDuring);
+            quiet.silence(); // the next refresh
+            EXPECT_EQ(m_desktop.isOn(), *c.userDuring);
+        }
+        quiet.restore();
+        EXPECT_EQ(m_desktop.isOn(), c.after);
+        EXPECT_FALSE(recorded());
+    }
+}
+
+// A run that never put the desktop back leaves its record; the next start repairs from it. A
+// record that names nothing we know is dropped without touching the desktop.
+TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
+    m_desktop.userSets(false);
+    QByteArray record;
+    {
+        QuietDesktop lost(m_folder.path(), m_bus);
+        lost.silence();
+        record = m_folder.read(QString(QuietDesktop::recordName)).value_or(QByteArray());
+    }
+    ASSERT_FALSE(record.isEmpty());
+    // As the lost run left it. Plasma drops an inhibition with the connection that held it, so
+    // there the record has nothing left to undo.
+    const bool dropsWithConnection = QString::fromLatin1(GetParam()) == u"Plasma";
+    if (!dropsWithConnection)
+        m_desktop.userSets(true);
+    m_folder.write(QString(QuietDesktop::recordName), record);
+    { QuietDesktop next(m_folder.path(), m_bus); }
+    EXPECT_FALSE(m_desktop.isOn());
+    EXPECT_FALSE(recorded());
+
+    for (const QByteArray& junk :
+         {QByteArray("{\"server\": \"elsewhere\"}"), QByteArray("\x01{")}) {
+        m_desktop.userSets(true);
+        m_folder.write(QString(QuietDesktop::recordName), junk);
+        { QuietDesktop next(m_folder.path(), m_bus); }
+        EXPECT_TRUE(m_desktop.isOn()) << junk.constData();
+        EXPECT_FALSE(recorded());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, DoNotDisturbTest,
+                         ::testing::Values("dunst", "Plasma", "gnome-shell"), [](const auto& info) {
+                             return std::string(info.param) == "gnome-shell" ? "gnome" : info.param;
+                         });
+
+TEST(DoNotDisturb, WithoutANotificationServerNothingChangesAndTheToggleSaysWhy) {
+    test::NotificationSession session;
+    ASSERT_NO_FATAL_FAILURE(session.start(false));
+    QDBusConnection bus =
+        QDBusConnection::connectToBus(QString::fromLatin1(session.address()), u"bare"_s);
+    test::TempDataDir folder;
+    {
+        QuietDesktop quiet(folder.path(), bus);
+        quiet.silence();
+        EXPECT_FALSE(quiet.isSilenced());
+        EXPECT_FALSE(folder.exists(QString(QuietDesktop::recordName)));
+    }
+    EXPECT_EQ(doNotDisturbProblemText(bus),
+              u"This desktop offers no way to silence notifications."_s);
+    QDBusConnection::disconnectFromBus(u"bare"_s);
+}
+
+#include "DoNotDisturbTest.moc"
