@@ -54,6 +54,7 @@ public:
 
 private:
     NudgeCard& card();
+    BannerSource& banners();
     FocusNudge& nudge();
 
     const WallClock& m_clock;
@@ -61,6 +62,9 @@ private:
     ToolTipSink m_toolTipSink;
     NudgeCard::AnchorProvider m_anchor;
     NotificationSilencer* m_silencer = nullptr;
+    // The deep block of the silence under way, and whether notifications were held back in it.
+    std::optional<WorkBlock> m_silencedBlock;
+    bool m_heldBack = false;
     std::unique_ptr<NoisePlayer> m_noise;
     std::unique_ptr<ChimePlayer> m_chimes;
     std::unique_ptr<NudgeCard> m_card;
