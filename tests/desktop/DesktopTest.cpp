@@ -169,7 +169,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // "Clear Today's Blocks" keeps only the running block.
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 6; ++i)
         desk.key(QStringLiteral("Down"));
     desk.key(QStringLiteral("Return"));
     blocks = desk.readList(QStringLiteral("blocks.json"));
@@ -192,7 +192,8 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // Deep Work Noise › Volume…: the popover's slider dragged to its loud end.
     desk.click(at(optionsX, *headerWithHint / 2));
     ASSERT_TRUE(Desktop::waitFor([&] { return !desk.popups().isEmpty(); }, 5000));
-    for (const char* k : {"Down", "Down", "Down", "Down", "Right", "Down", "Down", "Return"})
+    for (const char* k :
+         {"Down", "Down", "Down", "Down", "Down", "Right", "Down", "Down", "Return"})
         desk.key(QString::fromLatin1(k));
     ASSERT_TRUE(Desktop::waitFor([&] { return desk.popups().size() == 1; }, 5000));
     const QRect volume = desk.popups().first();
