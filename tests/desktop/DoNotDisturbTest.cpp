@@ -8,12 +8,15 @@
 #include "support/TempDataDir.h"
 
 #include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusVariant>
 #include <QThread>
 #include <QVariantMap>
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <set>
@@ -71,6 +74,66 @@ private:
     uint m_lastCookie = 0;
 };
 
+// The switches of the servers that keep do-not-disturb on an interface of their own, as those
+// interfaces are documented. Each lives beside a StandInServer in the same thread.
+class SwitchStandIn : public QObject {
+public:
+    std::atomic<bool> on = false;
+};
+
+class SwayncStandIn final : public SwitchStandIn {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.erikreider.swaync.cc")
+public Q_SLOTS:
+    bool GetDnd() { return on; }
+    void SetDnd(bool value) { on = value; }
+};
+
+// mako keeps a list of active modes; do-not-disturb is one of them, beside the user's own.
+class MakoStandIn final : public SwitchStandIn {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "fr.emersion.Mako")
+public:
+    QStringList modes() {
+        std::lock_guard lock(m_mutex);
+        return m_modes;
+    }
+public Q_SLOTS:
+    QStringList ListModes() { return modes(); }
+    void SetModes(const QStringList& modes) {
+        std::lock_guard lock(m_mutex);
+        m_modes = modes;
+        on = m_modes.contains(u"do-not-disturb"_s);
+    }
+
+private:
+    std::mutex m_mutex;
+    QStringList m_modes{u"default"_s, u"work"_s};
+};
+
+class XfconfStandIn final : public SwitchStandIn, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.xfce.Xfconf")
+public Q_SLOTS:
+    QDBusVariant GetProperty(const QString& channel, const QString& property) {
+        if (!ours(channel, property))
+            sendErrorReply(u"org.xfce.Xfconf.Error.PropertyNotFound"_s, property);
+        return QDBusVariant(bool(on));
+    }
+    bool PropertyExists(const QString& channel, const QString& property) {
+        return ours(channel, property);
+    }
+    void SetProperty(const QString& channel, const QString& property, const QDBusVariant& value) {
+        if (channel == u"xfce4-notifyd" && property == u"/do-not-disturb")
+            on = value.variant().toBool();
+    }
+
+private:
+    static bool ours(const QString& channel, const QString& property) {
+        return channel == u"xfce4-notifyd" && property == u"/do-not-disturb";
+    }
+};
+
 // One server, with what its user sees and does.
 struct Desktop {
     std::function<bool()> isOn;
@@ -98,6 +161,34 @@ protected:
             return;
         }
         startStandIn(server);
+        const auto withSwitch = [&](SwitchStandIn* standIn, const QString& service,
+                                    const QString& path) {
+            m_switch.reset(standIn);
+            m_switch->moveToThread(&m_thread);
+            ASSERT_TRUE(
+                m_serverBus.registerObject(path, m_switch.get(), QDBusConnection::ExportAllSlots));
+            if (!service.isEmpty()) {
+                ASSERT_TRUE(m_serverBus.registerService(service));
+            }
+            m_desktop = {[this] { return m_switch->on.load(); },
+                         [this](bool on) {
+                             // mako's user switches by mode, keeping the others.
+                             if (auto* mako = dynamic_cast<MakoStandIn*>(m_switch.get())) {
+                                 QStringList modes = mako->modes();
+                                 modes.removeAll(u"do-not-disturb"_s);
+                                 mako->SetModes(on ? modes << u"do-not-disturb"_s : modes);
+                             } else {
+                                 m_switch->on = on;
+                             }
+                         }};
+        };
+        if (server == u"SwayNotificationCenter")
+            return withSwitch(new SwayncStandIn, u"org.erikreider.swaync.cc"_s,
+                              u"/org/erikreider/swaync/cc"_s);
+        if (server == u"mako")
+            return withSwitch(new MakoStandIn, {}, u"/fr/emersion/Mako"_s);
+        if (server == u"Xfce Notify Daemon")
+            return withSwitch(new XfconfStandIn, u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s);
         if (server == u"Plasma") {
             m_desktop = {[this] { return m_standIn->inhibited(); },
                          [this](bool on) { m_standIn->setUserOn(on); }};
@@ -116,6 +207,7 @@ protected:
             m_thread.quit();
             m_thread.wait();
             delete m_standIn;
+            m_switch.reset();
         }
         QDBusConnection::disconnectFromBus(u"dnd-test"_s);
     }
@@ -140,6 +232,7 @@ protected:
     QDBusConnection m_serverBus{u"none"_s};
     QThread m_thread;
     StandInServer* m_standIn = nullptr;
+    std::unique_ptr<SwitchStandIn> m_switch;
     GSettings* m_gnome = nullptr;
     Desktop m_desktop;
 };
@@ -175,6 +268,10 @@ TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadIt) {
         quiet.restore();
         EXPECT_EQ(m_desktop.isOn(), c.after);
         EXPECT_FALSE(recorded());
+        if (auto* mako = dynamic_cast<MakoStandIn*>(m_switch.get())) {
+            EXPECT_TRUE(mako->modes().mid(0, 2) == (QStringList{u"default"_s, u"work"_s}))
+                << "the user's own modes were not kept";
+        }
     }
 }
 
@@ -210,8 +307,11 @@ TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, DoNotDisturbTest,
-                         ::testing::Values("dunst", "Plasma", "gnome-shell"), [](const auto& info) {
-                             return std::string(info.param) == "gnome-shell" ? "gnome" : info.param;
+                         ::testing::Values("dunst", "Plasma", "gnome-shell", "Xfce Notify Daemon",
+                                           "mako", "SwayNotificationCenter"),
+                         [](const auto& info) {
+                             const std::string name = info.param;
+                             return name.substr(0, name.find_first_of(" -"));
                          });
 
 TEST(DoNotDisturb, WithoutANotificationServerNothingChangesAndTheToggleSaysWhy) {
