@@ -28,12 +28,13 @@ QString QuietDesktop::recordPath() const {
 void QuietDesktop::silence() {
     if (m_session)
         return;
-    m_session = true;
     m_changed = false;
     // Looked up again for each session: the user may have changed servers since the last.
     m_backend = findDoNotDisturb(m_bus);
+    // At login the notification server may start after us: the next refresh asks again.
     if (!m_backend)
         return;
+    m_session = true;
     // A do-not-disturb the user already had on is theirs: left alone now and afterwards.
     if (m_backend->isOn().value_or(true))
         return;

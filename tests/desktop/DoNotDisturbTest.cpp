@@ -314,20 +314,40 @@ INSTANTIATE_TEST_SUITE_P(Servers, DoNotDisturbTest,
                              return name.substr(0, name.find_first_of(" -"));
                          });
 
-TEST(DoNotDisturb, WithoutANotificationServerNothingChangesAndTheToggleSaysWhy) {
+// Without a server nothing changes and the toggle says why; a server that starts later (at
+// login, after us) is silenced on the next refresh of the same block.
+TEST(DoNotDisturb, WithoutANotificationServerNothingChangesUntilOneStarts) {
     test::NotificationSession session;
     ASSERT_NO_FATAL_FAILURE(session.start(false));
-    QDBusConnection bus =
-        QDBusConnection::connectToBus(QString::fromLatin1(session.address()), u"bare"_s);
+    const QString address = QString::fromLatin1(session.address());
+    QDBusConnection bus = QDBusConnection::connectToBus(address, u"bare"_s);
     test::TempDataDir folder;
-    {
-        QuietDesktop quiet(folder.path(), bus);
-        quiet.silence();
-        EXPECT_FALSE(quiet.isSilenced());
-        EXPECT_FALSE(folder.exists(QString(QuietDesktop::recordName)));
-    }
+    QuietDesktop quiet(folder.path(), bus);
+    quiet.silence();
+    EXPECT_FALSE(quiet.isSilenced());
+    EXPECT_FALSE(folder.exists(QString(QuietDesktop::recordName)));
     EXPECT_EQ(doNotDisturbProblemText(bus),
               u"This desktop offers no way to silence notifications."_s);
+
+    QThread thread;
+    StandInServer server(u"Plasma"_s);
+    server.moveToThread(&thread);
+    thread.start();
+    QDBusConnection serverBus = QDBusConnection::connectToBus(address, u"late-server"_s);
+    ASSERT_TRUE(serverBus.registerObject(u"/org/freedesktop/Notifications"_s, &server,
+                                         QDBusConnection::ExportAllSlots |
+                                             QDBusConnection::ExportAllProperties));
+    ASSERT_TRUE(serverBus.registerService(u"org.freedesktop.Notifications"_s));
+    quiet.silence();
+    EXPECT_TRUE(server.inhibited());
+    EXPECT_EQ(doNotDisturbProblemText(bus), QString());
+    quiet.restore();
+    EXPECT_FALSE(server.inhibited());
+
+    serverBus.unregisterObject(u"/org/freedesktop/Notifications"_s);
+    QDBusConnection::disconnectFromBus(u"late-server"_s);
+    thread.quit();
+    thread.wait();
     QDBusConnection::disconnectFromBus(u"bare"_s);
 }
 

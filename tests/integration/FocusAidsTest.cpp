@@ -49,10 +49,10 @@ struct Program : test::FakeTimeProgram {
         EXPECT_TRUE(start(m_env, QStringLiteral(QUILLMERE_BINARY),
                           QStringLiteral("@2024-03-04 ") + fakeStart, QProcess::ForwardedChannels));
     }
-    // As a crash or a power cut ends it: nothing of the program runs after this.
-    void killHard() {
-        ::kill(-static_cast<pid_t>(process().processId()), SIGKILL);
-        process().waitForFinished(5000);
+    // SIGKILL ends it as a crash or a power cut does: nothing of the program runs after it.
+    void endWith(int signal) {
+        ::kill(-static_cast<pid_t>(process().processId()), signal);
+        EXPECT_TRUE(process().waitForFinished(5000)) << "still running after signal " << signal;
     }
 
     test::TempDataDir m_home;
@@ -266,8 +266,9 @@ TEST(FocusAidsEndToEnd, AReminderStaysUpItsTimeThroughHeartbeatsAndBoundaries) {
 }
 
 // The desktop's do-not-disturb (here dunst's pause, as `dunstctl` reports it) is on during deep
-// work with the setting on, and is as the user had it after the block, after SIGTERM, and after
-// a SIGKILL once the program starts again. A pause the user made is theirs and stays.
+// work with the setting on, and is as the user had it after the block, after SIGTERM, SIGINT or
+// SIGHUP, and after a SIGKILL once the program starts again. A pause the user made is theirs and
+// stays.
 TEST(FocusAidsEndToEnd, DunstIsPausedDuringDeepWorkAndPutBackAfterEveryKindOfExit) {
     test::NotificationSession session;
     ASSERT_NO_FATAL_FAILURE(session.start());
@@ -292,18 +293,20 @@ TEST(FocusAidsEndToEnd, DunstIsPausedDuringDeepWorkAndPutBackAfterEveryKindOfExi
         std::function<void(Program&)> end;
     };
     const std::vector<Case> cases{
-        {"the block ends", false, u"10:59:40"_s,
-         [&](Program& p) { EXPECT_TRUE(waitFor([&] { return p.elapsed() > 22000; }, 30000)); }},
+        {"the block ends", false, u"10:59:30"_s,
+         [&](Program& p) { EXPECT_TRUE(waitFor([&] { return p.elapsed() > 32000; }, 40000)); }},
         {"SIGTERM", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.terminate()); }},
         {"SIGKILL, then the next start", false, u"10:30:00"_s,
          [&](Program& p) {
-             p.killHard();
+             p.endWith(SIGKILL);
              EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
              EXPECT_TRUE(p.m_home.exists(u"Quillmere/do-not-disturb.json"_s));
              p.startAt(u"11:30:00"_s);
              EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
              EXPECT_FALSE(p.m_home.exists(u"Quillmere/do-not-disturb.json"_s));
          }},
+        {"SIGINT", false, u"10:30:00"_s, [](Program& p) { p.endWith(SIGINT); }},
+        {"SIGHUP", false, u"10:30:00"_s, [](Program& p) { p.endWith(SIGHUP); }},
         {"SIGTERM with the user's own pause", true, u"10:30:00"_s,
          [](Program& p) { EXPECT_TRUE(p.terminate()); }},
     };
