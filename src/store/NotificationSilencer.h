@@ -8,8 +8,9 @@ class NotificationSilencer {
 public:
     virtual ~NotificationSilencer() = default;
 
-    // Quiet from now on. The first call after a restore() notes how the desktop was; later calls
-    // change nothing, so a do-not-disturb the user turns off meanwhile stays off.
+    // Quiet from now on. The first call after a restore() that finds a server notes how the
+    // desktop was; later calls change nothing, so a do-not-disturb the user turns off meanwhile
+    // stays off.
     virtual void silence() = 0;
     // Puts the desktop back as silence() found it; nothing when silence() changed nothing.
     virtual void restore() = 0;
