@@ -48,15 +48,20 @@ struct Program : test::FakeTimeProgram {
     void startAt(const QString& fakeStart) {
         EXPECT_TRUE(start(m_env, QStringLiteral(QUILLMERE_BINARY),
                           QStringLiteral("@2024-03-04 ") + fakeStart, QProcess::ForwardedChannels));
+        m_pid = static_cast<pid_t>(process().processId());
     }
     // SIGKILL ends it as a crash or a power cut does: nothing of the program runs after it.
     void endWith(int signal) {
-        ::kill(-static_cast<pid_t>(process().processId()), signal);
-        EXPECT_TRUE(process().waitForFinished(5000)) << "still running after signal " << signal;
+        // Never kill(0, …): that would be the test's own process group.
+        ASSERT_GT(m_pid, 0);
+        ::kill(-m_pid, signal);
+        EXPECT_TRUE(process().state() == QProcess::NotRunning || process().waitForFinished(5000))
+            << "still running after signal " << signal;
     }
 
     test::TempDataDir m_home;
     QProcessEnvironment m_env;
+    pid_t m_pid = 0;
 };
 
 WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
