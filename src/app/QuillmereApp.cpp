@@ -2,6 +2,7 @@
 
 #include "app/ScheduleView.h"
 #include "app/ShellFocusAids.h"
+#include "desktop/QuietDesktop.h"
 #include "stats/StatsLauncher.h"
 #include "store/BlockStore.h"
 
@@ -31,6 +32,10 @@ void QuillmereApp::start(int trayGraceMs) {
         [this] { return m_shell.iconGeometry(); });
     m_store = std::make_unique<BlockStore>(m_clock, *m_aids, m_folder);
     m_stats = std::make_unique<StatsLauncher>(*m_store, m_clock);
+    // Made at every start, whatever the setting, so that a desktop left silenced by a crash is
+    // put back.
+    m_quiet = std::make_unique<QuietDesktop>(m_store->folder());
+    attachSilencer(*m_aids, *m_quiet);
     m_shell.setCurrentKind(m_store->currentKind());
     connect(m_store.get(), &BlockStore::currentKindChanged, this,
             [this](std::optional<WorkKind> kind) { m_shell.setCurrentKind(kind); });

@@ -15,6 +15,7 @@ namespace quillmere {
 
 class BlockStore;
 class FocusAids;
+class QuietDesktop;
 class StatsLauncher;
 
 // The composition root: one clock, the focus aids, one store for the life of the process, the
@@ -50,6 +51,8 @@ private:
     AppClock m_clock;
     std::optional<QString> m_folder;
     TrayShell m_shell;
+    // Outlives the aids that use it; going, it puts the desktop's do-not-disturb back.
+    std::unique_ptr<QuietDesktop> m_quiet;
     std::unique_ptr<FocusAids> m_aids;
     std::unique_ptr<BlockStore> m_store;
     TrayHostWaiter m_waiter;

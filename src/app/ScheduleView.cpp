@@ -1,5 +1,6 @@
 #include "app/ScheduleView.h"
 
+#include "desktop/QuietDesktop.h"
 #include "desktop/StartAtLogin.h"
 #include "focus/BannerWatchStatus.h"
 #include "model/AppClock.h"
@@ -437,9 +438,12 @@ void ScheduleView::buildMenus() {
     m_chimes = toggle(QStringLiteral("Chimes"), &Settings::chimesEnabled);
     m_nudges = toggle(QStringLiteral("Focus Nudges"), &Settings::nudgesEnabled);
     // Says so when notification banners cannot be watched on this desktop.
-    connect(m_optionsMenu, &QMenu::aboutToShow, this,
-            [this] { m_nudges->setToolTip(bannerWatch::problemText()); });
+    connect(m_optionsMenu, &QMenu::aboutToShow, this, [this] {
+        m_nudges->setToolTip(bannerWatch::problemText());
+        m_silence->setToolTip(doNotDisturbProblemText());
+    });
     m_reminders = toggle(QStringLiteral("Upcoming Reminders"), &Settings::remindersEnabled);
+    m_silence = toggle(QStringLiteral("Silence Notifications"), &Settings::silenceNotifications);
 
     m_noiseMenu = m_optionsMenu->addMenu(QStringLiteral("Deep Work Noise"));
     m_noiseChoice = new QActionGroup(this);
@@ -695,6 +699,7 @@ void ScheduleView::refreshMenus() {
     m_chimes->setChecked(s.chimesEnabled);
     m_nudges->setChecked(s.nudgesEnabled);
     m_reminders->setChecked(s.remindersEnabled);
+    m_silence->setChecked(s.silenceNotifications);
     for (QAction* a : m_noiseChoice->actions())
         a->setChecked(a->data().toInt() == static_cast<int>(s.deepWorkNoise));
     const bool wasRefreshing = std::exchange(m_refreshing, true);

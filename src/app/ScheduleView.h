@@ -110,6 +110,7 @@ private:
     QAction* m_chimes = nullptr;
     QAction* m_nudges = nullptr;
     QAction* m_reminders = nullptr;
+    QAction* m_silence = nullptr;
     QActionGroup* m_noiseChoice = nullptr;
     QAction* m_startAtLogin = nullptr;
     VolumePopup* m_volume = nullptr;

@@ -12,4 +12,9 @@ std::unique_ptr<FocusAids> makeFocusAids(const WallClock& clock, ToolTipSink too
     return aids;
 }
 
+void attachSilencer(FocusAids& aids, NotificationSilencer& silencer) {
+    // Only the aids made by makeFocusAids() reach here.
+    static_cast<RealFocusAids&>(aids).setSilencer(&silencer);
+}
+
 } // namespace quillmere

@@ -10,6 +10,7 @@
 
 namespace quillmere {
 
+class NotificationSilencer;
 class WallClock;
 
 // The focus aids as the shell wires them: the tooltip goes to the tray icon, and cards hang
@@ -19,5 +20,7 @@ using IconAnchorProvider = std::function<std::optional<QRect>()>;
 
 std::unique_ptr<FocusAids> makeFocusAids(const WallClock& clock, ToolTipSink toolTips,
                                          IconAnchorProvider anchor);
+// The do-not-disturb controller, which lives longer than the aids made above.
+void attachSilencer(FocusAids& aids, NotificationSilencer& silencer);
 
 } // namespace quillmere

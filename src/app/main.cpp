@@ -1,6 +1,7 @@
 #include "app/CommandClient.h"
 #include "app/CommandLine.h"
 #include "app/QuillmereApp.h"
+#include "app/QuitSignals.h"
 #include "app/SingleInstance.h"
 #include "desktop/ApplicationId.h"
 #include "desktop/DBusService.h"
@@ -57,6 +58,7 @@ int main(int argc, char** argv) {
     if (!instance.tryBecomePrimary())
         return quillmere::askRunningToOpen() || instance.askPrimaryToOpen() ? 0 : 1;
 
+    quillmere::QuitSignals quitSignals;
     quillmere::SystemWallClock wallClock;
     quillmere::QuillmereApp quillmere(wallClock);
     QObject::connect(&instance, &quillmere::SingleInstance::openRequested, &quillmere,

@@ -23,6 +23,12 @@ public:
         for (const auto& source : m_sources)
             source->setWatching(watching);
     }
+    QStringList takeArrivals() override {
+        QStringList all;
+        for (const auto& source : m_sources)
+            all += source->takeArrivals();
+        return all;
+    }
 
 private:
     std::vector<std::unique_ptr<BannerSource>> m_sources;

@@ -267,6 +267,19 @@ void NotificationMonitor::listen(DBusConnection* connection) {
     }
 }
 
+QStringList NotificationMonitor::takeArrivals() {
+    const std::lock_guard lock(m_mutex);
+    return std::exchange(m_arrivals, {});
+}
+
+// Called with m_mutex held. Nobody collects while no block runs, so the list is kept short.
+void NotificationMonitor::noteArrival(const QString& application) {
+    constexpr qsizetype kept = 256;
+    if (m_arrivals.size() >= kept)
+        m_arrivals.removeFirst();
+    m_arrivals.append(application);
+}
+
 void NotificationMonitor::handle(DBusMessage* message) {
     const auto now = BannerLedger::Clock::now();
     const int type = dbus_message_get_type(message);
@@ -279,11 +292,19 @@ void NotificationMonitor::handle(DBusMessage* message) {
             m_ledger.notifyRequested(sender ? sender : "", dbus_message_get_serial(message),
                                      replaces.value_or(0), timeout.value_or(-1),
                                      criticalUrgency(message), now);
+            // A replacement updates a notification already counted.
+            if (replaces.value_or(0) == 0)
+                noteArrival(
+                    QString::fromStdString(stringArgument(message, 0).value_or(std::string())));
         } else if (is(message, freedesktopInterface, "CloseNotification")) {
             m_ledger.closed(basicArgument<dbus_uint32_t>(message, 0, DBUS_TYPE_UINT32).value_or(0));
         } else if (is(message, gtkInterface, "AddNotification")) {
-            if (const std::string key = gtkKey(message); !key.empty())
+            if (const std::string key = gtkKey(message); !key.empty()) {
                 m_ledger.gtkAdded(key, now);
+                // GNOME applications name themselves by their application id.
+                noteArrival(
+                    QString::fromStdString(stringArgument(message, 0).value_or(std::string())));
+            }
         } else if (is(message, gtkInterface, "RemoveNotification")) {
             if (const std::string key = gtkKey(message); !key.empty())
                 m_ledger.gtkRemoved(key);

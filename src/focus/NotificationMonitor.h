@@ -36,6 +36,7 @@ public:
 
     bool bannerPresent() override;
     void setWatching(bool watching) override;
+    QStringList takeArrivals() override;
     // True once the bus accepted us as a monitor, until the connection ends.
     bool isMonitoring() const { return m_state.load() == bannerWatch::BusState::monitoring; }
     bannerWatch::BusState state() const { return m_state.load(); }
@@ -45,6 +46,7 @@ private:
     DBusConnection* becomeMonitor(const QByteArray& address, bool& refused);
     void listen(DBusConnection* connection);
     void handle(DBusMessage* message);
+    void noteArrival(const QString& application);
     void report(bannerWatch::BusState state);
     // Waits for the retry time, or for ever while nobody watches; false when told to finish.
     bool waitToRetry();
@@ -53,7 +55,8 @@ private:
     BusFinder m_findBus;
     std::chrono::milliseconds m_retry;
     std::mutex m_mutex;
-    BannerLedger m_ledger; // guarded by m_mutex
+    BannerLedger m_ledger;  // guarded by m_mutex
+    QStringList m_arrivals; // guarded by m_mutex
     std::atomic<bannerWatch::BusState> m_state{bannerWatch::BusState::untried};
     std::atomic<bool> m_watching{true};
     std::atomic<bool> m_finish{false};

@@ -26,4 +26,17 @@ QString reminderDetail(const WorkBlock& block) {
     return block.title % QStringLiteral("  ·  ") % range;
 }
 
+QString digestDetail(const QStringList& applications) {
+    const auto count = applications.size();
+    QString text = QString::number(count) + (count == 1 ? QStringLiteral(" notification")
+                                                        : QStringLiteral(" notifications"));
+    QStringList names;
+    for (const QString& name : applications)
+        if (!name.trimmed().isEmpty() && !names.contains(name.trimmed()))
+            names.append(name.trimmed());
+    if (!names.isEmpty())
+        text += QStringLiteral(" · ") + names.join(QStringLiteral(", "));
+    return text;
+}
+
 } // namespace quillmere::nudgeTexts

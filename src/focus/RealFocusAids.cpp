@@ -6,8 +6,11 @@
 #include "focus/FocusNudge.h"
 #include "focus/NoisePlayer.h"
 #include "focus/NotificationMonitor.h"
+#include "focus/NudgeTexts.h"
 #include "focus/ReminderNudge.h"
 #include "focus/X11NotificationWindows.h"
+
+#include "ui/KindColors.h"
 
 #include <QGuiApplication>
 
@@ -21,6 +24,25 @@ std::unique_ptr<BannerSource> makeBannerSource() {
         sources.push_back(std::make_unique<X11NotificationWindows>());
     return std::make_unique<AnyBannerSource>(std::move(sources));
 }
+
+// While the desktop holds banners back none appears, whatever the bus carries: the requests
+// still pass, but the server shows nothing, so nothing can interrupt.
+class UnlessSilenced final : public BannerSource {
+public:
+    // Holds the aids' own pointer, which the shell may set after the source is made.
+    UnlessSilenced(std::unique_ptr<BannerSource> inner, NotificationSilencer* const& silencer)
+        : m_inner(std::move(inner)), m_silencer(silencer) {}
+    bool bannerPresent() override {
+        // The desktop is asked only when there is a banner to judge.
+        return m_inner->bannerPresent() && !(m_silencer && m_silencer->isSilenced());
+    }
+    void setWatching(bool watching) override { m_inner->setWatching(watching); }
+    QStringList takeArrivals() override { return m_inner->takeArrivals(); }
+
+private:
+    std::unique_ptr<BannerSource> m_inner;
+    NotificationSilencer* const& m_silencer;
+};
 } // namespace
 
 RealFocusAids::RealFocusAids(const WallClock& clock, BannerSourceFactory banners)
@@ -61,13 +83,19 @@ NudgeCard& RealFocusAids::card() {
     return *m_card;
 }
 
-FocusNudge& RealFocusAids::nudge() {
-    if (!m_nudge) {
-        m_banners = m_bannerFactory ? m_bannerFactory() : nullptr;
-        if (!m_banners)
-            m_banners = makeBannerSource();
-        m_nudge = std::make_unique<FocusNudge>(card(), *m_banners, m_clock);
+BannerSource& RealFocusAids::banners() {
+    if (!m_banners) {
+        auto source = m_bannerFactory ? m_bannerFactory() : nullptr;
+        if (!source)
+            source = makeBannerSource();
+        m_banners = std::make_unique<UnlessSilenced>(std::move(source), m_silencer);
     }
+    return *m_banners;
+}
+
+FocusNudge& RealFocusAids::nudge() {
+    if (!m_nudge)
+        m_nudge = std::make_unique<FocusNudge>(card(), banners(), m_clock);
     return *m_nudge;
 }
 
@@ -91,6 +119,33 @@ void RealFocusAids::offerReminder(const WorkBlock& block, Minutes now) {
 void RealFocusAids::setToolTip(const std::optional<QString>& text) {
     if (m_toolTipSink)
         m_toolTipSink(text);
+}
+
+void RealFocusAids::silenceNotifications(const WorkBlock& block) {
+    if (!m_silencer)
+        return;
+    if (!m_silencedBlock) {
+        // Only what arrives from now on is held back by this silence.
+        banners().takeArrivals();
+        m_heldBack = false;
+    }
+    m_silencedBlock = block;
+    m_silencer->silence();
+    m_heldBack = m_heldBack || m_silencer->isSilenced();
+}
+
+// What arrived while banners were held back is told in one card once the block is over.
+void RealFocusAids::endSilence() {
+    if (!m_silencer)
+        return;
+    m_silencer->restore();
+    const std::optional<WorkBlock> block = std::exchange(m_silencedBlock, std::nullopt);
+    if (!block || !m_heldBack || !m_banners)
+        return;
+    const QStringList arrivals = m_banners->takeArrivals();
+    if (!arrivals.isEmpty())
+        card().show(nudgeTexts::whileYouFocused, nudgeTexts::digestDetail(arrivals),
+                    ui::kindColor(block->kind), FocusNudge::nudgeSeconds);
 }
 
 void RealFocusAids::setAnchorProvider(NudgeCard::AnchorProvider provider) {

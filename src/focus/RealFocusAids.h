@@ -2,6 +2,7 @@
 
 #include "focus/NudgeCard.h"
 #include "store/FocusAids.h"
+#include "store/NotificationSilencer.h"
 
 #include <QRect>
 
@@ -37,10 +38,14 @@ public:
     void stopWatchingBanners() override;
     void offerReminder(const WorkBlock& block, Minutes now) override;
     void setToolTip(const std::optional<QString>& text) override;
+    void silenceNotifications(const WorkBlock& block) override;
+    void endSilence() override;
 
     // The shell shows the tooltip on its tray icon and tells the card where that icon is.
     void setToolTipSink(ToolTipSink sink) { m_toolTipSink = std::move(sink); }
     void setAnchorProvider(NudgeCard::AnchorProvider provider);
+    // The desktop's do-not-disturb, owned by the shell (which outlives these aids).
+    void setSilencer(NotificationSilencer* silencer) { m_silencer = silencer; }
 
     // What has been made so far, for the shell and tests; nothing is made by asking.
     NoisePlayer* noisePlayer() const { return m_noise.get(); }
@@ -49,12 +54,17 @@ public:
 
 private:
     NudgeCard& card();
+    BannerSource& banners();
     FocusNudge& nudge();
 
     const WallClock& m_clock;
     BannerSourceFactory m_bannerFactory;
     ToolTipSink m_toolTipSink;
     NudgeCard::AnchorProvider m_anchor;
+    NotificationSilencer* m_silencer = nullptr;
+    // The deep block of the silence under way, and whether notifications were held back in it.
+    std::optional<WorkBlock> m_silencedBlock;
+    bool m_heldBack = false;
     std::unique_ptr<NoisePlayer> m_noise;
     std::unique_ptr<ChimePlayer> m_chimes;
     std::unique_ptr<NudgeCard> m_card;

@@ -27,6 +27,7 @@ constexpr QLatin1StringView nudgesEnabled("nudgesEnabled");
 constexpr QLatin1StringView pinned("pinned");
 constexpr QLatin1StringView remindersEnabled("remindersEnabled");
 constexpr QLatin1StringView repeatRuleID("repeatRuleID");
+constexpr QLatin1StringView silenceNotifications("silenceNotifications");
 constexpr QLatin1StringView startMinutes("startMinutes");
 constexpr QLatin1StringView title("title");
 constexpr QLatin1StringView weekdays("weekdays");
@@ -254,6 +255,7 @@ QJsonObject encode(const Settings& settings) {
     o.insert(key::noiseVolume, settings.noiseVolume);
     o.insert(key::nudgesEnabled, settings.nudgesEnabled);
     o.insert(key::remindersEnabled, settings.remindersEnabled);
+    o.insert(key::silenceNotifications, settings.silenceNotifications);
     return o;
 }
 
@@ -331,7 +333,13 @@ template <> std::optional<Settings> decode<Settings>(const QJsonValue& value) {
     const auto reminders = boolValue(o.value(key::remindersEnabled));
     if (!chimes || !noise || !volume || !nudges || !reminders)
         return std::nullopt;
-    return Settings{*chimes, *noise, *volume, *nudges, *reminders};
+    Settings settings{*chimes, *noise, *volume, *nudges, *reminders};
+    // Keys added later are optional: missing or null keeps the default, anything else must fit.
+    std::optional<bool> silence;
+    if (!readOptional(o, key::silenceNotifications, boolValue, silence))
+        return std::nullopt;
+    settings.silenceNotifications = silence.value_or(settings.silenceNotifications);
+    return settings;
 }
 
 QByteArray encodeStateFile(const QJsonValue& value) {

@@ -22,6 +22,9 @@ struct Settings {
     double noiseVolume = 0.1;
     bool nudgesEnabled = true;
     bool remindersEnabled = true;
+    // Beyond the first five, which older files always hold: optional in the file, so a file
+    // without it reads as before.
+    bool silenceNotifications = false;
 
     bool operator==(const Settings&) const = default;
 };

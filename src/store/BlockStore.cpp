@@ -527,7 +527,10 @@ void BlockStore::refreshBlock() {
     updateNoise();
     updateChime(
         firstWhere([](const WorkBlock& b) { return FocusDriving::chimes(b.kind).has_value(); }));
-    updateNudge(firstWhere([](const WorkBlock& b) { return FocusDriving::isNudgeKind(b.kind); }));
+    const auto nudgeBlock =
+        firstWhere([](const WorkBlock& b) { return FocusDriving::isNudgeKind(b.kind); });
+    updateNudge(nudgeBlock);
+    updateSilence(nudgeBlock);
     updateReminder(minute);
     recordConfirmedBlocks();
     scheduleBoundaryRefresh(minute);
@@ -605,6 +608,15 @@ void BlockStore::updateNudge(const std::optional<WorkBlock>& active) {
         m_aids.watchBanners(*active);
     else
         m_aids.stopWatchingBanners();
+}
+
+// Notifications are held back during the same work the banner nudge guards; a new day, a deleted
+// block or the setting turned off all arrive here as a refresh without such a block.
+void BlockStore::updateSilence(const std::optional<WorkBlock>& active) {
+    if (m_settings.silenceNotifications && active)
+        m_aids.silenceNotifications(*active);
+    else
+        m_aids.endSilence();
 }
 
 void BlockStore::updateReminder(Minutes minute) {

@@ -140,6 +140,7 @@ private:
     void updateNoise();
     void updateChime(const std::optional<WorkBlock>& active);
     void updateNudge(const std::optional<WorkBlock>& active);
+    void updateSilence(const std::optional<WorkBlock>& active);
     void updateReminder(Minutes now);
     QDateTime now() const;
 

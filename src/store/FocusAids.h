@@ -30,6 +30,12 @@ public:
     virtual void offerReminder(const WorkBlock& block, Minutes now) = 0;
     // The tray icon's tooltip; nothing clears it.
     virtual void setToolTip(const std::optional<QString>& text) = 0;
+    // Holds the desktop's notifications back for this running deep block (called on every
+    // refresh while it runs); aids that cannot do so ignore it.
+    virtual void silenceNotifications(const WorkBlock&) {}
+    // Deep work is over (or silencing was turned off): the desktop goes back to how the user had
+    // it. Called on every refresh outside silenced deep work.
+    virtual void endSilence() {}
 };
 
 // For a store that has nobody to tell (benchmarks, tools).

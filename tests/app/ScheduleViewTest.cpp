@@ -228,6 +228,9 @@ TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
     build();
     choose(QStringLiteral("Upcoming Reminders"));
     EXPECT_FALSE(store->settings().remindersEnabled);
+    choose(QStringLiteral("Silence Notifications"));
+    EXPECT_TRUE(store->settings().silenceNotifications);
+    EXPECT_TRUE(action(view.get(), QStringLiteral("Silence Notifications"))->isChecked());
     choose(QStringLiteral("Off"));
     EXPECT_EQ(store->settings().deepWorkNoise, DeepWorkNoise::off);
     EXPECT_FALSE(action(view.get(), QStringLiteral("Brown Noise"))->isChecked());

@@ -33,6 +33,7 @@ const QStringList optionsItems{
     QStringLiteral("Chimes"),
     QStringLiteral("Focus Nudges"),
     QStringLiteral("Upcoming Reminders"),
+    QStringLiteral("Silence Notifications"),
     QStringLiteral("Deep Work Noise"),
     QStringLiteral("Statistics…"),
     QStringLiteral("Clear Today's Blocks"),

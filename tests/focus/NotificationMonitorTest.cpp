@@ -256,14 +256,16 @@ TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
     // The server's own timeout ends the first banner.
     QElapsedTimer sinceSent;
     sinceSent.start();
-    send({QStringLiteral("-t"), QStringLiteral("1500"), QStringLiteral("hello")});
+    send({QStringLiteral("-a"), QStringLiteral("Mail"), QStringLiteral("-t"),
+          QStringLiteral("1500"), QStringLiteral("hello")});
     EXPECT_TRUE(QTest::qWaitFor([&] { return monitor->bannerPresent(); }, 20000));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !any.bannerPresent(); }, 20000));
     EXPECT_GT(sinceSent.elapsed(), 1000);
 
     // A long banner closed early goes at once: the monitor learnt the id the server gave it.
-    const QByteArray id = send({QStringLiteral("-p"), QStringLiteral("-t"), QStringLiteral("60000"),
-                                QStringLiteral("a long one")});
+    const QByteArray id =
+        send({QStringLiteral("-a"), QStringLiteral("Chat"), QStringLiteral("-p"),
+              QStringLiteral("-t"), QStringLiteral("60000"), QStringLiteral("a long one")});
     ASSERT_FALSE(id.isEmpty());
     EXPECT_TRUE(QTest::qWaitFor([&] { return monitor->bannerPresent(); }, 20000));
     session.run(QStringLiteral("dbus-send"),
@@ -287,6 +289,13 @@ TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
     EXPECT_TRUE(stillUp || sinceSent.elapsed() > 11500);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !any.bannerPresent(); }, 30000));
     EXPECT_GT(sinceSent.elapsed(), 11000);
+
+    // Each request counted once, under the application that made it, for the card after a
+    // silenced block.
+    const QStringList arrivals = any.takeArrivals();
+    ASSERT_EQ(arrivals.size(), 3);
+    EXPECT_EQ(arrivals.mid(0, 2), (QStringList{QStringLiteral("Mail"), QStringLiteral("Chat")}));
+    EXPECT_TRUE(any.takeArrivals().isEmpty());
 
     // Watching never got the monitor thrown off the bus.
     EXPECT_TRUE(monitor->isMonitoring());

@@ -1,6 +1,7 @@
 #include "focus/BannerSource.h"
 #include "focus/FocusNudge.h"
 #include "focus/NudgeCard.h"
+#include "focus/NudgeTexts.h"
 #include "focus/NudgeView.h"
 #include "focus/RealFocusAids.h"
 #include "focus/ReminderNudge.h"
@@ -15,6 +16,7 @@
 
 using namespace quillmere;
 using quillmere::test::FakeWallClock;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -22,10 +24,26 @@ class ScriptedBanners final : public BannerSource {
 public:
     bool present = false;
     int asked = 0;
+    QStringList arrivals;
     bool bannerPresent() override {
         ++asked;
         return present;
     }
+    QStringList takeArrivals() override { return std::exchange(arrivals, {}); }
+};
+
+// A desktop whose do-not-disturb takes effect when asked, if it has one at all.
+class ScriptedSilencer final : public NotificationSilencer {
+public:
+    bool canSilence = true;
+    bool quiet = false;
+    int restores = 0;
+    void silence() override { quiet = canSilence; }
+    void restore() override {
+        ++restores;
+        quiet = false;
+    }
+    bool isSilenced() override { return quiet; }
 };
 
 WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& title = {}) {
@@ -202,4 +220,60 @@ TEST(RealFocusAids, MakesEachAidOnlyWhenNeededAndSharesOneCard) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return !card->panel()->isVisible(); }, 10000));
     aids.offerReminder(block(600, 30, WorkKind::deep), 595);
     EXPECT_EQ(card->panel()->x(), 312 - 140);
+}
+
+TEST(RealFocusAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
+    for (const auto& [applications, detail] :
+         {std::pair{QStringList{u"Mail"_s}, u"1 notification · Mail"_s},
+          std::pair{QStringList{u"Mail"_s, u" Chat"_s, u"Mail"_s},
+                    u"3 notifications · Mail, Chat"_s},
+          std::pair{QStringList{QString(), QString()}, u"2 notifications"_s}})
+        EXPECT_EQ(nudgeTexts::digestDetail(applications), detail);
+
+    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 30)));
+    ScriptedBanners* banners = nullptr;
+    RealFocusAids aids(clock, [&] {
+        auto source = std::make_unique<ScriptedBanners>();
+        banners = source.get();
+        return source;
+    });
+    ScriptedSilencer silencer;
+    aids.setSilencer(&silencer);
+    const WorkBlock deep = block(540, 60, WorkKind::deep, u"Write"_s);
+
+    // Whether the desktop could hold anything back decides whether a card follows.
+    for (bool canSilence : {true, false}) {
+        SCOPED_TRACE(canSilence);
+        silencer.canSilence = canSilence;
+        aids.watchBanners(deep);
+        ASSERT_NE(banners, nullptr);
+        banners->arrivals = {u"Before"_s}; // came before the block: not part of it
+        aids.silenceNotifications(deep);
+        banners->present = true;
+        banners->arrivals += {u"Mail"_s, u"Chat"_s, u"Mail"_s};
+        aids.focusNudge()->poll();
+        EXPECT_EQ(aids.nudgeCard()->model().title() == nudgeTexts::stayFocused, !canSilence);
+        banners->present = false;
+        aids.stopWatchingBanners();
+        forget(*aids.nudgeCard());
+        aids.endSilence();
+        if (canSilence) {
+            EXPECT_EQ(shown(*aids.nudgeCard()),
+                      u"While you focused|3 notifications · Mail, Chat"_s);
+            EXPECT_EQ(aids.nudgeCard()->model().accent(), ui::crimson());
+        } else {
+            EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
+        }
+        // Refreshes after the block tell nothing again.
+        forget(*aids.nudgeCard());
+        aids.endSilence();
+        EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
+        aids.nudgeCard()->dismiss();
+    }
+    // A quiet block in which nothing arrived ends without a card.
+    silencer.canSilence = true;
+    banners->arrivals = {u"Before"_s};
+    aids.silenceNotifications(deep);
+    aids.endSilence();
+    EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
 }

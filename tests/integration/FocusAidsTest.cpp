@@ -23,6 +23,7 @@
 #include <functional>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -38,12 +39,29 @@ struct Program : test::FakeTimeProgram {
         env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.path());
         env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.path());
         env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        EXPECT_TRUE(start(env, QStringLiteral(QUILLMERE_BINARY),
-                          QStringLiteral("@2024-03-04 ") + fakeStart, QProcess::ForwardedChannels));
+        m_env = env;
+        startAt(fakeStart);
     }
     ~Program() { terminate(); } // before its folder goes
 
+    // Again on the same folder, as the next login would.
+    void startAt(const QString& fakeStart) {
+        EXPECT_TRUE(start(m_env, QStringLiteral(QUILLMERE_BINARY),
+                          QStringLiteral("@2024-03-04 ") + fakeStart, QProcess::ForwardedChannels));
+        m_pid = static_cast<pid_t>(process().processId());
+    }
+    // SIGKILL ends it as a crash or a power cut does: nothing of the program runs after it.
+    void endWith(int signal) {
+        // Never kill(0, …): that would be the test's own process group.
+        ASSERT_GT(m_pid, 0);
+        ::kill(-m_pid, signal);
+        EXPECT_TRUE(process().state() == QProcess::NotRunning || process().waitForFinished(5000))
+            << "still running after signal " << signal;
+    }
+
     test::TempDataDir m_home;
+    QProcessEnvironment m_env;
+    pid_t m_pid = 0;
 };
 
 WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
@@ -250,4 +268,59 @@ TEST(FocusAidsEndToEnd, AReminderStaysUpItsTimeThroughHeartbeatsAndBoundaries) {
         ASSERT_TRUE(cardShown()) << "the reminder went after " << up.elapsed() << " ms";
     EXPECT_TRUE(waitFor([&] { return !cardShown(); }, 10000)) << "the reminder stayed";
     EXPECT_TRUE(program.running());
+}
+
+// The desktop's do-not-disturb (here dunst's pause, as `dunstctl` reports it) is on during deep
+// work with the setting on, and is as the user had it after the block, after SIGTERM, SIGINT or
+// SIGHUP, and after a SIGKILL once the program starts again. A pause the user made is theirs and
+// stays.
+TEST(FocusAidsEndToEnd, DunstIsPausedDuringDeepWorkAndPutBackAfterEveryKindOfExit) {
+    test::NotificationSession session;
+    ASSERT_NO_FATAL_FAILURE(session.start());
+    QProcessEnvironment env = session.environment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+    Settings quiet;
+    quiet.silenceNotifications = true;
+    quiet.deepWorkNoise = DeepWorkNoise::off;
+    auto paused = [&] { return session.run(QStringLiteral("dunstctl"), {u"is-paused"_s}); };
+    auto userPauses = [&](bool on) {
+        session.run(QStringLiteral("dunstctl"), {u"set-paused"_s, on ? u"true"_s : u"false"_s});
+    };
+    auto pausedWithin = [&](const char* state, int ms) {
+        return waitFor([&] { return paused() == state; }, ms);
+    };
+
+    struct Case {
+        const char* name;
+        bool userPaused;
+        QString start;
+        std::function<void(Program&)> end;
+    };
+    const std::vector<Case> cases{
+        {"the block ends", false, u"10:59:30"_s,
+         [&](Program& p) { EXPECT_TRUE(waitFor([&] { return p.elapsed() > 32000; }, 40000)); }},
+        {"SIGTERM", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.terminate()); }},
+        {"SIGKILL, then the next start", false, u"10:30:00"_s,
+         [&](Program& p) {
+             p.endWith(SIGKILL);
+             EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
+             EXPECT_TRUE(p.m_home.exists(u"Quillmere/do-not-disturb.json"_s));
+             p.startAt(u"11:30:00"_s);
+             EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
+             EXPECT_FALSE(p.m_home.exists(u"Quillmere/do-not-disturb.json"_s));
+         }},
+        {"SIGINT", false, u"10:30:00"_s, [](Program& p) { p.endWith(SIGINT); }},
+        {"SIGHUP", false, u"10:30:00"_s, [](Program& p) { p.endWith(SIGHUP); }},
+        {"SIGTERM with the user's own pause", true, u"10:30:00"_s,
+         [](Program& p) { EXPECT_TRUE(p.terminate()); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        userPauses(c.userPaused);
+        Program program(env, {deepBlock(QStringLiteral("Write"), 600, 60)}, quiet, c.start);
+        EXPECT_TRUE(pausedWithin("true", 20000)) << "not paused during the block";
+        c.end(program);
+        EXPECT_TRUE(pausedWithin(c.userPaused ? "true" : "false", 10000));
+    }
 }

@@ -62,7 +62,7 @@ TEST(JsonCodec, EveryRecordRoundTripsAndLeavesAbsentOptionalKeysOut) {
     const PlannedBlock unpinned{blockId, u"Inbox"_s, WorkKind::deep, 1000.5, {}};
     // Not pinned is kept apart from absent: unpinning takes the key out.
     const PlannedBlock pinnedFalse{blockId, u"Inbox"_s, WorkKind::deep, 1000.5, false};
-    const Settings custom{false, DeepWorkNoise::off, 0.35, true, false};
+    const Settings custom{false, DeepWorkNoise::off, 0.35, true, false, true};
     expectRoundTrip(sampleBlock(), 8);
     expectRoundTrip(bare, 6);
     expectRoundTrip(sampleRule(), 7);
@@ -70,7 +70,7 @@ TEST(JsonCodec, EveryRecordRoundTripsAndLeavesAbsentOptionalKeysOut) {
     expectRoundTrip(samplePlanned(), 5);
     expectRoundTrip(unpinned, 4);
     expectRoundTrip(pinnedFalse, 5);
-    expectRoundTrip(custom, 5);
+    expectRoundTrip(custom, 6);
 
     // Identifiers are written in the canonical upper-case form.
     const QJsonObject encoded = json::encode(sampleBlock());
@@ -97,6 +97,17 @@ TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysAreAccepted) {
         "startMinutes": 540, "durationMinutes": 15, "weekdays": [2, 2, 3, 9]})"));
     ASSERT_TRUE(rule);
     EXPECT_EQ(rule->weekdays, (Weekdays{2, 3, 9}));
+
+    // Files written before the later settings keys existed read as before, with their defaults.
+    for (const char* later : {"", R"(, "silenceNotifications": null)"}) {
+        const QByteArray text = QByteArray(R"({
+            "chimesEnabled": false, "deepWorkNoise": "off", "noiseVolume": 0.5,
+            "nudgesEnabled": true, "remindersEnabled": true)") +
+                                later + "}";
+        const auto settings = decode<Settings>(object(text.constData()));
+        ASSERT_TRUE(settings) << later;
+        EXPECT_EQ(*settings, (Settings{false, DeepWorkNoise::off, 0.5, true, true, false}));
+    }
 }
 
 TEST(JsonCodec, AnyOtherDeviationFailsTheRecord) {
@@ -125,8 +136,10 @@ TEST(JsonCodec, AnyOtherDeviationFailsTheRecord) {
                                   {"weekdays", QJsonArray{1e12}},
                                   {"lastStampedDay", 20240304}});
     expectRejected(samplePlanned(), {{"createdAt", out}, {"pinned", 1}});
-    expectRejected(Settings{},
-                   {{"noiseVolume", out}, {"deepWorkNoise", u"pink"_s}, {"chimesEnabled", 1}});
+    expectRejected(Settings{}, {{"noiseVolume", out},
+                                {"deepWorkNoise", u"pink"_s},
+                                {"chimesEnabled", 1},
+                                {"silenceNotifications", u"yes"_s}});
     EXPECT_FALSE(json::decodeSettingsFile(QByteArray("[]")));
 }
 

@@ -155,18 +155,27 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
     settings.deepWorkNoise = DeepWorkNoise::off;
     settings.nudgesEnabled = false;
     settings.chimesEnabled = false;
+    at(monday, QTime(9, 35), [&] {
+        Settings silenced = store->settings();
+        silenced.silenceNotifications = true;
+        store->setSettings(silenced);
+    });
     at(monday, QTime(9, 40), [&] { store->setSettings(settings); });
     at(monday, QTime(9, 50), [&] {
         settings.chimesEnabled = true;
         settings.noiseVolume = 0.5;
         settings.deepWorkNoise = DeepWorkNoise::brown;
+        settings.silenceNotifications = true;
         store->setSettings(settings);
     });
     runUntil(QDateTime(monday, QTime(10, 1)));
+    // Silencing follows the deep block even with the banner nudge off.
     EXPECT_EQ(aids.calls, (QStringList{QStringLiteral("noise 0.1"), QStringLiteral("watch Deep"),
-                                       QStringLiteral("noise off"), QStringLiteral("watch off"),
-                                       QStringLiteral("noise 0.5"), QStringLiteral("noise off"),
-                                       QStringLiteral("sound Glass")}));
+                                       QStringLiteral("silence Deep"), QStringLiteral("noise off"),
+                                       QStringLiteral("watch off"), QStringLiteral("silence off"),
+                                       QStringLiteral("noise 0.5"), QStringLiteral("silence Deep"),
+                                       QStringLiteral("noise off"), QStringLiteral("sound Glass"),
+                                       QStringLiteral("silence off")}));
 }
 
 TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {

@@ -31,6 +31,8 @@ public:
         calls << QStringLiteral("remind %1 at %2").arg(block.title).arg(now);
     }
     void setToolTip(const std::optional<QString>& text) override { toolTip = text; }
+    void silenceNotifications(const WorkBlock& block) override { note(u"silence " + block.title); }
+    void endSilence() override { note(QStringLiteral("silence off")); }
 
     // Only the changes of the folded states, and every sound and reminder.
     void note(const QString& state) {
