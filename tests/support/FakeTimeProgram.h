@@ -13,8 +13,8 @@
 
 namespace quillmere::test {
 
-// The real program started under `faketime`, which runs it as a child of its own: both live in
-// a process group of their own, so ending the group never leaves the program behind.
+// The real program started with a faked wall clock (libfaketime), in a process group of its own,
+// so ending the group never leaves anything of it behind.
 class FakeTimeProgram {
 public:
     FakeTimeProgram() = default;
@@ -22,7 +22,7 @@ public:
     FakeTimeProgram& operator=(const FakeTimeProgram&) = delete;
     ~FakeTimeProgram() { terminate(); }
 
-    // `fakeStart` is faketime's absolute form, for example "@2024-03-04 10:30:00".
+    // `fakeStart` is libfaketime's absolute form, for example "@2024-03-04 10:30:00".
     bool start(QProcessEnvironment env, const QString& binary, const QString& fakeStart,
                QProcess::ProcessChannelMode channels = QProcess::MergedChannels,
                const QStringList& args = {}) {
@@ -30,14 +30,22 @@ public:
         // The first start writes an autostart entry, which belongs in no real home folder.
         if (env.value(QStringLiteral("XDG_CONFIG_HOME")) == qEnvironmentVariable("XDG_CONFIG_HOME"))
             env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_config.path());
-        // faketime preloads its library ahead of all others, which a sanitized build must allow.
+        // libfaketime is preloaded ahead of all others, which a sanitized build must allow.
         env.insert(QStringLiteral("ASAN_OPTIONS"), env.value(QStringLiteral("ASAN_OPTIONS")) +
                                                        QStringLiteral(":verify_asan_link_order=0"));
-        m_process.setProcessEnvironment(env);
         m_process.setProcessChannelMode(channels);
         m_process.setChildProcessModifier([] { setpgid(0, 0); });
-        m_process.start(QStringLiteral("faketime"),
-                        QStringList{QStringLiteral("-f"), fakeStart, binary} + args);
+        // libfaketime preloaded straight into the program rather than through the `faketime`
+        // wrapper: the wrapper names a semaphore after its own process id and fails when a
+        // killed run left one behind under a reused id.
+        env.insert(QStringLiteral("FAKETIME"), fakeStart);
+        env.insert(QStringLiteral("LD_PRELOAD"),
+                   QStringLiteral(QUILLMERE_LIBFAKETIME) +
+                       (env.contains(QStringLiteral("LD_PRELOAD"))
+                            ? QLatin1Char(':') + env.value(QStringLiteral("LD_PRELOAD"))
+                            : QString()));
+        m_process.setProcessEnvironment(env);
+        m_process.start(binary, args);
         if (!m_process.waitForStarted(5000))
             return false;
         m_group = static_cast<pid_t>(m_process.processId());
