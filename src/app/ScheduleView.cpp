@@ -100,10 +100,12 @@ class SummaryChip final : public QWidget {
 public:
     SummaryChip(WorkKind kind, QWidget* parent) : QWidget(parent), m_kind(kind) {
         setToolTip(scheduledHelp(kind));
+        setAccessibleName(scheduledHelp(kind));
         setFont(ui::font(ui::TextStyle::caption));
     }
     void setMinutes(Minutes minutes) {
         m_text = TimeMath::durationString(minutes);
+        setAccessibleDescription(m_text);
         updateGeometry();
         update();
     }
@@ -413,6 +415,10 @@ QWidget* ScheduleView::buildHeader() {
     m_optionsButton = menuButton(QStringLiteral("ellipsis.circle"), header);
     m_addButton->setObjectName(QStringLiteral("add"));
     m_optionsButton->setObjectName(QStringLiteral("options"));
+    // Symbols only on screen; words for a screen reader.
+    m_addButton->setAccessibleName(QStringLiteral("Add"));
+    m_addButton->setAccessibleDescription(m_addButton->toolTip());
+    m_optionsButton->setAccessibleName(QStringLiteral("Options"));
     row->addWidget(m_addButton);
     row->addWidget(m_optionsButton);
     buildMenus();

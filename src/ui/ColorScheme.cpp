@@ -89,7 +89,7 @@ QPalette schemePalette(ColorScheme scheme) {
     const QColor base = dark ? QColor(0x1f, 0x1f, 0x1f) : QColor(0xff, 0xff, 0xff);
     const QColor button = dark ? QColor(0x3a, 0x3a, 0x3a) : QColor(0xf6, 0xf6, 0xf6);
     const QColor quiet = dark ? QColor(0xa8, 0xa8, 0xa8) : QColor(0x5f, 0x5f, 0x5f);
-    const QColor accent = dark ? QColor(0x3d, 0x86, 0xe0) : QColor(0x1f, 0x6b, 0xd1);
+    const QColor accent = dark ? QColor(0x2a, 0x6f, 0xd6) : QColor(0x1f, 0x6b, 0xd1);
 
     QPalette p(ink, button, button.lighter(dark ? 130 : 110), button.darker(dark ? 130 : 160),
                button.darker(dark ? 115 : 125), ink, Qt::white, base, window);

@@ -8,6 +8,8 @@
 #include "support/NotificationSession.h"
 #include "support/Widgets.h"
 
+#include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -162,6 +164,24 @@ TEST_F(ScheduleFixture, TheHeaderStaysLegibleAsTheDesktopSwitchesBetweenLightAnd
     }
     EXPECT_EQ(switched.size(), 4);
     QApplication::setPalette(platform);
+}
+
+TEST_F(ScheduleFixture, EveryButtonOfThePanelHasANameForAssistiveTechnology) {
+    build();
+    choose(QStringLiteral("Add Deep Work"));
+    ASSERT_TRUE(editor->isVisible());
+    int named = 0;
+    for (QAbstractButton* b : view->findChildren<QAbstractButton*>()) {
+        if (!b->isVisibleTo(view.get()))
+            continue;
+        QAccessibleInterface* a = QAccessible::queryAccessibleInterface(b);
+        ASSERT_NE(a, nullptr);
+        EXPECT_FALSE(a->text(QAccessible::Name).isEmpty())
+            << b->metaObject()->className() << " " << b->toolTip().toStdString();
+        ++named;
+    }
+    // The header's two, the kind segments, the steppers, seven days, delete and Save at least.
+    EXPECT_GE(named, 16);
 }
 
 TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
