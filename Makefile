@@ -64,10 +64,11 @@ bench: test-deps build
 	done
 	@echo; cat $(BUILD)/bench-figures.txt
 
-# The README's pictures: the panel for the sample data at 10:40 with one block open, and the
-# statistics window over a year of made-up work.
+# The README's pictures: the panel for the sample data at 10:40 with one block open, in light
+# and in dark, and the statistics window over a year of made-up work.
 snapshot: build
-	@$(BUILD)/bin/quillmere-snapshot docs/sample-data docs/panel.png 10:40 "Team sync"
+	@$(BUILD)/bin/quillmere-snapshot --scheme light docs/sample-data docs/panel-light.png 10:40 "Team sync"
+	@$(BUILD)/bin/quillmere-snapshot --scheme dark docs/sample-data docs/panel-dark.png 10:40 "Team sync"
 	@rm -rf $(BUILD)/sample-record
 	@$(BUILD)/bin/quillmere-sample-record $(BUILD)/sample-record 2026-03-12 >/dev/null
 	@$(BUILD)/bin/quillmere-snapshot --stats $(BUILD)/sample-record docs/stats.png 2026-03-12

@@ -113,12 +113,15 @@ KindSwatch::KindSwatch(QWidget* parent) : QAbstractButton(parent) {
     setFixedSize(14, 14);
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::NoFocus);
-    setToolTip(switchHelp(m_kind));
+    setKind(m_kind);
 }
 
 void KindSwatch::setKind(WorkKind kind) {
     m_kind = kind;
     setToolTip(switchHelp(kind));
+    // A colour alone says nothing to a screen reader: the kind is its name.
+    setAccessibleName(defaultTitle(kind));
+    setAccessibleDescription(toolTip());
     update();
 }
 

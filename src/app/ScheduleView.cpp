@@ -52,11 +52,15 @@ QFrame* divider(QWidget* parent) {
     return line;
 }
 
+// The name of the symbol a header button or menu entry shows; its icon is drawn again in the
+// text colour whenever the palette changes, so it stays visible in light and dark.
+constexpr char glyphProperty[] = "quillmereGlyph";
+
 QToolButton* menuButton(const QString& symbol, QWidget* parent) {
     auto* b = new QToolButton(parent);
     b->setAutoRaise(true);
     b->setPopupMode(QToolButton::InstantPopup);
-    b->setIcon(ui::Glyphs::icon(symbol, parent->palette().color(QPalette::WindowText)));
+    b->setProperty(glyphProperty, symbol);
     b->setIconSize(QSize(18, 18));
     b->setFocusPolicy(Qt::NoFocus);
     b->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; width: 0; }"));
@@ -97,10 +101,12 @@ class SummaryChip final : public QWidget {
 public:
     SummaryChip(WorkKind kind, QWidget* parent) : QWidget(parent), m_kind(kind) {
         setToolTip(scheduledHelp(kind));
+        setAccessibleName(scheduledHelp(kind));
         setFont(ui::font(ui::TextStyle::caption));
     }
     void setMinutes(Minutes minutes) {
         m_text = TimeMath::durationString(minutes);
+        setAccessibleDescription(m_text);
         updateGeometry();
         update();
     }
@@ -381,6 +387,7 @@ QWidget* ScheduleView::buildHeader() {
     auto* lines = new QVBoxLayout;
     lines->setSpacing(2);
     m_date = new QLabel(header);
+    m_date->setObjectName(QStringLiteral("date"));
     m_date->setFont(ui::font(ui::TextStyle::headline));
     lines->addWidget(m_date);
 
@@ -390,6 +397,7 @@ QWidget* ScheduleView::buildHeader() {
     summary->setSpacing(10);
     m_hint =
         ui::captionLabel(QStringLiteral("No blocks yet — drag on the timeline to add one"), header);
+    m_hint->setObjectName(QStringLiteral("hint"));
     m_deepChip = new SummaryChip(WorkKind::deep, header);
     m_shallowChip = new SummaryChip(WorkKind::shallow, header);
     summary->addWidget(m_hint);
@@ -406,6 +414,12 @@ QWidget* ScheduleView::buildHeader() {
     m_addButton = menuButton(QStringLiteral("plus.circle.fill"), header);
     m_addButton->setToolTip(QStringLiteral("Add a block (or drag on the timeline)"));
     m_optionsButton = menuButton(QStringLiteral("ellipsis.circle"), header);
+    m_addButton->setObjectName(QStringLiteral("add"));
+    m_optionsButton->setObjectName(QStringLiteral("options"));
+    // Symbols only on screen; words for a screen reader.
+    m_addButton->setAccessibleName(QStringLiteral("Add"));
+    m_addButton->setAccessibleDescription(m_addButton->toolTip());
+    m_optionsButton->setAccessibleName(QStringLiteral("Options"));
     row->addWidget(m_addButton);
     row->addWidget(m_optionsButton);
     buildMenus();
@@ -413,18 +427,19 @@ QWidget* ScheduleView::buildHeader() {
 }
 
 void ScheduleView::buildMenus() {
-    const QColor ink = palette().color(QPalette::WindowText);
     m_addMenu = new QMenu(this);
-    m_addMenu->addAction(ui::Glyphs::icon(QStringLiteral("circle.fill"), ink),
-                         QStringLiteral("Add Deep Work"), this,
-                         [this] { startDraft(WorkKind::deep); });
-    m_addMenu->addAction(ui::Glyphs::icon(QStringLiteral("circle"), ink),
-                         QStringLiteral("Add Shallow Work"), this,
-                         [this] { startDraft(WorkKind::shallow); });
+    m_addMenu
+        ->addAction(QStringLiteral("Add Deep Work"), this, [this] { startDraft(WorkKind::deep); })
+        ->setProperty(glyphProperty, QStringLiteral("circle.fill"));
+    m_addMenu
+        ->addAction(QStringLiteral("Add Shallow Work"), this,
+                    [this] { startDraft(WorkKind::shallow); })
+        ->setProperty(glyphProperty, QStringLiteral("circle"));
     m_addMenu->addSeparator();
-    m_addMenu->addAction(ui::Glyphs::icon(QStringLiteral("square.dashed"), ink),
-                         QStringLiteral("Plan a Block"), this, [this] { planABlock(); });
+    m_addMenu->addAction(QStringLiteral("Plan a Block"), this, [this] { planABlock(); })
+        ->setProperty(glyphProperty, QStringLiteral("square.dashed"));
     m_addButton->setMenu(m_addMenu);
+    paintGlyphs();
 
     m_optionsMenu = new QMenu(this);
     m_optionsMenu->setToolTipsVisible(true);
@@ -499,6 +514,22 @@ std::optional<WorkBlock> ScheduleView::selectedBlock() const {
 
 bool ScheduleView::isDraft(const WorkBlock& block) const {
     return !m_store.savedBlock(block.id).has_value();
+}
+
+void ScheduleView::paintGlyphs() {
+    const QColor ink = palette().color(QPalette::WindowText);
+    for (QToolButton* b : {m_addButton, m_optionsButton})
+        b->setIcon(ui::Glyphs::icon(b->property(glyphProperty).toString(), ink));
+    for (QAction* a : m_addMenu->actions()) {
+        if (const QString symbol = a->property(glyphProperty).toString(); !symbol.isEmpty())
+            a->setIcon(ui::Glyphs::icon(symbol, ink));
+    }
+}
+
+void ScheduleView::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::PaletteChange && m_addMenu)
+        paintGlyphs();
+    QWidget::changeEvent(event);
 }
 
 void ScheduleView::setSelectedID(const std::optional<QUuid>& id) {

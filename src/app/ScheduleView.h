@@ -72,7 +72,11 @@ public:
 Q_SIGNALS:
     void statisticsRequested();
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void paintGlyphs();
     QWidget* buildHeader();
     QWidget* buildBacklog();
     QWidget* buildTimeline(int dayFullMs);

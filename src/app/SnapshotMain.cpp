@@ -1,5 +1,5 @@
-// quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]
-// quillmere-snapshot --stats DATA_DIR OUT.png [YYYY-MM-DD]
+// quillmere-snapshot [--scheme light|dark] DATA_DIR OUT.png [HH:MM] [BLOCK]
+// quillmere-snapshot [--scheme light|dark] --stats DATA_DIR OUT.png [YYYY-MM-DD]
 //
 // Renders the panel offscreen as it looks for a data folder at a given local time today, with
 // BLOCK (a block's title or id) open in the editor if given. The folder is copied first, so
@@ -7,12 +7,15 @@
 //
 // With --stats it renders the statistics window for the folder as of the given day (today
 // unless given); that only reads the folder, so nothing is copied.
+//
+// --scheme renders in the program's own light or dark palette instead of the platform's.
 
 #include "app/ScheduleView.h"
 #include "model/AppClock.h"
 #include "model/TimeMath.h"
 #include "stats/StatsWindow.h"
 #include "store/BlockStore.h"
+#include "ui/ColorScheme.h"
 
 #include <QApplication>
 #include <QDir>
@@ -36,8 +39,9 @@ private:
 };
 
 int usage() {
-    std::fputs("usage: quillmere-snapshot DATA_DIR OUT.png [HH:MM] [BLOCK]\n"
-               "       quillmere-snapshot --stats DATA_DIR OUT.png [YYYY-MM-DD]\n",
+    std::fputs("usage: quillmere-snapshot [--scheme light|dark] DATA_DIR OUT.png [HH:MM] [BLOCK]\n"
+               "       quillmere-snapshot [--scheme light|dark] --stats DATA_DIR OUT.png "
+               "[YYYY-MM-DD]\n",
                stderr);
     return 2;
 }
@@ -96,7 +100,20 @@ int main(int argc, char** argv) {
     if (!qEnvironmentVariableIsSet("QT_SCALE_FACTOR"))
         qputenv("QT_SCALE_FACTOR", "2");
     QApplication app(argc, argv);
-    const QStringList args = QCoreApplication::arguments();
+    QStringList args = QCoreApplication::arguments();
+    if (args.size() > 1 && args[1] == QLatin1String("--scheme")) {
+        if (args.size() < 3)
+            return usage();
+        if (args[2] == QLatin1String("light"))
+            QGuiApplication::setPalette(
+                quillmere::ui::schemePalette(quillmere::ui::ColorScheme::light));
+        else if (args[2] == QLatin1String("dark"))
+            QGuiApplication::setPalette(
+                quillmere::ui::schemePalette(quillmere::ui::ColorScheme::dark));
+        else
+            return usage();
+        args.remove(1, 2);
+    }
     if (args.size() > 1 && args[1] == QLatin1String("--stats"))
         return snapshotStats(args);
     if (args.size() < 3 || args.size() > 5)

@@ -8,6 +8,7 @@
 #include <QPainterPath>
 #include <QPalette>
 #include <QPixmap>
+#include <QStandardPaths>
 
 #include <array>
 #include <cmath>
@@ -51,10 +52,25 @@ QImage render(Image image, int side, qreal devicePixelRatio, const QColor& outli
     return out;
 }
 
+QColor outlineColor(const QString& desktops, const QPalette& palette) {
+    for (const QString& desktop : desktops.split(u':', Qt::SkipEmptyParts)) {
+        if (desktop.compare(QLatin1String("GNOME"), Qt::CaseInsensitive) == 0)
+            return QColor(0xf2, 0xf2, 0xf2);
+    }
+    return palette.color(QPalette::Active, QPalette::WindowText);
+}
+
 namespace {
 
 QColor paletteOutline() {
-    return QGuiApplication::palette().color(QPalette::Active, QPalette::WindowText);
+    return outlineColor(qEnvironmentVariable("XDG_CURRENT_DESKTOP"), QGuiApplication::palette());
+}
+
+bool idleIconInstalled() {
+    return !QStandardPaths::locate(QStandardPaths::GenericDataLocation,
+                                   QStringLiteral("icons/hicolor/symbolic/apps/") + idleIconName +
+                                       QStringLiteral(".svg"))
+                .isEmpty();
 }
 
 class StatusIconEngine final : public QIconEngine {
@@ -75,6 +91,11 @@ public:
     QPixmap scaledPixmap(const QSize& size, QIcon::Mode, QIcon::State, qreal scale) override {
         const int side = std::min(size.width(), size.height());
         return QPixmap::fromImage(render(m_image, side, scale, paletteOutline()));
+    }
+
+    // Only the StatusNotifierItem tray reads the name; the pixmaps stay for hosts that ignore it.
+    QString iconName() override {
+        return m_image == Image::idle && idleIconInstalled() ? QString(idleIconName) : QString();
     }
 
     QIconEngine* clone() const override { return new StatusIconEngine(m_image); }

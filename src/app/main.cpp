@@ -7,6 +7,7 @@
 #include "desktop/DBusService.h"
 #include "desktop/StartAtLogin.h"
 #include "store/BlockStore.h"
+#include "ui/ColorScheme.h"
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -59,6 +60,8 @@ int main(int argc, char** argv) {
         return quillmere::askRunningToOpen() || instance.askPrimaryToOpen() ? 0 : 1;
 
     quillmere::QuitSignals quitSignals;
+    // Light or dark as the desktop prefers, switching live; in place before the first window.
+    quillmere::ui::ColorSchemeFollower scheme(QDBusConnection::sessionBus());
     quillmere::SystemWallClock wallClock;
     quillmere::QuillmereApp quillmere(wallClock);
     QObject::connect(&instance, &quillmere::SingleInstance::openRequested, &quillmere,

@@ -117,6 +117,9 @@ DayToggle::DayToggle(int day, QWidget* parent) : QAbstractButton(parent), m_day(
     setFocusPolicy(Qt::NoFocus);
     setFixedSize(daySize, daySize);
     setToolTip(editor::dayHelp(day, false));
+    // Read aloud the day, not its letter; the help says what a press does.
+    setAccessibleName(editor::weekdayName(day));
+    setAccessibleDescription(toolTip());
 }
 
 void DayToggle::setLook(bool chosen, bool conflicting, WorkKind kind) {
@@ -126,6 +129,9 @@ void DayToggle::setLook(bool chosen, bool conflicting, WorkKind kind) {
     m_conflicting = conflicting;
     m_kind = kind;
     setToolTip(editor::dayHelp(m_day, conflicting));
+    setAccessibleName(editor::weekdayName(m_day) +
+                      (chosen ? QStringLiteral(", repeating") : QString()));
+    setAccessibleDescription(toolTip());
     update();
 }
 
@@ -163,6 +169,8 @@ MinuteStepper::MinuteStepper(QWidget* parent)
     m_up->setArrowType(Qt::UpArrow);
     m_down->setObjectName(QStringLiteral("down"));
     m_up->setObjectName(QStringLiteral("up"));
+    m_down->setAccessibleName(QStringLiteral("A quarter hour less"));
+    m_up->setAccessibleName(QStringLiteral("A quarter hour more"));
     for (QToolButton* b : {m_down, m_up}) {
         b->setAutoRaise(true);
         b->setFixedSize(18, 16);
@@ -313,6 +321,7 @@ void BlockEditorView::buildButtons(QVBoxLayout* stack) {
     connect(m_delete, &QToolButton::clicked, this, &BlockEditorView::deleteRequested);
     connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
     m_delete->setObjectName(QStringLiteral("delete"));
+    m_delete->setAccessibleName(QStringLiteral("Delete"));
 }
 
 void BlockEditorView::saveOnReturn() {
@@ -388,6 +397,21 @@ void BlockEditorView::refreshIcons() {
     const QColor trash =
         m_delete->isEnabled() ? QColor(Qt::red) : ui::secondaryColor(m_delete->palette());
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("trash"), trash));
+
+    // Save is the form's one prominent button: filled flat in the accent colour, with white
+    // text that keeps 4.5:1 on it; greyed like any button while it cannot act.
+    const QPalette& pal = palette();
+    m_save->setStyleSheet(
+        QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %3; "
+                       "border-radius: 5px; padding: 4px 16px; }"
+                       "QPushButton:pressed { background: %3; }"
+                       "QPushButton:disabled { background: %4; color: %5; border-color: %6; }")
+            .arg(pal.color(QPalette::Active, QPalette::Highlight).name(),
+                 pal.color(QPalette::Active, QPalette::HighlightedText).name(),
+                 pal.color(QPalette::Active, QPalette::Highlight).darker(115).name(),
+                 pal.color(QPalette::Disabled, QPalette::Button).name(),
+                 pal.color(QPalette::Disabled, QPalette::ButtonText).name(),
+                 pal.color(QPalette::Disabled, QPalette::Mid).name()));
 }
 
 void BlockEditorView::changeEvent(QEvent* event) {

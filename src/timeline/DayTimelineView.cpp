@@ -9,6 +9,8 @@
 #include <QShowEvent>
 #include <QTimer>
 
+#include "ui/Palette.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -16,6 +18,24 @@
 namespace quillmere {
 
 using timeline::TimelineCanvas;
+
+namespace {
+
+// A slim bar as desktops draw it today: a rounded thumb on a clear track, no arrow buttons
+// (the wheel, the keys and a drag on the thumb scroll the day).
+QString scrollBarStyle(const QPalette& palette) {
+    return QStringLiteral("QScrollBar:vertical { width: 8px; margin: 0; background: transparent; "
+                          "border: none; }"
+                          "QScrollBar::handle:vertical { min-height: 28px; margin: 1px; "
+                          "border-radius: 3px; background: %1; }"
+                          "QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { "
+                          "height: 0; border: none; background: none; }"
+                          "QScrollBar::add-page:vertical, QScrollBar::sub-page:vertical { "
+                          "background: none; }")
+        .arg(ui::secondaryColor(palette, 0.55).name(QColor::HexArgb));
+}
+
+} // namespace
 
 DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, QWidget* parent)
     : QScrollArea(parent), m_store(store), m_clock(clock) {
@@ -26,6 +46,7 @@ DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, QWidget* pa
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setFocusProxy(m_canvas);
+    styleScrollBar();
 
     // Scrolling by hand lets go of the chosen block: a later resize no longer pulls it back.
     connect(verticalScrollBar(), &QAbstractSlider::actionTriggered, this,
@@ -279,6 +300,16 @@ void DayTimelineView::scrollToSelection() {
             bar->setValue(std::min(bottom - height, top));
         return;
     }
+}
+
+void DayTimelineView::styleScrollBar() {
+    verticalScrollBar()->setStyleSheet(scrollBarStyle(palette()));
+}
+
+void DayTimelineView::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::PaletteChange)
+        styleScrollBar();
+    QScrollArea::changeEvent(event);
 }
 
 void DayTimelineView::resizeEvent(QResizeEvent* event) {

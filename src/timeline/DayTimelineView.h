@@ -63,10 +63,12 @@ Q_SIGNALS:
     void workingChanged(const std::optional<quillmere::WorkBlock>& block);
 
 protected:
+    void changeEvent(QEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
 
 private:
+    void styleScrollBar();
     // What the canvas asks of the view.
     std::vector<timeline::PlacedBlock> placedBlocks(qreal width) const override;
     std::vector<MinuteRange> reservedSlots() const override;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "ui/Palette.h"
 #include "ui/Typography.h"
 
 #include <QLabel>
@@ -11,9 +10,8 @@ namespace quillmere::ui {
 inline QLabel* captionLabel(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     label->setFont(font(TextStyle::caption));
-    QPalette p = label->palette();
-    p.setColor(QPalette::WindowText, secondaryColor(p));
-    label->setPalette(p);
+    // A role rather than a colour, so that it follows the palette between light and dark.
+    label->setForegroundRole(QPalette::PlaceholderText);
     return label;
 }
 

@@ -2,18 +2,30 @@
 #include "desktop/ApplicationId.h"
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
+#include "ui/ColorScheme.h"
 
 #include "AppFixture.h"
+#include "support/NotificationSession.h"
 #include "support/Widgets.h"
 
+#include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDBusVirtualObject>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QToolButton>
+
+#include <cstdio>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -55,7 +67,122 @@ struct ScheduleFixture : AppFixture {
     }
 };
 
+// The desktop's settings portal, as far as the colour scheme goes: answers ReadOne with the
+// current value and announces a new one.
+class FakeSettingsPortal final : public QDBusVirtualObject {
+public:
+    explicit FakeSettingsPortal(QDBusConnection bus) : m_bus(std::move(bus)) {
+        m_bus.registerVirtualObject(QStringLiteral("/org/freedesktop/portal/desktop"), this,
+                                    QDBusConnection::SubPath);
+        m_bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
+    }
+    QVariant value;
+
+    void announce(const QVariant& next) {
+        value = next;
+        QDBusMessage signal = QDBusMessage::createSignal(
+            QStringLiteral("/org/freedesktop/portal/desktop"),
+            QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"));
+        signal << QStringLiteral("org.freedesktop.appearance") << QStringLiteral("color-scheme")
+               << QVariant::fromValue(QDBusVariant(next));
+        m_bus.send(signal);
+    }
+
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
+        if (message.member() != QLatin1String("ReadOne"))
+            return false;
+        bus.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
+        return true;
+    }
+
+private:
+    QDBusConnection m_bus;
+};
+
+// The strongest contrast inside a widget's area of the view's picture against the background
+// at the area's top-left corner: what the ink of its text or symbol reaches.
+double inkContrast(const QImage& picture, const QWidget* view, const QWidget* widget) {
+    const QRect area(widget->mapTo(view, QPoint(0, 0)), widget->size());
+    const QColor background = picture.pixelColor(area.topLeft());
+    double best = 1;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x)
+            best = std::max(best, ui::contrastRatio(picture.pixelColor(x, y), background));
+    }
+    return best;
+}
+
 } // namespace
+
+TEST_F(ScheduleFixture, TheHeaderStaysLegibleAsTheDesktopSwitchesBetweenLightAndDark) {
+    NotificationSession session;
+    session.start(false);
+    const QString address = QString::fromLatin1(session.address());
+    FakeSettingsPortal portal(QDBusConnection::connectToBus(address, QStringLiteral("portal")));
+    portal.value = 1u;
+    const QPalette platform = QApplication::palette();
+    build();
+
+    ui::ColorSchemeFollower follower(QDBusConnection::connectToBus(address, QStringLiteral("app")));
+    QSignalSpy switched(&follower, &ui::ColorSchemeFollower::schemeChanged);
+    const struct {
+        QVariant announced; // nothing: the value read at the start
+        ui::ColorScheme scheme;
+    } steps[] = {
+        {{}, ui::ColorScheme::dark},
+        {2u, ui::ColorScheme::light},
+        {1u, ui::ColorScheme::dark},
+        // No preference, or a value the portal does not define: the platform's palette.
+        {QStringLiteral("dark"), ui::ColorScheme::light},
+    };
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.announced.toString().toStdString());
+        if (step.announced.isValid())
+            portal.announce(step.announced);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return follower.scheme() == step.scheme; }, 10000));
+        processEvents();
+        ASSERT_EQ(ui::schemeOf(view->palette()), step.scheme);
+        if (step.scheme == ui::schemeOf(platform)) {
+            EXPECT_EQ(QApplication::palette().color(QPalette::Window),
+                      platform.color(QPalette::Window));
+        }
+
+        const QImage picture = view->grab().toImage();
+        const double date = inkContrast(picture, view.get(), child<QLabel>(view.get(), "date"));
+        const double hint = inkContrast(picture, view.get(), child<QLabel>(view.get(), "hint"));
+        const double add = inkContrast(picture, view.get(), child<QToolButton>(view.get(), "add"));
+        const double options =
+            inkContrast(picture, view.get(), child<QToolButton>(view.get(), "options"));
+        std::printf("%s: date %.1f, caption %.1f, add %.1f, options %.1f\n",
+                    step.scheme == ui::ColorScheme::dark ? "dark" : "light", date, hint, add,
+                    options);
+        EXPECT_GE(date, 4.5);
+        EXPECT_GE(hint, 4.5);
+        EXPECT_GE(add, 3.0);
+        EXPECT_GE(options, 3.0);
+    }
+    EXPECT_EQ(switched.size(), 4);
+    QApplication::setPalette(platform);
+}
+
+TEST_F(ScheduleFixture, EveryButtonOfThePanelHasANameForAssistiveTechnology) {
+    build();
+    choose(QStringLiteral("Add Deep Work"));
+    ASSERT_TRUE(editor->isVisible());
+    int named = 0;
+    for (QAbstractButton* b : view->findChildren<QAbstractButton*>()) {
+        if (!b->isVisibleTo(view.get()))
+            continue;
+        QAccessibleInterface* a = QAccessible::queryAccessibleInterface(b);
+        ASSERT_NE(a, nullptr);
+        EXPECT_FALSE(a->text(QAccessible::Name).isEmpty())
+            << b->metaObject()->className() << " " << b->toolTip().toStdString();
+        ++named;
+    }
+    // The header's two, the kind segments, the steppers, seven days, delete and Save at least.
+    EXPECT_GE(named, 16);
+}
 
 TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
     const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);

@@ -8,9 +8,12 @@
 #include "support/TempDataDir.h"
 
 #include <QAction>
+#include <QDir>
+#include <QFile>
 #include <QMenu>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -48,6 +51,48 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     EXPECT_GT(light.pixelColor(20, 12).alpha(), 200);
     EXPECT_LT(light.pixelColor(20, 12).red(), 30);
     EXPECT_GT(dark.pixelColor(20, 12).red(), 225);
+
+    // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme.
+    const QPalette lightPalette(Qt::black, Qt::white);
+    const QPalette darkPalette(Qt::white, Qt::black);
+    const struct {
+        const char* desktops;
+        const QPalette& palette;
+        bool light;
+    } outlines[] = {
+        {"ubuntu:GNOME", lightPalette, true},
+        {"GNOME", darkPalette, true},
+        {"KDE", lightPalette, false},
+        {"KDE", darkPalette, true},
+        {"", lightPalette, false},
+        {"GNOME-Flashback:Unity", lightPalette, false},
+    };
+    for (const auto& o : outlines) {
+        SCOPED_TRACE(o.desktops);
+        const QColor c = StatusIcon::outlineColor(QString::fromLatin1(o.desktops), o.palette);
+        EXPECT_EQ(c.lightnessF() > 0.5f, o.light);
+    }
+}
+
+TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
+    QTemporaryDir data;
+    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
+    const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
+    qputenv("XDG_DATA_HOME", QFile::encodeName(data.filePath(QStringLiteral("home"))));
+    qputenv("XDG_DATA_DIRS", QFile::encodeName(data.path()));
+    EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::idle).name().isEmpty());
+
+    const QString folder = data.filePath(QStringLiteral("icons/hicolor/symbolic/apps"));
+    ASSERT_TRUE(QDir().mkpath(folder));
+    QFile svg(folder + u'/' + StatusIcon::idleIconName + QStringLiteral(".svg"));
+    ASSERT_TRUE(svg.open(QIODevice::WriteOnly));
+    svg.close();
+    EXPECT_EQ(StatusIcon::icon(StatusIcon::Image::idle).name(), StatusIcon::idleIconName);
+    // The bars keep their colours: a tinting host must never be given them by name.
+    EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::deep).name().isEmpty());
+    EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::shallow).name().isEmpty());
+    qputenv("XDG_DATA_HOME", oldHome);
+    qputenv("XDG_DATA_DIRS", oldDirs);
 }
 
 TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {

@@ -126,6 +126,11 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
                           {}};
     home.write(QStringLiteral("data/Quillmere/blocks.json"),
                json::encodeList(std::vector<WorkBlock>{inbox}));
+    // The idle symbol installed, as a package puts it: a host finds the outline by name.
+    ASSERT_TRUE(QDir().mkpath(home.file(QStringLiteral("data/icons/hicolor/symbolic/apps"))));
+    home.write(
+        QStringLiteral("data/icons/hicolor/symbolic/apps/org.quillmere.Quillmere-symbolic.svg"),
+        "<svg xmlns=\"http://www.w3.org/2000/svg\"/>");
 
     QProcessEnvironment env = session.environment();
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
@@ -149,7 +154,9 @@ TEST(QuillmereTray, WaitsForALateHostThenShowsTheRunningBlockAndOpensThePanel) {
     EXPECT_EQ(watcher.items().size(), 1);
     const QString item = watcher.items().first();
 
-    // The picture is the blue bar of shallow work, the tooltip the block's title.
+    // The picture is the blue bar of shallow work, the tooltip the block's title. The bar has
+    // no name, so a host that tints named symbols shows it in its own colour.
+    EXPECT_EQ(itemProperty(host, item, QStringLiteral("IconName")).toString(), QString());
     const QImage icon = largestPixmap(
         itemProperty(host, item, QStringLiteral("IconPixmap")).value<QDBusArgument>());
     ASSERT_FALSE(icon.isNull());
