@@ -5,6 +5,7 @@
 #include "model/JsonCodec.h"
 #include "model/TimeMath.h"
 #include "support/FakeTrayHost.h"
+#include "support/FirstLine.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -43,15 +44,7 @@ QString binDir() {
     return QCoreApplication::applicationDirPath();
 }
 
-QByteArray firstLine(QProcess& p) {
-    if (!p.waitForStarted(5000))
-        return {};
-    QElapsedTimer clock;
-    clock.start();
-    while (!p.canReadLine() && clock.elapsed() < 10000)
-        p.waitForReadyRead(200);
-    return p.readLine().trimmed();
-}
+using quillmere::test::firstLine;
 
 // An X server, a session bus and a tray host on it, shared by every run; this process answers
 // the host's side, so it keeps its event loop turning while a program starts.

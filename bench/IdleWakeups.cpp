@@ -7,6 +7,7 @@
 // QUILLMERE_WAKEUP_SECONDS shortens the measured stretch (default 60 s).
 
 #include "model/JsonCodec.h"
+#include "support/FirstLine.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -47,15 +48,7 @@ QProcess* spawn(std::vector<std::unique_ptr<QProcess>>& all, const QProcessEnvir
     return all.back().get();
 }
 
-QByteArray firstLine(QProcess& p) {
-    if (!p.waitForStarted(5000))
-        return {};
-    QElapsedTimer clock;
-    clock.start();
-    while (!p.canReadLine() && clock.elapsed() < 10000)
-        p.waitForReadyRead(200);
-    return p.readLine().trimmed();
-}
+using quillmere::test::firstLine;
 
 // An X server and a tray host on it: with a tray the program keeps its panel closed.
 struct Desktop {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/FirstLine.h"
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QFile>
@@ -118,16 +119,6 @@ private:
             QTest::qWait(50);
         }
         return true;
-    }
-
-    static QByteArray firstLine(QProcess& p) {
-        if (!p.waitForStarted(5000))
-            return {};
-        QElapsedTimer clock;
-        clock.start();
-        while (!p.canReadLine() && clock.elapsed() < 10000)
-            p.waitForReadyRead(200);
-        return p.readLine().trimmed();
     }
 
     bool notificationsOwned() {
