@@ -5,6 +5,7 @@
 #include "store/BlockStore.h"
 #include "timeline/TimelineCanvas.h"
 
+#include <QRegion>
 #include <QScrollBar>
 #include <QShowEvent>
 #include <QTimer>
@@ -202,18 +203,59 @@ Minutes DayTimelineView::nowMinutes() const {
 }
 
 void DayTimelineView::drawCreation(Minutes from, Minutes to) {
+    const QRectF before = creationBox();
     // Reserved times of repeating blocks play no part when drawing a new block.
     m_creation = timeline::creationRange(
         from, to, [&](Minutes m) { return m_store.freeGap(m, std::nullopt, Weekdays{}); });
-    m_canvas->update();
+    repaintChange(before, creationBox());
     revealIfIdle();
 }
 
 void DayTimelineView::dragBlock(const timeline::BlockDrag& drag) {
+    // Only the dragged block moves while its drag goes on; anything else (the first step, a
+    // different block) changes the selection and repaints the whole day.
+    const bool samePress = m_drag && m_drag->id == drag.id && m_selectedID == drag.id;
+    const QRectF before = samePress ? blockBox(drag.id) : QRectF();
     select(drag.id);
     m_drag = drag;
-    m_canvas->update();
+    if (samePress)
+        repaintChange(before, blockBox(drag.id));
+    else
+        m_canvas->update();
     revealIfIdle();
+}
+
+QRectF DayTimelineView::blockBox(const QUuid& id) const {
+    for (const WorkBlock& b : visible())
+        if (b.id == id) {
+            const WorkBlock shown = displayed(b);
+            return m_geometry.box(shown.startMinutes, shown.durationMinutes, m_canvas->width());
+        }
+    return {};
+}
+
+QRectF DayTimelineView::creationBox() const {
+    if (!m_creation)
+        return {};
+    // The range text of a short creation runs past the box's foot.
+    return m_geometry.box(m_creation->start, m_creation->duration, m_canvas->width())
+        .adjusted(0, 0, 0, m_geometry.hourHeight / 2);
+}
+
+void DayTimelineView::repaintChange(const QRectF& before, const QRectF& after) {
+    // A box in timeline coordinates, grown by what anti-aliasing and borders spill over.
+    const auto dirty = [](const QRectF& box) {
+        return box.translated(0, timeline::TimelineGeometry::contentTop)
+            .adjusted(-2, -2, 2, 2)
+            .toAlignedRect();
+    };
+    if (before == after)
+        return;
+    QRegion region;
+    for (const QRectF& box : {before, after})
+        if (!box.isEmpty())
+            region += dirty(box);
+    m_canvas->update(region);
 }
 
 void DayTimelineView::cancelGesture() {

@@ -95,6 +95,12 @@ private:
     // Changes the selection without scrolling yet: a gesture sets its own state in the same
     // step, and revealIfIdle() decides afterwards whether the request still stands.
     void select(const std::optional<QUuid>& id);
+    // Where a block is drawn now (with any drag applied), and where the block being drawn is,
+    // in timeline coordinates; empty when there is none.
+    QRectF blockBox(const QUuid& id) const;
+    QRectF creationBox() const;
+    // Repaints only what a gesture step changed: the box it left and the box it took.
+    void repaintChange(const QRectF& before, const QRectF& after);
     void commit(const WorkBlock& block);
     void requestReveal();
     void revealIfIdle();
