@@ -6,13 +6,16 @@
 
 #include <memory>
 
-class QLocalServer;
+class QSocketNotifier;
 
 namespace quillmere {
 
 // One running program per user. The first start holds a lock file in the runtime folder and
 // listens on a local socket beside it; a later start finds the lock taken, asks the first to
 // open its panel and leaves without having touched any data file.
+//
+// The socket is a plain Unix one watched by the event loop: it carries one line, and the
+// program need not load a network library at every start for it.
 class SingleInstance final : public QObject {
     Q_OBJECT
 
@@ -33,9 +36,12 @@ Q_SIGNALS:
     void openRequested();
 
 private:
+    void acceptPending();
+
     QString m_folder;
     std::unique_ptr<QLockFile> m_lock;
-    QLocalServer* m_server = nullptr;
+    int m_listener = -1;
+    QSocketNotifier* m_listening = nullptr;
 };
 
 } // namespace quillmere
