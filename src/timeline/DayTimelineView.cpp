@@ -54,8 +54,12 @@ DayTimelineView::DayTimelineView(BlockStore& store, AppClock& clock, QWidget* pa
             [this] { m_keepRevealed = false; });
 
     const auto repaint = [this] { m_canvas->update(); };
-    connect(&m_store, &BlockStore::blocksChanged, m_canvas, repaint);
-    connect(&m_store, &BlockStore::rulesChanged, m_canvas, repaint);
+    const auto dayChanged = [this] {
+        m_canvas->update();
+        m_canvas->announceChange();
+    };
+    connect(&m_store, &BlockStore::blocksChanged, m_canvas, dayChanged);
+    connect(&m_store, &BlockStore::rulesChanged, m_canvas, dayChanged);
     connect(&m_clock, &AppClock::nowMinutesChanged, m_canvas, repaint);
     connect(&m_clock, &AppClock::todayChanged, m_canvas, repaint);
 }
@@ -75,6 +79,7 @@ void DayTimelineView::select(const std::optional<QUuid>& id) {
     if (id)
         requestReveal();
     m_canvas->update();
+    m_canvas->announceChange();
     Q_EMIT selectedIDChanged(m_selectedID);
 }
 
@@ -83,6 +88,7 @@ void DayTimelineView::setWorking(const std::optional<WorkBlock>& block) {
         return;
     m_working = block;
     m_canvas->update();
+    m_canvas->announceChange();
     Q_EMIT workingChanged(m_working);
 }
 
@@ -184,6 +190,7 @@ std::vector<timeline::PlacedBlock> DayTimelineView::placedBlocks(qreal width) co
         p.card.durationText = durationText(b, start, duration);
         p.box = m_geometry.box(start, duration, width);
         p.frozen = m_store.isFrozen(b);
+        p.running = !p.card.isDraft && m_store.isInProgress(b);
         placed.push_back(std::move(p));
     }
     return placed;

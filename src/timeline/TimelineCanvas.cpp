@@ -2,9 +2,11 @@
 
 #include "model/TimeMath.h"
 #include "timeline/Shapes.h"
+#include "timeline/TimelineAccessible.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
 
+#include <QAccessible>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
@@ -33,6 +35,36 @@ TimelineCanvas::TimelineCanvas(TimelineSurface& view) : m_view(view) {
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    static const bool accessible = [] {
+        QAccessible::installFactory(&timelineAccessibleFactory);
+        return true;
+    }();
+    Q_UNUSED(accessible);
+}
+
+std::optional<PlacedBlock> TimelineCanvas::placedBlock(const QUuid& id) const {
+    for (PlacedBlock& p : placedBlocks())
+        if (p.block.id == id)
+            return std::move(p);
+    return std::nullopt;
+}
+
+QRectF TimelineCanvas::timelineToCanvas(const QRectF& box) {
+    return box.translated(0, TimelineGeometry::contentTop);
+}
+
+void TimelineCanvas::announceChange() {
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent reorder(this, QAccessible::ObjectReorder);
+    QAccessible::updateAccessibility(&reorder);
+    const std::vector<PlacedBlock> placed = placedBlocks();
+    for (std::size_t i = 0; i < placed.size(); ++i)
+        if (placed[i].card.isSelected) {
+            QAccessibleEvent chosen(this, QAccessible::Selection);
+            chosen.setChild(static_cast<int>(i));
+            QAccessible::updateAccessibility(&chosen);
+        }
 }
 
 QPointF TimelineCanvas::toTimeline(const QPointF& canvasPoint) const {

@@ -23,6 +23,13 @@ public:
     static constexpr qreal moveThreshold = 4;
     static constexpr qreal resizeThreshold = 2;
 
+    // The day as drawn now, for assistive technology.
+    std::vector<PlacedBlock> placedBlocks() const { return m_view.placedBlocks(width()); }
+    std::optional<PlacedBlock> placedBlock(const QUuid& id) const;
+    static QRectF timelineToCanvas(const QRectF& box);
+    // Tells assistive technology that the blocks or the chosen one changed.
+    void announceChange();
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;

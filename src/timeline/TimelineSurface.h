@@ -22,6 +22,7 @@ struct PlacedBlock {
     BlockView card;
     QRectF box; // timeline coordinates
     bool frozen = false;
+    bool running = false;
 };
 
 // What the canvas needs from the view that owns it: the day as it is to be drawn, and the
