@@ -8,6 +8,7 @@
 
 #include <QButtonGroup>
 #include <QEvent>
+#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -210,10 +211,10 @@ void MinuteStepper::step(Minutes delta) {
 
 BlockEditorView::BlockEditorView(QWidget* parent)
     : QWidget(parent), m_title(new QLineEdit(this)), m_deepSegment(new QToolButton(this)),
-      m_shallowSegment(new QToolButton(this)), m_start(new MinuteStepper(this)),
-      m_duration(new MinuteStepper(this)), m_statusIcon(new QLabel(this)),
-      m_statusText(new QLabel(this)), m_delete(new QToolButton(this)),
-      m_save(new QPushButton(QStringLiteral("Save"), this)) {
+      m_shallowSegment(new QToolButton(this)), m_kindTrack(new QFrame(this)),
+      m_start(new MinuteStepper(this)), m_duration(new MinuteStepper(this)),
+      m_statusIcon(new QLabel(this)), m_statusText(new QLabel(this)),
+      m_delete(new QToolButton(this)), m_save(new QPushButton(QStringLiteral("Save"), this)) {
     auto* stack = new QVBoxLayout(this);
     stack->setSpacing(8);
     buildTitle(stack);
@@ -235,15 +236,19 @@ void BlockEditorView::buildTitle(QVBoxLayout* stack) {
 }
 
 void BlockEditorView::buildKinds(QVBoxLayout* stack) {
-    auto* kinds = new QHBoxLayout;
-    kinds->setSpacing(0);
+    m_kindTrack->setObjectName(QStringLiteral("kinds"));
+    auto* kinds = new QHBoxLayout(m_kindTrack);
+    kinds->setContentsMargins(2, 2, 2, 2);
+    kinds->setSpacing(2);
     auto* group = new QButtonGroup(this);
     for (WorkKind kind : allWorkKinds) {
         QToolButton* segment = kindSegment(kind);
         segment->setText(defaultTitle(kind));
         segment->setCheckable(true);
         segment->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        segment->setFocusPolicy(Qt::NoFocus);
+        // Reached with Tab, chosen with Space; a click does not pull the focus off the title.
+        segment->setFocusPolicy(Qt::TabFocus);
+        segment->setParent(m_kindTrack);
         group->addButton(segment);
         kinds->addWidget(segment);
         connect(segment, &QToolButton::clicked, this, [this, kind] {
@@ -252,7 +257,7 @@ void BlockEditorView::buildKinds(QVBoxLayout* stack) {
         });
     }
     group->setExclusive(true);
-    stack->addLayout(kinds);
+    stack->addWidget(m_kindTrack);
 }
 
 void BlockEditorView::buildSteppers(QVBoxLayout* stack) {
@@ -389,6 +394,7 @@ void BlockEditorView::refreshControls() {
 }
 
 void BlockEditorView::refreshIcons() {
+    const QPalette& pal = palette();
     const QString symbol = editor::statusSymbol(m_input);
     m_statusIcon->setVisible(!symbol.isEmpty());
     if (!symbol.isEmpty())
@@ -398,9 +404,29 @@ void BlockEditorView::refreshIcons() {
         m_delete->isEnabled() ? QColor(Qt::red) : ui::secondaryColor(m_delete->palette());
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("trash"), trash));
 
+    // The kind picker is a segmented track: the chosen segment filled in its kind's colour
+    // with white text (at least 4.5:1 on either), the other plain, so the choice reads at a
+    // glance in light and dark alike.
+    const QColor text = pal.color(QPalette::WindowText);
+    m_kindTrack->setStyleSheet(
+        QStringLiteral("QFrame#kinds { background: %1; border-radius: 8px; }")
+            .arg(ui::secondaryColor(pal, 0.18).name(QColor::HexArgb)));
+    for (WorkKind kind : allWorkKinds)
+        kindSegment(kind)->setStyleSheet(
+            QStringLiteral("QToolButton { border: none; border-radius: 6px; padding: 2px 8px; "
+                           "background: transparent; color: %1; }"
+                           "QToolButton:hover:!checked { background: %2; }"
+                           "QToolButton:checked { background: %3; color: white; }"
+                           "QToolButton:checked:disabled { background: %4; }"
+                           "QToolButton:disabled { color: %5; }"
+                           "QToolButton:focus { border: 2px solid %6; }")
+                .arg(text.name(), ui::secondaryColor(pal, 0.15).name(QColor::HexArgb),
+                     ui::kindColor(kind).name(), ui::kindColor(kind, 0.45).name(QColor::HexArgb),
+                     ui::secondaryColor(pal).name(QColor::HexArgb),
+                     pal.color(QPalette::Active, QPalette::Highlight).name()));
+
     // Save is the form's one prominent button: filled flat in the accent colour, with white
     // text that keeps 4.5:1 on it; greyed like any button while it cannot act.
-    const QPalette& pal = palette();
     m_save->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; color: %2; border: 1px solid %3; "
                        "border-radius: 5px; padding: 4px 16px; }"

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 
+class QFrame;
 class QLabel;
 class QLineEdit;
 class QPushButton;
@@ -150,6 +151,7 @@ private:
     QLineEdit* m_title;
     QToolButton* m_deepSegment;
     QToolButton* m_shallowSegment;
+    QFrame* m_kindTrack;
     MinuteStepper* m_start;
     MinuteStepper* m_duration;
     std::array<DayToggle*, 7> m_days{};
