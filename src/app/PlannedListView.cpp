@@ -3,6 +3,7 @@
 #include "model/TimeMath.h"
 #include "store/BlockStore.h"
 #include "ui/Caption.h"
+#include "ui/FocusRing.h"
 #include "ui/Glyphs.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -70,8 +71,9 @@ public:
     explicit PlusButton(QWidget* parent) : QAbstractButton(parent) {
         setFixedSize(16, 16);
         setCursor(Qt::PointingHandCursor);
-        setFocusPolicy(Qt::NoFocus);
+        setFocusPolicy(Qt::TabFocus);
         setToolTip(QStringLiteral("Plan a block"));
+        setAccessibleName(toolTip());
         setAttribute(Qt::WA_Hover);
     }
 
@@ -86,6 +88,7 @@ protected:
         const QColor ink =
             hovered ? palette().color(QPalette::WindowText) : ui::secondaryColor(palette());
         ui::paintGlyph(p, QStringLiteral("plus"), QRectF(4, 4, 8, 8), ink);
+        ui::paintFocusRing(p, *this, 8);
     }
     void enterEvent(QEnterEvent* event) override {
         update();
@@ -112,7 +115,7 @@ QToolButton* rowButton(QWidget* parent) {
 KindSwatch::KindSwatch(QWidget* parent) : QAbstractButton(parent) {
     setFixedSize(14, 14);
     setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::NoFocus);
+    setFocusPolicy(Qt::TabFocus);
     setKind(m_kind);
 }
 
@@ -131,6 +134,7 @@ void KindSwatch::paintEvent(QPaintEvent*) {
     p.setPen(Qt::NoPen);
     p.setBrush(ui::kindColor(m_kind));
     p.drawRoundedRect(QRectF((width() - 8) / 2.0, (height() - 8) / 2.0, 8, 8), 2, 2);
+    ui::paintFocusRing(p, *this, 4);
 }
 
 bool PlannedEntryField::event(QEvent* event) {
@@ -170,6 +174,8 @@ PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
     setFixedHeight(PlannedListView::rowHeight);
     setAttribute(Qt::WA_Hover);
     setToolTip(QStringLiteral("Schedule at the next free time"));
+    setFocusPolicy(Qt::TabFocus);
+    setAccessibleDescription(toolTip() + QStringLiteral(" (Space); Delete removes it"));
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(14, 0, 14, 0);
     row->setSpacing(6);
@@ -190,6 +196,7 @@ void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
     m_item = item;
     m_pending = pending;
     m_swatch->setKind(item.kind);
+    setAccessibleName(item.title);
     elideTitle();
     const QColor ink = ui::secondaryColor(palette());
     m_pin->setIcon(ui::Glyphs::icon(
@@ -228,6 +235,22 @@ void PlannedRow::paintEvent(QPaintEvent*) {
     // The entry whose draft is open in the editor carries its kind's colour at the edge.
     if (m_pending)
         p.fillRect(QRectF(0, 3, 3, height() - 6), ui::kindColor(m_item.kind));
+    ui::paintFocusRing(p, *this, 6);
+}
+
+// From the keyboard a row is scheduled with Space and taken out of the backlog with Delete.
+void PlannedRow::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+    case Qt::Key_Space:
+        m_list.scheduleRow(m_item);
+        return;
+    case Qt::Key_Delete:
+    case Qt::Key_Backspace:
+        m_list.removeRow(m_item);
+        return;
+    default:
+        QWidget::keyPressEvent(event);
+    }
 }
 
 void PlannedRow::enterEvent(QEnterEvent* event) {
@@ -284,6 +307,10 @@ QWidget* PlannedListView::buildHeader() {
     m_header->setCursor(Qt::PointingHandCursor);
     m_header->installEventFilter(this);
     m_header->setObjectName(QStringLiteral("backlogHeader"));
+    // Opened and closed with Space as well; the ring comes from the style sheet.
+    m_header->setFocusPolicy(Qt::TabFocus);
+    m_header->setAttribute(Qt::WA_StyledBackground);
+    m_header->setStyleSheet(ui::focusRingRule(QStringLiteral("QWidget#backlogHeader"), 6));
     m_count->setObjectName(QStringLiteral("backlogCount"));
     m_plus->setObjectName(QStringLiteral("backlogPlus"));
     return m_header;
@@ -363,6 +390,7 @@ void PlannedListView::sync() {
                      u')');
     m_header->setToolTip(m_state.expanded ? QStringLiteral("Hide planned blocks")
                                           : QStringLiteral("Show planned blocks"));
+    m_header->setAccessibleName(m_header->toolTip());
 
     m_entrySwatch->setKind(m_state.newKind);
     if (m_entry->text() != m_state.newTitle)
@@ -567,6 +595,11 @@ void PlannedListView::hideEvent(QHideEvent* event) {
 }
 
 bool PlannedListView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_header && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space) {
+        toggleExpanded();
+        return true;
+    }
     if (watched == m_header && event->type() == QEvent::MouseButtonRelease) {
         auto* mouse = static_cast<QMouseEvent*>(event);
         if (mouse->button() == Qt::LeftButton &&

@@ -9,6 +9,7 @@
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
 #include "ui/Caption.h"
+#include "ui/FocusRing.h"
 #include "ui/Glyphs.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -62,8 +63,9 @@ QToolButton* menuButton(const QString& symbol, QWidget* parent) {
     b->setPopupMode(QToolButton::InstantPopup);
     b->setProperty(glyphProperty, symbol);
     b->setIconSize(QSize(18, 18));
-    b->setFocusPolicy(Qt::NoFocus);
-    b->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; width: 0; }"));
+    b->setFocusPolicy(Qt::TabFocus);
+    b->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; width: 0; }") +
+                     ui::focusRingRule(QStringLiteral("QToolButton"), 14));
     return b;
 }
 
@@ -524,6 +526,14 @@ void ScheduleView::paintGlyphs() {
         if (const QString symbol = a->property(glyphProperty).toString(); !symbol.isEmpty())
             a->setIcon(ui::Glyphs::icon(symbol, ink));
     }
+}
+
+// The panel opens with the keyboard on the day, where the arrows and Tab work on the blocks;
+// Tab from there reaches the editor, Shift+Tab the header's buttons.
+void ScheduleView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (!isAncestorOf(focusWidget()))
+        m_timeline->setFocus(Qt::OtherFocusReason);
 }
 
 void ScheduleView::changeEvent(QEvent* event) {

@@ -2,6 +2,7 @@
 
 #include "model/TimeMath.h"
 #include "ui/Caption.h"
+#include "ui/FocusRing.h"
 #include "ui/Glyphs.h"
 #include "ui/KindColors.h"
 #include "ui/Typography.h"
@@ -10,13 +11,18 @@
 #include <QEvent>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <QShortcut>
+#include <QSignalBlocker>
+#include <QStyleOptionSpinBox>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+#include <tuple>
 
 #include "ui/Palette.h"
 
@@ -115,7 +121,7 @@ constexpr int daySize = 18;
 DayToggle::DayToggle(int day, QWidget* parent) : QAbstractButton(parent), m_day(day) {
     setText(editor::weekdayLetter(day));
     setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::NoFocus);
+    setFocusPolicy(Qt::TabFocus);
     setFixedSize(daySize, daySize);
     setToolTip(editor::dayHelp(day, false));
     // Read aloud the day, not its letter; the help says what a press does.
@@ -159,60 +165,81 @@ void DayToggle::paintEvent(QPaintEvent*) {
     p.setFont(ui::systemFont(9, QFont::DemiBold));
     p.setPen(m_chosen ? QColor(Qt::white) : secondary);
     p.drawText(circle, Qt::AlignCenter, text());
+    p.setOpacity(1);
+    ui::paintFocusRing(p, *this, daySize / 2.0);
 }
 
-MinuteStepper::MinuteStepper(QWidget* parent)
-    : QWidget(parent), m_label(new QLabel(this)), m_down(new QToolButton(this)),
-      m_up(new QToolButton(this)) {
-    m_label->setFont(ui::font(ui::TextStyle::callout));
-    m_label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    m_down->setArrowType(Qt::DownArrow);
-    m_up->setArrowType(Qt::UpArrow);
-    m_down->setObjectName(QStringLiteral("down"));
-    m_up->setObjectName(QStringLiteral("up"));
-    m_down->setAccessibleName(QStringLiteral("A quarter hour less"));
-    m_up->setAccessibleName(QStringLiteral("A quarter hour more"));
-    for (QToolButton* b : {m_down, m_up}) {
-        b->setAutoRaise(true);
-        b->setFixedSize(18, 16);
-        b->setFocusPolicy(Qt::NoFocus);
-        b->setAutoRepeat(true);
-    }
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    row->setSpacing(4);
-    row->addWidget(m_label);
-    row->addWidget(m_down);
-    row->addWidget(m_up);
-    connect(m_down, &QToolButton::clicked, this, [this] { step(-gridStep); });
-    connect(m_up, &QToolButton::clicked, this, [this] { step(gridStep); });
+MinuteStepper::MinuteStepper(Shows shows, QWidget* parent) : QSpinBox(parent), m_shows(shows) {
+    setFont(ui::font(ui::TextStyle::callout));
+    setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    setFrame(false);
+    setSingleStep(gridStep);
+    // The value is chosen with the arrows, the wheel and the keys; typed text would have to be
+    // parsed back from a time or a length.
+    lineEdit()->setReadOnly(true);
+    setFocusPolicy(Qt::StrongFocus);
+    // The value reads as text beside two arrow buttons of a comfortable size, down then up,
+    // rather than as a field with stacked half-height arrows.
+    setStyleSheet(QStringLiteral(
+        "QSpinBox { border: none; background: transparent; padding-right: 46px; }"
+        "QSpinBox::up-button, QSpinBox::down-button { subcontrol-origin: border; "
+        "subcontrol-position: center right; width: 20px; height: 20px; border: none; "
+        "border-radius: 4px; }"
+        "QSpinBox::down-button { right: 22px; }"
+        "QSpinBox::up-button:hover, QSpinBox::down-button:hover { background: palette(midlight); }"
+        "QSpinBox::up-button:pressed, QSpinBox::down-button:pressed { background: palette(mid); }"
+        "QSpinBox:focus { border: 2px solid palette(highlight); border-radius: 4px; }"));
+    connect(this, &QSpinBox::valueChanged, this, [this](int v) { Q_EMIT stepped(v); });
 }
 
 void MinuteStepper::setWidestLabel(const QString& widest) {
     // Without tabular digits the row would twitch with every step; a fixed width keeps it still.
-    m_label->setMinimumWidth(m_label->fontMetrics().horizontalAdvance(widest) + 2);
+    setMinimumWidth(fontMetrics().horizontalAdvance(widest) + 56);
 }
 
-void MinuteStepper::setValue(Minutes value, ClosedMinuteRange range, const QString& label) {
-    m_value = value;
-    m_range = range;
-    m_label->setText(label);
-    m_down->setEnabled(value > range.lower);
-    m_up->setEnabled(value < range.upper);
+void MinuteStepper::setMinutes(Minutes value, ClosedMinuteRange range) {
+    const QSignalBlocker quiet(this);
+    // Minutes of a day fit an int many times over; the bounds are kept inside one regardless.
+    const auto fit = [](Minutes m) {
+        return static_cast<int>(std::clamp<Minutes>(m, -(1 << 24), 1 << 24));
+    };
+    setRange(fit(range.lower), fit(std::max(range.lower, range.upper)));
+    setValue(fit(value));
+    // The text follows even when the number did not change but its range did.
+    lineEdit()->setText(textFromValue(QSpinBox::value()));
 }
 
-QString MinuteStepper::label() const {
-    return m_label->text();
+// The arrows are drawn with the panel's own chevrons, in the text colour, greyed at a bound.
+void MinuteStepper::paintEvent(QPaintEvent* event) {
+    QSpinBox::paintEvent(event);
+    QStyleOptionSpinBox option;
+    initStyleOption(&option);
+    QPainter p(this);
+    const QColor text = palette().color(QPalette::WindowText);
+    // The right-pointing chevron turned down or up.
+    for (const auto& [control, enabled, turn] :
+         {std::tuple(QStyle::SC_SpinBoxDown, QAbstractSpinBox::StepDownEnabled, 90),
+          std::tuple(QStyle::SC_SpinBoxUp, QAbstractSpinBox::StepUpEnabled, -90)}) {
+        const QRectF box = style()->subControlRect(QStyle::CC_SpinBox, &option, control, this);
+        const bool on = isEnabled() && stepEnabled().testFlag(enabled);
+        p.save();
+        p.translate(box.center());
+        p.rotate(turn);
+        ui::paintGlyph(p, QStringLiteral("chevron.right"), QRectF(-5, -5, 10, 10),
+                       on ? text : ui::secondaryColor(palette(), 0.5));
+        p.restore();
+    }
 }
 
-void MinuteStepper::step(Minutes delta) {
-    Q_EMIT stepped(checkedAdd(m_value, delta));
+QString MinuteStepper::textFromValue(int value) const {
+    return m_shows == Shows::time ? TimeMath::timeString(value) : TimeMath::durationString(value);
 }
 
 BlockEditorView::BlockEditorView(QWidget* parent)
     : QWidget(parent), m_title(new QLineEdit(this)), m_deepSegment(new QToolButton(this)),
       m_shallowSegment(new QToolButton(this)), m_kindTrack(new QFrame(this)),
-      m_start(new MinuteStepper(this)), m_duration(new MinuteStepper(this)),
+      m_start(new MinuteStepper(MinuteStepper::Shows::time, this)),
+      m_duration(new MinuteStepper(MinuteStepper::Shows::duration, this)),
       m_statusIcon(new QLabel(this)), m_statusText(new QLabel(this)),
       m_delete(new QToolButton(this)), m_save(new QPushButton(QStringLiteral("Save"), this)) {
     auto* stack = new QVBoxLayout(this);
@@ -224,6 +251,7 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     buildStatusRow(stack);
     buildButtons(stack);
     saveOnReturn();
+    orderTabs();
     refreshControls();
 }
 
@@ -246,9 +274,8 @@ void BlockEditorView::buildKinds(QVBoxLayout* stack) {
         segment->setText(defaultTitle(kind));
         segment->setCheckable(true);
         segment->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        // Reached with Tab, chosen with Space; a click does not pull the focus off the title.
-        segment->setFocusPolicy(Qt::TabFocus);
         segment->setParent(m_kindTrack);
+        segment->installEventFilter(this);
         group->addButton(segment);
         kinds->addWidget(segment);
         connect(segment, &QToolButton::clicked, this, [this, kind] {
@@ -280,6 +307,8 @@ void BlockEditorView::buildSteppers(QVBoxLayout* stack) {
     });
     m_start->setObjectName(QStringLiteral("start"));
     m_duration->setObjectName(QStringLiteral("duration"));
+    m_start->setAccessibleName(QStringLiteral("Start"));
+    m_duration->setAccessibleName(QStringLiteral("Duration"));
 }
 
 void BlockEditorView::buildRepeatRow(QVBoxLayout* stack) {
@@ -315,7 +344,9 @@ void BlockEditorView::buildStatusRow(QVBoxLayout* stack) {
 void BlockEditorView::buildButtons(QVBoxLayout* stack) {
     auto* buttons = new QHBoxLayout;
     m_delete->setAutoRaise(true);
-    m_delete->setFocusPolicy(Qt::NoFocus);
+    m_delete->setFocusPolicy(Qt::TabFocus);
+    m_delete->setStyleSheet(QStringLiteral("QToolButton { border: none; padding: 2px; }") +
+                            ui::focusRingRule(QStringLiteral("QToolButton")));
     m_delete->setIconSize(QSize(16, 16));
     buttons->addWidget(m_delete);
     buttons->addStretch(1);
@@ -327,6 +358,17 @@ void BlockEditorView::buildButtons(QVBoxLayout* stack) {
     connect(m_save, &QPushButton::clicked, this, &BlockEditorView::commit);
     m_delete->setObjectName(QStringLiteral("delete"));
     m_delete->setAccessibleName(QStringLiteral("Delete"));
+}
+
+// Tab goes through the form top to bottom, as it reads; the kind picker is one stop whose
+// arrows choose between the kinds.
+void BlockEditorView::orderTabs() {
+    std::vector<QWidget*> order{m_title, m_deepSegment, m_shallowSegment, m_start, m_duration};
+    order.insert(order.end(), m_days.begin(), m_days.end());
+    order.insert(order.end(), {m_delete, m_save});
+    for (std::size_t i = 1; i < order.size(); ++i)
+        QWidget::setTabOrder(order[i - 1], order[i]);
+    m_title->setAccessibleName(QStringLiteral("Title"));
 }
 
 void BlockEditorView::saveOnReturn() {
@@ -372,10 +414,11 @@ void BlockEditorView::refreshControls() {
     for (WorkKind kind : allWorkKinds) {
         kindSegment(kind)->setChecked(b.kind == kind);
         kindSegment(kind)->setEnabled(editable);
+        // Tab stops at the chosen kind only; the arrows choose the other.
+        kindSegment(kind)->setFocusPolicy(b.kind == kind ? Qt::TabFocus : Qt::NoFocus);
     }
-    m_start->setValue(b.startMinutes, m_input.startRange, TimeMath::timeString(b.startMinutes));
-    m_duration->setValue(b.durationMinutes, m_input.durationRange,
-                         TimeMath::durationString(b.durationMinutes));
+    m_start->setMinutes(b.startMinutes, m_input.startRange);
+    m_duration->setMinutes(b.durationMinutes, m_input.durationRange);
     m_start->setEnabled(editable);
     m_duration->setEnabled(editable);
 
@@ -438,6 +481,28 @@ void BlockEditorView::refreshIcons() {
                  pal.color(QPalette::Disabled, QPalette::Button).name(),
                  pal.color(QPalette::Disabled, QPalette::ButtonText).name(),
                  pal.color(QPalette::Disabled, QPalette::Mid).name()));
+}
+
+// On the kind picker any arrow chooses the other kind, and the keyboard follows the choice.
+bool BlockEditorView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress &&
+        (watched == m_deepSegment || watched == m_shallowSegment)) {
+        switch (static_cast<QKeyEvent*>(event)->key()) {
+        case Qt::Key_Left:
+        case Qt::Key_Right:
+        case Qt::Key_Up:
+        case Qt::Key_Down: {
+            const WorkKind other = otherKind(m_input.block.kind);
+            if (!m_input.isFrozen())
+                emitChange(editor::withKind(m_input.block, other));
+            kindSegment(m_input.block.kind)->setFocus(Qt::TabFocusReason);
+            return true;
+        }
+        default:
+            break;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void BlockEditorView::changeEvent(QEvent* event) {

@@ -5,6 +5,7 @@
 #include "model/WorkBlock.h"
 
 #include <QAbstractButton>
+#include <QSpinBox>
 #include <QString>
 #include <QWidget>
 
@@ -88,29 +89,31 @@ private:
     WorkKind m_kind = WorkKind::deep;
 };
 
-// A value label with minus and plus buttons stepping by a quarter hour.
-class MinuteStepper final : public QWidget {
+// A time of day or a length, stepped by a quarter hour with its arrows, the wheel or the
+// arrow keys and read as text by screen readers; never typed into. A step stops at the
+// range's bounds.
+class MinuteStepper final : public QSpinBox {
     Q_OBJECT
 
 public:
-    explicit MinuteStepper(QWidget* parent = nullptr);
+    enum class Shows { time, duration };
+    explicit MinuteStepper(Shows shows, QWidget* parent = nullptr);
 
-    void setValue(Minutes value, ClosedMinuteRange range, const QString& label);
+    // Shows a value without announcing it as a step.
+    void setMinutes(Minutes value, ClosedMinuteRange range);
     void setWidestLabel(const QString& widest);
-    Minutes value() const { return m_value; }
-    QString label() const;
+    QString label() const { return text(); }
 
 Q_SIGNALS:
     void stepped(quillmere::Minutes value);
 
-private:
-    void step(Minutes delta);
+protected:
+    QString textFromValue(int value) const override;
+    void paintEvent(QPaintEvent* event) override;
+    int valueFromText(const QString&) const override { return value(); }
 
-    Minutes m_value = 0;
-    ClosedMinuteRange m_range;
-    QLabel* m_label;
-    QToolButton* m_down;
-    QToolButton* m_up;
+private:
+    Shows m_shows;
 };
 
 // The small form under the timeline for the selected block. It edits nothing itself: each
@@ -132,6 +135,7 @@ Q_SIGNALS:
 
 protected:
     void changeEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildTitle(QVBoxLayout* stack);
@@ -141,6 +145,7 @@ private:
     void buildStatusRow(QVBoxLayout* stack);
     void buildButtons(QVBoxLayout* stack);
     void saveOnReturn();
+    void orderTabs();
     QToolButton* kindSegment(WorkKind kind) const;
     void emitChange(const WorkBlock& block);
     void commit();

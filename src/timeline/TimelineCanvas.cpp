@@ -13,6 +13,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -303,6 +304,28 @@ void TimelineCanvas::keyPressEvent(QKeyEvent* event) {
         break;
     }
     QWidget::keyPressEvent(event);
+}
+
+// Tab walks the blocks of the day in time order, choosing each in turn, before the keyboard
+// moves on to the editor (or, backwards, to the header); the arrows then move the chosen one.
+bool TimelineCanvas::focusNextPrevChild(bool next) {
+    if (m_press)
+        return true;
+    std::vector<PlacedBlock> placed = placedBlocks();
+    std::stable_sort(placed.begin(), placed.end(), [](const PlacedBlock& a, const PlacedBlock& b) {
+        return a.box.top() < b.box.top();
+    });
+    const std::optional<QUuid> chosen = m_view.selectedID();
+    const auto at = std::find_if(placed.begin(), placed.end(),
+                                 [&](const PlacedBlock& p) { return p.block.id == chosen; });
+    std::ptrdiff_t index = at - placed.begin();
+    if (at == placed.end())
+        index = next ? -1 : static_cast<std::ptrdiff_t>(placed.size());
+    index += next ? 1 : -1;
+    if (index < 0 || index >= static_cast<std::ptrdiff_t>(placed.size()))
+        return QWidget::focusNextPrevChild(next);
+    m_view.setSelectedID(placed[static_cast<std::size_t>(index)].block.id);
+    return true;
 }
 
 void TimelineCanvas::showCursor(Qt::CursorShape shape) {

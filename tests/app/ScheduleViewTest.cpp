@@ -9,6 +9,7 @@
 #include "support/Widgets.h"
 
 #include <QAbstractButton>
+#include <QAbstractSpinBox>
 #include <QAccessible>
 #include <QApplication>
 #include <QDBusConnection>
@@ -171,8 +172,9 @@ TEST_F(ScheduleFixture, EveryButtonOfThePanelHasANameForAssistiveTechnology) {
     choose(QStringLiteral("Add Deep Work"));
     ASSERT_TRUE(editor->isVisible());
     int named = 0;
-    for (QAbstractButton* b : view->findChildren<QAbstractButton*>()) {
-        if (!b->isVisibleTo(view.get()))
+    for (QWidget* b : view->findChildren<QWidget*>()) {
+        if (!b->isVisibleTo(view.get()) ||
+            !(qobject_cast<QAbstractButton*>(b) || qobject_cast<QAbstractSpinBox*>(b)))
             continue;
         QAccessibleInterface* a = QAccessible::queryAccessibleInterface(b);
         ASSERT_NE(a, nullptr);
@@ -181,7 +183,7 @@ TEST_F(ScheduleFixture, EveryButtonOfThePanelHasANameForAssistiveTechnology) {
         ++named;
     }
     // The header's two, the kind segments, the steppers, seven days, delete and Save at least.
-    EXPECT_GE(named, 16);
+    EXPECT_GE(named, 15);
 }
 
 TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewUntilAnotherBlockIsChosen) {
@@ -237,7 +239,7 @@ TEST_F(ScheduleFixture, CommitAppendsTheDraftWithItsRepeatDaysAndCloses) {
 
     // Editing a saved block and saving updates it in place.
     view->setSelectedID(id);
-    click(child<QToolButton>(child<MinuteStepper>(editor, "start"), "up"));
+    QTest::keyClick(child<MinuteStepper>(editor, "start"), Qt::Key_Up);
     click(child<QPushButton>(editor));
     EXPECT_EQ(store->savedBlock(id)->startMinutes, saved.startMinutes + 15);
     EXPECT_EQ(store->blocks().size(), 2u);
@@ -398,4 +400,63 @@ TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
     EXPECT_FALSE(toggle->isChecked());
     EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
     QFile::remove(autostart);
+}
+
+// The panel opens on the day; Tab walks its blocks in time order, then the editor's controls
+// top to bottom and the header's buttons; Shift+Tab walks back; Space and the arrows act
+// where the keyboard is.
+TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlOfThePanel) {
+    const WorkBlock write = todayBlock(QStringLiteral("Write"), 600, 60);
+    const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);
+    seedBlocks({standup, write});
+    seedPlanned({planned(QStringLiteral("Read"))});
+    build();
+    const auto where = [this]() -> QString {
+        QWidget* w = QApplication::focusWidget();
+        if (w && timeline->isAncestorOf(w))
+            return QStringLiteral("day:") + (view->working() ? view->working()->title : QString());
+        return w ? QAccessible::queryAccessibleInterface(w)->text(QAccessible::Name) : QString();
+    };
+    const auto press = [&](Qt::Key key, int times = 1) {
+        QStringList seen;
+        for (int i = 0; i < times; ++i) {
+            QTest::keyClick(QApplication::focusWidget(), key);
+            seen << where();
+        }
+        return seen.join(u',');
+    };
+    EXPECT_EQ(where(), QStringLiteral("day:"));
+    EXPECT_EQ(press(Qt::Key_Tab, 19),
+              QStringLiteral("day:Write,day:Standup,Title,Shallow Work,Start,Duration,Sunday,"
+                             "Monday,Tuesday,Wednesday,Thursday,Friday,Saturday,Delete,Save,"
+                             "Add,Options,Show planned blocks,Plan a block"));
+    EXPECT_EQ(press(Qt::Key_Backtab, 4), QStringLiteral("Show planned blocks,Options,Add,Save"));
+    EXPECT_EQ(press(Qt::Key_Tab, 5),
+              QStringLiteral("Add,Options,Show planned blocks,Plan a block,day:Standup"));
+
+    // The arrows move the chosen block; on the editor's controls they step and choose.
+    ASSERT_EQ(press(Qt::Key_Backtab), QStringLiteral("day:Write"));
+    press(Qt::Key_Down);
+    EXPECT_EQ(view->working()->startMinutes, 615);
+    EXPECT_EQ(press(Qt::Key_Tab, 3), QStringLiteral("day:Standup,Title,Shallow Work"));
+    EXPECT_EQ(press(Qt::Key_Left), QStringLiteral("Deep Work"));
+    press(Qt::Key_Tab);
+    press(Qt::Key_Up);
+    EXPECT_EQ(view->working()->startMinutes, 795);
+    EXPECT_EQ(press(Qt::Key_Tab, 3), QStringLiteral("Duration,Sunday,Monday"));
+    EXPECT_EQ(press(Qt::Key_Space), QStringLiteral("Monday, repeating"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(store->savedBlock(standup.id)->startMinutes, 795);
+    EXPECT_EQ(store->savedBlock(standup.id)->kind, WorkKind::deep);
+    EXPECT_EQ(store->repeatDays(standup.id), (Weekdays{2}));
+
+    // The backlog opens with Space on its header; Space on a row schedules it.
+    ASSERT_EQ(press(Qt::Key_Tab, 2), QStringLiteral("Options,Show planned blocks"));
+    EXPECT_EQ(press(Qt::Key_Space), QStringLiteral("Hide planned blocks"));
+    EXPECT_EQ(press(Qt::Key_Tab, 2), QStringLiteral("Plan a block,Read"));
+    press(Qt::Key_Space);
+    ASSERT_TRUE(view->working());
+    EXPECT_EQ(view->working()->title, QStringLiteral("Read"));
+    press(Qt::Key_Return);
+    EXPECT_EQ(store->todayBlocks().size(), 3u);
 }
