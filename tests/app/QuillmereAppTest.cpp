@@ -2,7 +2,7 @@
 #include "app/ScheduleView.h"
 #include "stats/StatsLauncher.h"
 
-#include "AppFixture.h"
+#include "support/StoreHarness.h"
 #include "support/Widgets.h"
 
 #include <QAction>
@@ -16,30 +16,11 @@ using namespace quillmere::test;
 namespace {
 
 // The app makes its own store and clock on the fixture's folder and wall clock.
-struct ShellFixture : AppFixture {
-    void SetUp() override { wall.set(QDate(2024, 3, 4), QTime(10, 30)); }
+struct ShellFixture : StoreHarness {
+    ShellFixture() : StoreHarness(QTime(10, 30)) {}
 };
 
 } // namespace
-
-TEST_F(ShellFixture, TheIconAndTooltipFollowTheWorkUnderWayWithoutThePanel) {
-    seedBlocks({todayBlock(QStringLiteral("  Inbox\t"), 600, 60, WorkKind::shallow),
-                todayBlock(QString(), 690, 30, WorkKind::shallow)});
-    QuillmereApp app(wall, dir.path());
-    EXPECT_FALSE(app.isStarted());
-    app.start(0);
-    processEvents();
-    EXPECT_EQ(app.shell().image(), StatusIcon::Image::shallow);
-    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Inbox"));
-    wall.set(QDate(2024, 3, 4), QTime(11, 31));
-    app.clock().tick();
-    processEvents();
-    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Shallow Work"));
-    wall.set(QDate(2024, 3, 4), QTime(12, 5));
-    app.clock().tick();
-    processEvents();
-    EXPECT_EQ(app.shell().image(), StatusIcon::Image::idle);
-}
 
 TEST_F(ShellFixture, WithoutATrayThePanelIsAWindowThatEndsTheProgram) {
     QuillmereApp app(wall, dir.path());
@@ -58,7 +39,7 @@ TEST_F(ShellFixture, WithoutATrayThePanelIsAWindowThatEndsTheProgram) {
 // "Statistics…" makes its window on first use and then only raises it; the window follows the
 // confirmations of the running program and is gone once closed.
 TEST_F(ShellFixture, StatisticsOpensFromTheOptionsMenuAsOneWindowThatFollowsConfirmations) {
-    seedBlocks({todayBlock(QStringLiteral("Write"), 600, 60)});
+    seedBlocks({makeBlock(QStringLiteral("Write"), today, 600, 60)});
     QuillmereApp app(wall, dir.path());
     app.start(0);
     processEvents();

@@ -3,9 +3,10 @@
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
 #include "ui/ColorScheme.h"
+#include "ui/Palette.h"
 
-#include "AppFixture.h"
 #include "support/NotificationSession.h"
+#include "support/StoreHarness.h"
 #include "support/Widgets.h"
 
 #include <QAbstractButton>
@@ -18,13 +19,19 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEnterEvent>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QToolButton>
 
+#include <functional>
 #include <set>
 
 using namespace quillmere;
@@ -32,7 +39,19 @@ using namespace quillmere::test;
 
 namespace {
 
-struct ScheduleFixture : AppFixture {
+WorkBlock todayBlock(const QString& title, Minutes start, Minutes duration,
+                     WorkKind kind = WorkKind::deep) {
+    return makeBlock(title, StoreHarness::today, start, duration, kind);
+}
+
+PlannedBlock planned(const QString& title, WorkKind kind = WorkKind::deep,
+                     std::optional<bool> pinned = std::nullopt) {
+    return PlannedBlock{QUuid::createUuid(), title, kind, 0, pinned};
+}
+
+// The view on a store on Monday 2024-03-04, 09:07 in Berlin unless a test moves it.
+struct ScheduleFixture : StoreHarness {
+    ScheduleFixture() : StoreHarness(QTime(9, 7)) {}
     std::unique_ptr<ScheduleView> view;
     DayTimelineView* timeline = nullptr;
     BlockEditorView* editor = nullptr;
@@ -64,6 +83,21 @@ struct ScheduleFixture : AppFixture {
                 return r;
         ADD_FAILURE() << "no row for " << id.toString().toStdString();
         return nullptr;
+    }
+
+    QLineEdit* title() const { return child<QLineEdit>(editor); }
+    QToolButton* arrow(const char* stepper, const char* name) const {
+        return child<QToolButton>(child<MinuteStepper>(editor, stepper), name);
+    }
+    template <typename T> T* shown(const std::function<bool(T*)>& is) const {
+        for (T* t : editor->findChildren<T*>())
+            if (is(t))
+                return t;
+        ADD_FAILURE() << "not in the editor";
+        return nullptr;
+    }
+    DayToggle* day(int d) const {
+        return shown<DayToggle>([&](DayToggle* t) { return t->day() == d; });
     }
 
     // Nothing selected, nothing being edited, the editor hidden.
@@ -327,9 +361,14 @@ TEST_F(ScheduleFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEnt
     EXPECT_FALSE(pin(a)->isVisible());
 
     click(pin(b));
-    EXPECT_EQ(plannedJson()[1].toObject().value(QStringLiteral("pinned")), QJsonValue(true));
+    // The entry's "pinned" key as written to the file.
+    const auto pinnedKey = [&] {
+        const QByteArray file = dir.read(QStringLiteral("planned.json")).value_or("");
+        return QJsonDocument::fromJson(file).array()[1].toObject().value(QStringLiteral("pinned"));
+    };
+    EXPECT_EQ(pinnedKey(), QJsonValue(true));
     click(pin(b));
-    EXPECT_FALSE(plannedJson()[1].toObject().contains(QStringLiteral("pinned")));
+    EXPECT_TRUE(pinnedKey().isUndefined());
 
     QTest::mouseClick(row(a.id), Qt::LeftButton, {}, QPoint(120, 10));
     ASSERT_TRUE(view->working());
@@ -402,4 +441,126 @@ TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
     EXPECT_FALSE(toggle->isChecked());
     EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
     QFile::remove(autostart);
+}
+
+// A title still reading as the old kind's default (or empty) follows the kind; typed ones stay,
+// even one that only looks like the other kind's default.
+TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitles) {
+    build();
+    choose(QStringLiteral("Add Deep Work"));
+    QToolButton* shallow = shown<QToolButton>(
+        [](QToolButton* b) { return b->text() == defaultTitle(WorkKind::shallow); });
+    click(shallow);
+    EXPECT_EQ(view->working()->kind, WorkKind::shallow);
+    EXPECT_EQ(title()->text(), QStringLiteral("Shallow Work"));
+    EXPECT_TRUE(shallow->isChecked());
+
+    const struct {
+        QString title;
+        WorkKind from;
+        QString expected;
+    } cases[] = {
+        {QStringLiteral("Deep Work session"), WorkKind::deep, QStringLiteral("Deep Work session")},
+        {QString(), WorkKind::shallow, QStringLiteral("Deep Work")},
+        {QStringLiteral("Shallow Work"), WorkKind::deep, QStringLiteral("Shallow Work")},
+        {QStringLiteral("deep work"), WorkKind::deep, QStringLiteral("deep work")},
+    };
+    for (const auto& c : cases) {
+        const WorkBlock before = makeBlock(c.title, today, 540, 60, c.from);
+        EXPECT_EQ(editor::withKind(before, otherKind(c.from)).title, c.expected)
+            << c.title.toStdString();
+    }
+}
+
+// What is typed goes to the working copy as it stands, and the echo does not move the cursor.
+TEST_F(ScheduleFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
+    build();
+    choose(QStringLiteral("Add Deep Work"));
+    const QUuid id = *view->selectedID();
+    title()->selectAll();
+    QTest::keyClick(title(), Qt::Key_Backspace);
+    QTest::keyClicks(title(), QStringLiteral(" Write "));
+    EXPECT_EQ(view->working()->title, QStringLiteral(" Write "));
+    EXPECT_EQ(title()->cursorPosition(), 7);
+    QTest::keyClick(title(), Qt::Key_Return);
+    EXPECT_TRUE(store->savedBlock(id));
+    EXPECT_TRUE(closed());
+}
+
+// Between blocks ending at 14:00 and starting at 16:10, a block at 14:05 (off the grid after a
+// timeline edit) steps within that free time and is clamped to it, not refused.
+TEST_F(ScheduleFixture, SteppersMoveByAQuarterHourAndStopAtTheFreeTime) {
+    const WorkBlock block = todayBlock(QStringLiteral("Write"), 845, 60);
+    seedBlocks({todayBlock(QStringLiteral("Before"), 780, 60), block,
+                todayBlock(QStringLiteral("After"), 970, 30)});
+    build();
+    view->setSelectedID(block.id);
+    click(arrow("start", "down"));
+    EXPECT_EQ(view->working()->startMinutes, 840);
+    EXPECT_FALSE(arrow("start", "down")->isEnabled());
+    click(arrow("duration", "up"));
+    EXPECT_EQ(view->working()->durationMinutes, 75);
+    EXPECT_EQ(child<MinuteStepper>(editor, "duration")->label(), QStringLiteral("1 h 15 m"));
+    click(arrow("start", "up"), 4);
+    EXPECT_EQ(view->working()->startMinutes, 895);
+    EXPECT_FALSE(arrow("start", "up")->isEnabled());
+    click(arrow("duration", "down"), 5);
+    EXPECT_EQ(view->working()->durationMinutes, 15);
+    EXPECT_EQ(view->working()->startMinutes, 895);
+    EXPECT_EQ(store->savedBlock(block.id), block);
+}
+
+TEST_F(ScheduleFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
+    seedRules({makeRule(QStringLiteral("Standup"), 540, 60, {3})}); // Tuesdays 9:00–10:00
+    build();
+    choose(QStringLiteral("Add Deep Work")); // 9:15 today
+    DayToggle* tuesday = day(3);
+    EXPECT_EQ(tuesday->toolTip(),
+              QStringLiteral("Another repeating block covers this time on Tuesdays"));
+
+    // A day not chosen is drawn in the secondary colour alone (its letter and, when another
+    // block holds the day, its ring), so nothing on it is more opaque than that colour over
+    // its own 15 % fill; a conflicting day is drawn at half opacity on top.
+    const qreal ink = ui::secondaryColor(tuesday->palette()).alphaF();
+    const qreal bound = 1 - (1 - ink) * (1 - ink * 0.15);
+    const auto opaquest = [](QWidget* toggle) {
+        QImage image(toggle->size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        toggle->render(&image, {}, {}, QWidget::DrawChildren); // no window background
+        qreal most = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                most = std::max<qreal>(most, image.pixelColor(x, y).alphaF());
+        return most;
+    };
+    EXPECT_LE(opaquest(day(4)), bound + 0.02);
+    EXPECT_LE(opaquest(tuesday), bound * 0.5 + 0.02);
+
+    click(tuesday);
+    EXPECT_TRUE(tuesday->isChosen() && tuesday->isConflicting());
+    click(tuesday);
+    EXPECT_FALSE(tuesday->isChosen());
+}
+
+// A running deep block is locked and a confirmed one closed: nothing in the form changes or
+// saves either.
+TEST_F(ScheduleFixture, AFrozenBlockTakesNoEdits) {
+    const WorkBlock block = todayBlock(QStringLiteral("Write"), 600, 90);
+    seedBlocks({block});
+    build();
+    view->setSelectedID(block.id);
+    EXPECT_EQ(child<QLabel>(editor, "status")->text(), QStringLiteral("10:00 AM – 11:30 AM"));
+    for (const QTime time : {QTime(10, 10), QTime(11, 30, 1)}) {
+        SCOPED_TRACE(time.toString().toStdString());
+        tickAt(monday, time);
+        ASSERT_TRUE(store->isFrozen(block));
+        view->setSelectedID(std::nullopt);
+        view->setSelectedID(block.id);
+        for (QWidget* control : std::initializer_list<QWidget*>{
+                 child<QToolButton>(editor, "delete"), child<QPushButton>(editor), title(),
+                 child<MinuteStepper>(editor, "start")})
+            EXPECT_FALSE(control->isEnabled()) << control->metaObject()->className();
+        QTest::keyClick(editor, Qt::Key_Return);
+        EXPECT_EQ(view->selectedID(), block.id);
+    }
 }
