@@ -86,11 +86,10 @@ struct TimelineFixture : StoreHarness {
     QWidget* canvas() const { return view->widget(); }
     const timeline::TimelineGeometry& geometry() const { return view->geometry(); }
 
-    // A canvas row whose timeline y reads back as exactly this minute.
-    int rowAt(Minutes minute) const {
-        return static_cast<int>(std::ceil(geometry().y(minute)) + DayTimelineView::contentTop);
+    // A canvas point whose timeline y reads back as exactly this minute.
+    QPoint at(Minutes minute, int x = 200) const {
+        return {x, static_cast<int>(std::ceil(geometry().y(minute)) + DayTimelineView::contentTop)};
     }
-    QPoint at(Minutes minute, int x = 200) const { return {x, rowAt(minute)}; }
     // A point inside the top or bottom edge's resize strip of a block.
     QPoint edge(const WorkBlock& b, bool top, int inset = 3) const {
         const QRectF box = geometry().box(b.startMinutes, b.durationMinutes, canvas()->width());
@@ -107,17 +106,6 @@ struct TimelineFixture : StoreHarness {
             moveTo(from + (to - from) * i / 4);
         release(to);
         processEvents();
-    }
-    void hover(QPoint p) {
-        QMouseEvent e(QEvent::MouseMove, p, canvas()->mapToGlobal(p), Qt::NoButton, Qt::NoButton,
-                      Qt::NoModifier);
-        QApplication::sendEvent(canvas(), &e);
-    }
-
-    // A fresh gesture on the saved blocks, not on the last gesture's working copy.
-    void dragAfresh(QPoint from, QPoint to) {
-        view->setWorking(std::nullopt);
-        drag(from, to);
     }
 
     Range range() const {
