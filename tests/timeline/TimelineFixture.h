@@ -4,10 +4,8 @@
 
 #include "support/StoreHarness.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QImage>
-#include <QMouseEvent>
 #include <QScrollBar>
 #include <QTest>
 
@@ -22,33 +20,6 @@
 namespace quillmere::test {
 
 using Range = std::pair<Minutes, Minutes>; // a start and a duration
-
-// The colour a translucent fill leaves on an opaque background.
-inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
-    const float a = fg.alphaF();
-    auto mix = [a](float f, float b) { return qRound(255 * (f * a + b * (1 - a))); };
-    return QColor(mix(fg.redF(), bg.redF()), mix(fg.greenF(), bg.greenF()),
-                  mix(fg.blueF(), bg.blueF()));
-}
-
-inline bool near(QColor a, QColor b, int tolerance = 4) {
-    return std::abs(a.red() - b.red()) <= tolerance &&
-           std::abs(a.green() - b.green()) <= tolerance &&
-           std::abs(a.blue() - b.blue()) <= tolerance;
-}
-
-// The lightest and darkest grey in an area, for text and glyphs whose exact shape is the
-// font's business.
-inline std::pair<int, int> greyRange(const QImage& image, const QRect& area) {
-    int lightest = 0;
-    int darkest = 255;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x) {
-            lightest = std::max(lightest, qGray(image.pixel(x, y)));
-            darkest = std::min(darkest, qGray(image.pixel(x, y)));
-        }
-    return {lightest, darkest};
-}
 
 // The shared store harness at 08:00 on Monday 2024-03-04, and the view at the panel's size,
 // shown offscreen.
