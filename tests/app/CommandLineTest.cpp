@@ -54,26 +54,27 @@ TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
 }
 
 TEST(CommandLine, RefusesBadInputWithOneLine) {
-    for (const char* args : {"bogus",
-                             "status|--verbose",
-                             "open|now",
-                             "quit|--json",
-                             "add",
-                             "add|   ",
-                             "add|Email|--for",
-                             "add|Email|--for|20",
-                             "add|Email|--for|0m",
-                             "add|Email|--for|25h",
-                             "add|Email|--for|1h30",
-                             "add|Email|--at|25:00",
-                             "add|Email|--at|9.30",
-                             "add|Email|--at",
-                             "add|Email|--at|23:30|--for|1h",
-                             "add|Email|Extra",
-                             "add|Email|--json",
-                             "plan|--shallow",
-                             "plan|x|--at|9:00",
-                             "-platform|xcb"}) {
+    const char* const bad[] = {"bogus",
+                               "status|--verbose",
+                               "open|now",
+                               "quit|--json",
+                               "add",
+                               "add|   ",
+                               "add|Email|--for",
+                               "add|Email|--for|20",
+                               "add|Email|--for|0m",
+                               "add|Email|--for|25h",
+                               "add|Email|--for|1h30",
+                               "add|Email|--at|25:00",
+                               "add|Email|--at|9.30",
+                               "add|Email|--at",
+                               "add|Email|--at|23:30|--for|1h",
+                               "add|Email|Extra",
+                               "add|Email|--json",
+                               "plan|--shallow",
+                               "plan|x|--at|9:00",
+                               "-platform|xcb"};
+    for (const char* args : bad) {
         SCOPED_TRACE(args);
         const auto parsed = parseCommandLine(words(args));
         ASSERT_TRUE(std::holds_alternative<UsageError>(parsed));

@@ -31,7 +31,6 @@
 #include <QStandardPaths>
 #include <QToolButton>
 
-#include <functional>
 #include <set>
 
 using namespace quillmere;
@@ -78,26 +77,16 @@ struct ScheduleFixture : StoreHarness {
         QTest::mouseClick(child<QWidget>(list(), "backlogHeader"), Qt::LeftButton, {}, {60, 8});
     }
     PlannedRow* row(const QUuid& id) const {
-        for (PlannedRow* r : list()->findChildren<PlannedRow*>())
-            if (r->item().id == id && r->isVisibleTo(list()))
-                return r;
-        ADD_FAILURE() << "no row for " << id.toString().toStdString();
-        return nullptr;
+        return childWhere<PlannedRow>(
+            list(), [&](PlannedRow* r) { return r->item().id == id && r->isVisibleTo(list()); });
     }
 
     QLineEdit* title() const { return child<QLineEdit>(editor); }
     QToolButton* arrow(const char* stepper, const char* name) const {
         return child<QToolButton>(child<MinuteStepper>(editor, stepper), name);
     }
-    template <typename T> T* shown(const std::function<bool(T*)>& is) const {
-        for (T* t : editor->findChildren<T*>())
-            if (is(t))
-                return t;
-        ADD_FAILURE() << "not in the editor";
-        return nullptr;
-    }
     DayToggle* day(int d) const {
-        return shown<DayToggle>([&](DayToggle* t) { return t->day() == d; });
+        return childWhere<DayToggle>(editor, [&](DayToggle* t) { return t->day() == d; });
     }
 
     // Nothing selected, nothing being edited, the editor hidden.
@@ -448,8 +437,8 @@ TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
 TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitles) {
     build();
     choose(QStringLiteral("Add Deep Work"));
-    QToolButton* shallow = shown<QToolButton>(
-        [](QToolButton* b) { return b->text() == defaultTitle(WorkKind::shallow); });
+    QToolButton* shallow = childWhere<QToolButton>(
+        editor, [](QToolButton* b) { return b->text() == defaultTitle(WorkKind::shallow); });
     click(shallow);
     EXPECT_EQ(view->working()->kind, WorkKind::shallow);
     EXPECT_EQ(title()->text(), QStringLiteral("Shallow Work"));
