@@ -2,8 +2,6 @@
 
 #include "model/TimeMath.h"
 
-#include <QSignalSpy>
-
 using namespace quillmere;
 using namespace quillmere::test;
 
@@ -12,8 +10,6 @@ using Gestures = TimelineFixture;
 TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     show();
     const auto before = files();
-    QSignalSpy selected(view.get(), &DayTimelineView::selectedIDChanged);
-    QSignalSpy working(view.get(), &DayTimelineView::workingChanged);
 
     // From 10:07 up to 09:52.
     press(at(607));
@@ -31,8 +27,6 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
                                 585, 15, WorkKind::deep, std::nullopt,
                                 TimeMath::referenceSeconds(wall.now())}));
     EXPECT_EQ(view->selectedID(), draft.id);
-    EXPECT_EQ(selected.count(), 1);
-    EXPECT_EQ(working.count(), 1);
     EXPECT_FALSE(view->isGestureInProgress());
 
     EXPECT_EQ(files(), before);
