@@ -22,6 +22,28 @@ struct ShellFixture : StoreHarness {
 
 } // namespace
 
+// With the panel closed the tray shows the work under way: the title trimmed of spaces and
+// tabs, the kind's name for an untitled block, and nothing once the blocks are over.
+TEST_F(ShellFixture, TheIconAndTooltipFollowTheWorkUnderWayWithoutThePanel) {
+    seedBlocks({makeBlock(QStringLiteral("  Inbox\t"), today, 600, 60, WorkKind::shallow),
+                makeBlock(QString(), today, 690, 30, WorkKind::shallow)});
+    QuillmereApp app(wall, dir.path());
+    EXPECT_FALSE(app.isStarted());
+    app.start(0);
+    processEvents();
+    EXPECT_EQ(app.shell().image(), StatusIcon::Image::shallow);
+    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Inbox"));
+    const auto tickAt = [&](QTime time) {
+        wall.set(monday, time);
+        app.clock().tick();
+        processEvents();
+    };
+    tickAt(QTime(11, 31));
+    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Shallow Work"));
+    tickAt(QTime(12, 5));
+    EXPECT_EQ(app.shell().image(), StatusIcon::Image::idle);
+}
+
 TEST_F(ShellFixture, WithoutATrayThePanelIsAWindowThatEndsTheProgram) {
     QuillmereApp app(wall, dir.path());
     app.start(0);

@@ -86,14 +86,23 @@ TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
     qputenv("XDG_DATA_DIRS", oldDirs);
 }
 
-// Only a primary click (single, double or middle) toggles the panel; the icon's own menu opens it.
-TEST(TrayShell, PrimaryClicksToggleThePanelAndTheMenuOpensIt) {
+// Set before the tray is there, the picture and the tooltip wait for it; only a primary click
+// (single, double or middle) toggles the panel, and the icon's own menu opens it.
+TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     TrayShell shell;
+    shell.setCurrentKind(WorkKind::shallow);
+    shell.setToolTip(QStringLiteral("Email"));
+    EXPECT_FALSE(shell.hasIcon());
     QSignalSpy opened(&shell, &TrayShell::openPanelRequested);
     QSignalSpy toggled(&shell, &TrayShell::togglePanelRequested);
     shell.showIcon();
     auto* icon = shell.findChild<QSystemTrayIcon*>();
     ASSERT_NE(icon, nullptr);
+    EXPECT_EQ(shell.image(), StatusIcon::Image::shallow);
+    EXPECT_EQ(icon->toolTip(), QStringLiteral("Email"));
+    shell.setToolTip(std::nullopt);
+    EXPECT_TRUE(icon->toolTip().isEmpty());
+
     for (auto reason : {QSystemTrayIcon::Trigger, QSystemTrayIcon::DoubleClick,
                         QSystemTrayIcon::MiddleClick, QSystemTrayIcon::Context})
         Q_EMIT icon->activated(reason);
