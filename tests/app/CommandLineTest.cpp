@@ -17,48 +17,34 @@ QStringList words(const char* line) {
     return QString::fromUtf8(line).split(QLatin1Char('|'), Qt::SkipEmptyParts);
 }
 
-Command only(Verb verb) {
-    Command c;
-    c.verb = verb;
-    return c;
+Command command(Verb verb, const char* title = "", WorkKind kind = WorkKind::deep,
+                std::optional<Minutes> at = {}, std::optional<Minutes> duration = {}) {
+    return {verb, false, false, QString::fromUtf8(title), kind, at, duration};
 }
 
 } // namespace
 
 TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
-    struct Case {
+    const WorkKind deep = WorkKind::deep;
+    const WorkKind shallow = WorkKind::shallow;
+    const struct {
         const char* args; // separated by '|'
         Command expected;
-    };
-    const auto add = [](const char* title, WorkKind kind, std::optional<Minutes> at,
-                        std::optional<Minutes> duration) {
-        Command c = only(Verb::add);
-        c.title = QString::fromUtf8(title);
-        c.kind = kind;
-        c.at = at;
-        c.duration = duration;
-        return c;
-    };
-    Command follow = only(Verb::status);
-    follow.json = follow.follow = true;
-    Command plan = only(Verb::plan);
-    plan.title = QStringLiteral("Read paper");
-    plan.kind = WorkKind::shallow;
-    const Case cases[] = {
+    } cases[] = {
         {"", Command{}},
-        {"status", only(Verb::status)},
-        {"status|--follow|--json", follow},
-        {"open", only(Verb::open)},
-        {"quit", only(Verb::quit)},
-        {"--help", only(Verb::help)},
-        {"--version", only(Verb::version)},
-        {"add|Write chapter", add("Write chapter", WorkKind::deep, {}, {})},
-        {"add|Email|--shallow|--for|30m", add("Email", WorkKind::shallow, {}, 30)},
-        {"add|--at|9:30|--for|1h30m| Email |--deep", add("Email", WorkKind::deep, 570, 90)},
-        {"add|Late|--at|23:00|--for|1h", add("Late", WorkKind::deep, 1380, 60)},
-        {"plan|Read paper|--shallow", plan},
+        {"status", command(Verb::status)},
+        {"status|--follow|--json", {Verb::status, true, true, {}, WorkKind::deep, {}, {}}},
+        {"open", command(Verb::open)},
+        {"quit", command(Verb::quit)},
+        {"--help", command(Verb::help)},
+        {"--version", command(Verb::version)},
+        {"add|Write chapter", command(Verb::add, "Write chapter")},
+        {"add|Email|--shallow|--for|30m", command(Verb::add, "Email", shallow, {}, 30)},
+        {"add|--at|9:30|--for|1h30m| Email |--deep", command(Verb::add, "Email", deep, 570, 90)},
+        {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)},
+        {"plan|Read paper|--shallow", command(Verb::plan, "Read paper", shallow)},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.args);
         const auto parsed = parseCommandLine(words(c.args));
         ASSERT_TRUE(std::holds_alternative<Command>(parsed))
@@ -68,26 +54,27 @@ TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
 }
 
 TEST(CommandLine, RefusesBadInputWithOneLine) {
-    for (const char* args : {"bogus",
-                             "status|--verbose",
-                             "open|now",
-                             "quit|--json",
-                             "add",
-                             "add|   ",
-                             "add|Email|--for",
-                             "add|Email|--for|20",
-                             "add|Email|--for|0m",
-                             "add|Email|--for|25h",
-                             "add|Email|--for|1h30",
-                             "add|Email|--at|25:00",
-                             "add|Email|--at|9.30",
-                             "add|Email|--at",
-                             "add|Email|--at|23:30|--for|1h",
-                             "add|Email|Extra",
-                             "add|Email|--json",
-                             "plan|--shallow",
-                             "plan|x|--at|9:00",
-                             "-platform|xcb"}) {
+    const char* const bad[] = {"bogus",
+                               "status|--verbose",
+                               "open|now",
+                               "quit|--json",
+                               "add",
+                               "add|   ",
+                               "add|Email|--for",
+                               "add|Email|--for|20",
+                               "add|Email|--for|0m",
+                               "add|Email|--for|25h",
+                               "add|Email|--for|1h30",
+                               "add|Email|--at|25:00",
+                               "add|Email|--at|9.30",
+                               "add|Email|--at",
+                               "add|Email|--at|23:30|--for|1h",
+                               "add|Email|Extra",
+                               "add|Email|--json",
+                               "plan|--shallow",
+                               "plan|x|--at|9:00",
+                               "-platform|xcb"};
+    for (const char* args : bad) {
         SCOPED_TRACE(args);
         const auto parsed = parseCommandLine(words(args));
         ASSERT_TRUE(std::holds_alternative<UsageError>(parsed));
@@ -120,11 +107,8 @@ TEST(StatusReport, PicksTheRunningBlockAndWritesItForPeopleAndBars) {
               QStringLiteral("Idle, next: Shallow Work at 11:00 AM"));
     const StatusReport evening = statusAt(today, 1200);
     EXPECT_EQ(statusLine(evening), QStringLiteral("Idle"));
-    EXPECT_EQ(QJsonDocument::fromJson(statusBarLine(evening))
-                  .object()
-                  .value(QStringLiteral("class"))
-                  .toString(),
-              QStringLiteral("idle"));
+    EXPECT_TRUE(statusBarLine(evening).contains(R"("class":"idle")"))
+        << statusBarLine(evening).toStdString();
 
     // What the bus carries comes back as the same report, and a partial change merges.
     StatusReport copy;

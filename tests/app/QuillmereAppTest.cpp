@@ -2,13 +2,12 @@
 #include "app/ScheduleView.h"
 #include "stats/StatsLauncher.h"
 
-#include "AppFixture.h"
+#include "support/StoreHarness.h"
 #include "support/Widgets.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QLabel>
-#include <QMenu>
 #include <QPointer>
 
 using namespace quillmere;
@@ -17,15 +16,17 @@ using namespace quillmere::test;
 namespace {
 
 // The app makes its own store and clock on the fixture's folder and wall clock.
-struct ShellFixture : AppFixture {
-    void SetUp() override { wall.set(QDate(2024, 3, 4), QTime(10, 30)); }
+struct ShellFixture : StoreHarness {
+    ShellFixture() : StoreHarness(QTime(10, 30)) {}
 };
 
 } // namespace
 
+// With the panel closed the tray shows the work under way: the title trimmed of spaces and
+// tabs, the kind's name for an untitled block, and nothing once the blocks are over.
 TEST_F(ShellFixture, TheIconAndTooltipFollowTheWorkUnderWayWithoutThePanel) {
-    seedBlocks({todayBlock(QStringLiteral("  Inbox\t"), 600, 60, WorkKind::shallow),
-                todayBlock(QString(), 690, 30, WorkKind::shallow)});
+    seedBlocks({makeBlock(QStringLiteral("  Inbox\t"), today, 600, 60, WorkKind::shallow),
+                makeBlock(QString(), today, 690, 30, WorkKind::shallow)});
     QuillmereApp app(wall, dir.path());
     EXPECT_FALSE(app.isStarted());
     app.start(0);
@@ -33,7 +34,7 @@ TEST_F(ShellFixture, TheIconAndTooltipFollowTheWorkUnderWayWithoutThePanel) {
     EXPECT_EQ(app.shell().image(), StatusIcon::Image::shallow);
     EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Inbox"));
     const auto tickAt = [&](QTime time) {
-        wall.set(QDate(2024, 3, 4), time);
+        wall.set(monday, time);
         app.clock().tick();
         processEvents();
     };
@@ -57,39 +58,32 @@ TEST_F(ShellFixture, WithoutATrayThePanelIsAWindowThatEndsTheProgram) {
     QApplication::setQuitOnLastWindowClosed(false);
 }
 
+// "Statistics…" makes its window on first use and then only raises it; the window follows the
+// confirmations of the running program and is gone once closed.
 TEST_F(ShellFixture, StatisticsOpensFromTheOptionsMenuAsOneWindowThatFollowsConfirmations) {
-    seedBlocks({todayBlock(QStringLiteral("Write"), 600, 60)});
+    seedBlocks({makeBlock(QStringLiteral("Write"), today, 600, 60)});
     QuillmereApp app(wall, dir.path());
     app.start(0);
     processEvents();
-    auto* view = qobject_cast<ScheduleView*>(app.panel()->content());
-    ASSERT_TRUE(view);
-    // Nothing of the window exists before it is asked for.
     EXPECT_EQ(app.statistics()->window(), nullptr);
-    QAction* statistics = action(view, QStringLiteral("Statistics…"));
+    QAction* statistics = action(app.panel()->content(), QStringLiteral("Statistics…"));
     ASSERT_TRUE(statistics);
-
     statistics->trigger();
     processEvents();
     QPointer<StatsWindow> window = app.statistics()->window();
     ASSERT_TRUE(window);
     EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(window->windowTitle(), QStringLiteral("Quillmere Statistics"));
-    const auto weekDeep = [&] {
-        return window->findChild<QLabel*>(QStringLiteral("week.deep"))->text();
-    };
-    EXPECT_EQ(weekDeep(), QStringLiteral("0 m"));
+    QLabel* weekDeep = window->findChild<QLabel*>(QStringLiteral("week.deep"));
+    EXPECT_EQ(weekDeep->text(), QStringLiteral("0 m"));
     EXPECT_EQ(window->content().planned.at(QDate(2024, 3, 4)).deep, 60);
-
     statistics->trigger();
     processEvents();
-    EXPECT_EQ(app.statistics()->window(), window.data()); // raised, not a second one
+    EXPECT_EQ(app.statistics()->window(), window.data());
 
     wall.set(QDateTime(QDate(2024, 3, 4), QTime(11, 0)).addMSecs(100));
     app.clock().tick();
     processEvents();
-    EXPECT_EQ(weekDeep(), QStringLiteral("1 h"));
-
+    EXPECT_EQ(weekDeep->text(), QStringLiteral("1 h"));
     window->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(window);

@@ -7,27 +7,24 @@
 
 namespace quillmere::test {
 
-// One run of a command-line tool: whether it was there and ended with status 0, and what it said.
+// One run of a command-line tool: whether it ended with status 0, and what it said (or that
+// it is missing).
 struct ToolRun {
-    bool found = false;
     bool ok = false;
     QString output;
 };
 
 inline ToolRun runTool(const QString& program, const QStringList& arguments,
                        const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
-    ToolRun run;
-    run.found = !QStandardPaths::findExecutable(program).isEmpty() || program.startsWith(u'/');
-    if (!run.found)
-        return run;
+    if (QStandardPaths::findExecutable(program).isEmpty() && !program.startsWith(u'/'))
+        return {false, program + QStringLiteral(" comes with scripts/install-deps test")};
     QProcess p;
     p.setProcessEnvironment(env);
     p.setProcessChannelMode(QProcess::MergedChannels);
     p.start(program, arguments);
     p.waitForFinished(120000);
-    run.output = QString::fromUtf8(p.readAll());
-    run.ok = p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-    return run;
+    return {p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0,
+            QString::fromUtf8(p.readAll())};
 }
 
 } // namespace quillmere::test

@@ -16,13 +16,18 @@ template <typename T> T* child(const QObject* root, const char* name = "") {
     return found;
 }
 
+// The first child of a kind that passes a test: a control known by what it shows.
+template <typename T, typename Test> T* childWhere(const QObject* root, Test is) {
+    for (T* t : root->findChildren<T*>())
+        if (is(t))
+            return t;
+    ADD_FAILURE() << "no such " << T::staticMetaObject.className();
+    return nullptr;
+}
+
 // A menu item by its text, wherever the view's menus hold it.
 inline QAction* action(const QObject* root, const QString& text) {
-    for (QAction* a : root->findChildren<QAction*>())
-        if (a->text() == text)
-            return a;
-    ADD_FAILURE() << "no menu item \"" << text.toStdString() << '"';
-    return nullptr;
+    return childWhere<QAction>(root, [&](QAction* a) { return a->text() == text; });
 }
 
 inline void click(QWidget* widget, int times = 1) {

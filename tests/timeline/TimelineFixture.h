@@ -4,10 +4,8 @@
 
 #include "support/StoreHarness.h"
 
-#include <QApplication>
 #include <QDir>
 #include <QImage>
-#include <QMouseEvent>
 #include <QScrollBar>
 #include <QTest>
 
@@ -22,33 +20,6 @@
 namespace quillmere::test {
 
 using Range = std::pair<Minutes, Minutes>; // a start and a duration
-
-// The colour a translucent fill leaves on an opaque background.
-inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
-    const float a = fg.alphaF();
-    auto mix = [a](float f, float b) { return qRound(255 * (f * a + b * (1 - a))); };
-    return QColor(mix(fg.redF(), bg.redF()), mix(fg.greenF(), bg.greenF()),
-                  mix(fg.blueF(), bg.blueF()));
-}
-
-inline bool near(QColor a, QColor b, int tolerance = 4) {
-    return std::abs(a.red() - b.red()) <= tolerance &&
-           std::abs(a.green() - b.green()) <= tolerance &&
-           std::abs(a.blue() - b.blue()) <= tolerance;
-}
-
-// The lightest and darkest grey in an area, for text and glyphs whose exact shape is the
-// font's business.
-inline std::pair<int, int> greyRange(const QImage& image, const QRect& area) {
-    int lightest = 0;
-    int darkest = 255;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x) {
-            lightest = std::max(lightest, qGray(image.pixel(x, y)));
-            darkest = std::min(darkest, qGray(image.pixel(x, y)));
-        }
-    return {lightest, darkest};
-}
 
 // The shared store harness at 08:00 on Monday 2024-03-04, and the view at the panel's size,
 // shown offscreen.
@@ -86,11 +57,10 @@ struct TimelineFixture : StoreHarness {
     QWidget* canvas() const { return view->widget(); }
     const timeline::TimelineGeometry& geometry() const { return view->geometry(); }
 
-    // A canvas row whose timeline y reads back as exactly this minute.
-    int rowAt(Minutes minute) const {
-        return static_cast<int>(std::ceil(geometry().y(minute)) + DayTimelineView::contentTop);
+    // A canvas point whose timeline y reads back as exactly this minute.
+    QPoint at(Minutes minute, int x = 200) const {
+        return {x, static_cast<int>(std::ceil(geometry().y(minute)) + DayTimelineView::contentTop)};
     }
-    QPoint at(Minutes minute, int x = 200) const { return {x, rowAt(minute)}; }
     // A point inside the top or bottom edge's resize strip of a block.
     QPoint edge(const WorkBlock& b, bool top, int inset = 3) const {
         const QRectF box = geometry().box(b.startMinutes, b.durationMinutes, canvas()->width());
@@ -107,17 +77,6 @@ struct TimelineFixture : StoreHarness {
             moveTo(from + (to - from) * i / 4);
         release(to);
         processEvents();
-    }
-    void hover(QPoint p) {
-        QMouseEvent e(QEvent::MouseMove, p, canvas()->mapToGlobal(p), Qt::NoButton, Qt::NoButton,
-                      Qt::NoModifier);
-        QApplication::sendEvent(canvas(), &e);
-    }
-
-    // A fresh gesture on the saved blocks, not on the last gesture's working copy.
-    void dragAfresh(QPoint from, QPoint to) {
-        view->setWorking(std::nullopt);
-        drag(from, to);
     }
 
     Range range() const {

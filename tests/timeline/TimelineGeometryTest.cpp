@@ -1,12 +1,33 @@
 #include "timeline/TimelineGeometry.h"
+#include "timeline/TimelineGestures.h"
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 using namespace quillmere;
-using quillmere::timeline::TimelineGeometry;
+using namespace quillmere::timeline;
+
+namespace {
+
+const TimelineGeometry g;
+
+WorkBlock blockAt(Minutes start, Minutes duration) {
+    return {QUuid::createUuid(), {}, {}, start, duration, WorkKind::deep, {}, {}};
+}
+
+// Answers as the store would for a day whose only free span is `gap`.
+FreeGapQuery gapOf(std::optional<MinuteRange> gap, std::vector<Minutes>* asked = nullptr) {
+    return [gap, asked](Minutes m) {
+        if (asked)
+            asked->push_back(m);
+        return gap;
+    };
+}
+
+} // namespace
 
 TEST(TimelineGeometry, MinutesMapToPointsAndBackWithTruncation) {
-    const TimelineGeometry g;
     EXPECT_DOUBLE_EQ(g.y(14 * 60 + 30), 928);
     // 37 pt is 34.6 minutes; the fraction is dropped, toward zero in both directions.
     EXPECT_EQ(g.minutes(37), 34);
@@ -16,7 +37,6 @@ TEST(TimelineGeometry, MinutesMapToPointsAndBackWithTruncation) {
 }
 
 TEST(TimelineGeometry, BoxesKeepAGapAndAMinimumHeight) {
-    const TimelineGeometry g;
     EXPECT_DOUBLE_EQ(g.box(10 * 60, 60, 340).top() - g.box(9 * 60, 60, 340).bottom(), 2);
     EXPECT_DOUBLE_EQ(g.box(600, 15, 340).height(), 14);
     EXPECT_DOUBLE_EQ(g.box(600, 5, 340).height(), 12);
@@ -28,4 +48,73 @@ TEST(TimelineGeometry, BoxesKeepAGapAndAMinimumHeight) {
     const QRectF shortBox = g.box(540, 15, 340);
     EXPECT_LT(TimelineGeometry::bottomHandle(shortBox).height(), shortBox.height() / 2);
     EXPECT_DOUBLE_EQ(TimelineGeometry::bottomHandle(shortBox).bottom(), shortBox.bottom());
+}
+
+TEST(TimelineGestures, SnapsToQuarterHoursWithHalvesAwayFromZero) {
+    EXPECT_EQ(snapToGrid(7.5), 15);
+    EXPECT_EQ(snapToGrid(-7.5), -15);
+    for (const auto& [minutes, snapped] : std::vector<std::pair<Minutes, Minutes>>{
+             {7, 0}, {-7, 0}, {8, 15}, {-8, -15}, {574, 570}, {1433, 1440}})
+        EXPECT_EQ(snapToGrid(minutes), snapped) << minutes;
+}
+
+TEST(TimelineGestures, MoveAsksForTheSnappedStartAndStaysWhenNothingFits) {
+    const WorkBlock block = blockAt(9 * 60, 60);
+    const Minutes delta = g.minutes(37);
+    ASSERT_EQ(delta, 34);
+
+    std::vector<std::pair<Minutes, Minutes>> asked;
+    const Minutes landed = movedStart(block, delta, [&](Minutes target, Minutes duration) {
+        asked.emplace_back(target, duration);
+        return std::optional<Minutes>(600);
+    });
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_EQ(asked[0], std::make_pair(Minutes{570}, Minutes{60}));
+    EXPECT_EQ(landed, 600);
+
+    EXPECT_EQ(movedStart(block, 200, [](Minutes, Minutes) { return std::optional<Minutes>(); }),
+              540);
+}
+
+// An edge stops at the free time around the block and a quarter from the other edge; without
+// a known gap it may shrink the block but never grow it.
+TEST(TimelineGestures, ResizingEitherEdgeStaysInsideTheGap) {
+    const WorkBlock block = blockAt(540, 60);
+    const MinuteRange gap{480, 660};
+    EXPECT_EQ(resizedDuration(block, -200, gap), 15);
+    EXPECT_EQ(resizedDuration(block, 22, gap), 75);
+    EXPECT_EQ(resizedDuration(block, 300, gap), 120); // stops at the next block, 11:00
+    EXPECT_EQ(resizedDuration(block, 90, std::nullopt), 60);
+    EXPECT_EQ(resizedDuration(block, -30, std::nullopt), 30);
+
+    EXPECT_EQ(resizedTopStart(block, 120, gap), 585); // 09:45–10:00
+    EXPECT_EQ(resizedTopStart(block, -38, gap), 495);
+    EXPECT_EQ(resizedTopStart(block, -300, gap), 480);
+    EXPECT_EQ(resizedTopStart(block, -30, std::nullopt), 540);
+    EXPECT_EQ(resizedTopStart(block, 30, std::nullopt), 570);
+}
+
+TEST(TimelineGestures, CreateDrawsInsideTheGapWhereTheDragBegan) {
+    const auto whole = gapOf(MinuteRange{0, 1440});
+
+    // From 10:07 up to 09:52: the top snaps to 09:45, the bottom to 10:00.
+    EXPECT_EQ(creationRange(607, 592, whole), (Creation{585, 15}));
+    EXPECT_EQ(creationRange(600, 600, whole), (Creation{600, 15}));
+    EXPECT_EQ(creationRange(540, 655, whole), (Creation{540, 120}));
+
+    const auto between = gapOf(MinuteRange{600, 700});
+    EXPECT_EQ(creationRange(610, 900, between), (Creation{615, 85}));
+    EXPECT_EQ(creationRange(650, 20, between), (Creation{600, 45}));
+    // A minimum block that would cross the gap's end is pushed back to end there.
+    EXPECT_EQ(creationRange(699, 699, between), (Creation{685, 15}));
+
+    EXPECT_EQ(creationRange(605, 700, gapOf(MinuteRange{600, 614})), std::nullopt);
+    EXPECT_EQ(creationRange(605, 700, gapOf(std::nullopt)), std::nullopt);
+
+    // A drag from below the last row looks up the gap at midnight, not past it.
+    std::vector<Minutes> asked;
+    const auto evening = creationRange(g.minutes(g.dayHeight() + 40), g.minutes(g.y(1380)),
+                                       gapOf(MinuteRange{1200, 1440}, &asked));
+    ASSERT_EQ(asked, std::vector<Minutes>{1440});
+    EXPECT_EQ(evening, (Creation{1380, 60}));
 }

@@ -1,11 +1,86 @@
+#include "timeline/BlockView.h"
+#include "timeline/Shapes.h"
+#include "ui/Glyphs.h"
+#include "ui/KindColors.h"
+
 #include "TimelineFixture.h"
 
-#include "ui/KindColors.h"
+#include <QIcon>
+#include <QPainter>
+
+#include <functional>
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace quillmere::timeline;
+using namespace quillmere::ui;
+using namespace Qt::StringLiterals;
 
 namespace {
+
+// The colour a translucent fill leaves on an opaque background.
+inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
+    const float a = fg.alphaF();
+    auto mix = [a](float f, float b) { return qRound(255 * (f * a + b * (1 - a))); };
+    return QColor(mix(fg.redF(), bg.redF()), mix(fg.greenF(), bg.greenF()),
+                  mix(fg.blueF(), bg.blueF()));
+}
+
+inline bool near(QColor a, QColor b, int tolerance = 4) {
+    return std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
+                     std::abs(a.blue() - b.blue())}) <= tolerance;
+}
+
+// The lightest and darkest grey in an area, for text and glyphs whose exact shape is the
+// font's business.
+inline std::pair<int, int> greyRange(const QImage& image, const QRect& area) {
+    int lightest = 0;
+    int darkest = 255;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x) {
+            lightest = std::max(lightest, qGray(image.pixel(x, y)));
+            darkest = std::min(darkest, qGray(image.pixel(x, y)));
+        }
+    return {lightest, darkest};
+}
+
+const QColor background(Qt::white);
+const QRectF card(10, 10, 200, 60);
+
+BlockView viewOf(WorkKind kind, QString title = {}) {
+    BlockView v;
+    v.block = {QUuid::createUuid(), std::move(title), {}, 540, 60, kind, {}, {}};
+    v.durationText = QStringLiteral("1 h");
+    return v;
+}
+
+QImage render(const BlockView& v, const QRectF& box = card) {
+    QImage image(QSize(300, 100), QImage::Format_ARGB32_Premultiplied);
+    image.fill(background);
+    QPainter painter(&image);
+    v.paint(painter, box, TextColors{Qt::black, QColor(0, 0, 0, 140)});
+    return image;
+}
+
+QImage paint(const QString& name, const QRectF& rect, QSize size = {40, 40}) {
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    paintGlyph(painter, name, rect, Qt::black);
+    return image;
+}
+
+// How many pixels of an area pass a test.
+int countPixels(const QImage& image, const QRect& area, const std::function<bool(QColor)>& is) {
+    int n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            n += is(image.pixelColor(x, y));
+    return n;
+}
+int coveredPixels(const QImage& image, const QRect& area) {
+    return countPixels(image, area, [](QColor c) { return c.alpha() > 0; });
+}
 
 using Pixels = TimelineFixture;
 const int top = static_cast<int>(DayTimelineView::contentTop);
@@ -90,12 +165,7 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     show();
     const QColor window = canvas()->palette().color(QPalette::Window);
     const auto changedPixels = [&](const QRect& area) {
-        const QImage image = grab();
-        int n = 0;
-        for (int y = area.top(); y <= area.bottom(); ++y)
-            for (int x = area.left(); x <= area.right(); ++x)
-                n += !near(image.pixelColor(x, y), window, 1);
-        return n;
+        return countPixels(grab(), area, [&](QColor c) { return !near(c, window, 1); });
     };
     const QRect reserved(70, top + 1030, 150, 50);
 
@@ -123,4 +193,124 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     ASSERT_TRUE(view->working());
     ASSERT_FALSE(store->savedBlock(view->working()->id));
     EXPECT_TRUE(near(grab().pixelColor(inside), over(ui::crimson(0.34), window)));
+}
+
+// (That selection deepens the tint shows in the creation preview above.)
+TEST(BlockView, InkIsClampedToTheCard) {
+    const QColor crimson = ui::kindColor(WorkKind::deep);
+    BlockView running = viewOf(WorkKind::deep);
+    running.inkFraction = -0.2;
+    EXPECT_TRUE(
+        near(render(running).pixelColor(180, 15), over(ui::kindColor(WorkKind::deep, 0.2))));
+    running.inkFraction = 1.7;
+    const QImage full = render(running);
+    EXPECT_TRUE(near(full.pixelColor(180, 65), crimson));
+    EXPECT_TRUE(near(full.pixelColor(180, 72), background)) << "ink stays inside the card";
+}
+
+// (The border inside the card's edge shows on the short block above.)
+TEST(BlockView, TheBorderIsDashedForADraft) {
+    // A draft's top edge alternates between border and tint; a saved block's does not.
+    auto edgeRuns = [&](const BlockView& v) {
+        const QImage image = render(v);
+        int changes = 0;
+        for (int x = 31; x < 190; ++x)
+            changes += (qGray(image.pixel(x, 10)) < 150) != (qGray(image.pixel(x - 1, 10)) < 150);
+        return changes;
+    };
+    BlockView draft = viewOf(WorkKind::deep);
+    draft.isDraft = true;
+    draft.isSelected = true;
+    EXPECT_GE(edgeRuns(draft), 30); // 160 px at an 8 px period
+    draft.isDraft = false;
+    EXPECT_EQ(edgeRuns(draft), 0);
+}
+
+TEST(BlockView, LabelsAreWhiteOverInkAndDarkBelowIt) {
+    const QRectF box(10, 10, 260, 60);
+    // The title sits in the middle of the card, so half ink splits it.
+    const QRect titleArea(20, 30, 40, 20);
+    BlockView future = viewOf(WorkKind::shallow);
+    EXPECT_EQ(future.title(), QStringLiteral("Shallow Work"));
+    EXPECT_LT(greyRange(render(future, box), titleArea).second, 80);
+
+    BlockView done = viewOf(WorkKind::deep, QStringLiteral("Write"));
+    done.isConfirmed = true;
+    done.inkFraction = 1;
+    const auto [doneLight, doneDark] = greyRange(render(done, box), titleArea);
+    EXPECT_GT(doneLight, 230);
+    EXPECT_GT(doneDark, 20) << "no dark text over the ink";
+
+    BlockView running = viewOf(WorkKind::deep, QStringLiteral("Write"));
+    running.inkFraction = 0.5;
+    const QImage split = render(running, box);
+    EXPECT_LT(greyRange(split, QRect(20, 41, 40, 10)).second, 80);
+    EXPECT_GT(greyRange(split, QRect(20, 28, 40, 11)).first, 230);
+    EXPECT_LT(greyRange(split, QRect(180, 12, 60, 26)).first, 140) << "white only where text is";
+}
+
+TEST(BlockView, StatusGlyphsGoInARowOnAShortBlockAndInACornerTabOnATallOne) {
+    BlockView tabbed = viewOf(WorkKind::deep);
+    tabbed.isLocked = true;
+    tabbed.block.repeatRuleID = QUuid::createUuid();
+    EXPECT_TRUE(tabbed.glyphsInRow(30));
+    EXPECT_FALSE(tabbed.glyphsInRow(card.height()));
+    // The tab darkens the top-right corner along its triangle only, with white glyphs in it.
+    const QImage image = render(tabbed);
+    const QColor tint = over(ui::kindColor(WorkKind::deep, 0.2));
+    EXPECT_LT(qGray(image.pixel(207, 33)), qGray(tint.rgb()) - 20);
+    EXPECT_TRUE(near(image.pixelColor(186, 33), tint));
+    EXPECT_GT(greyRange(image, QRect(193, 12, 14, 6)).first, 230);
+}
+
+TEST(Shapes, HatchLeavesNoGapAndTabIsTheUpperRightTriangle) {
+    // No point of the rectangle is further than half a period from a line: a pen of one
+    // period's width leaves no gap.
+    QImage image(20, 10, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::white);
+    {
+        QPainter p(&image);
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(QPen(Qt::black, 3.6));
+        p.drawPath(DiagonalHatch::path(QRectF(0, 0, 20, 10)));
+    }
+    EXPECT_LT(greyRange(image, QRect(0, 0, 17, 10)).first, 160);
+    EXPECT_TRUE(DiagonalHatch::path(QRectF(0, 0, -10, 10)).isEmpty());
+
+    const QPainterPath tab = CornerTabShape::path(QRectF(0, 0, 17, 17));
+    EXPECT_TRUE(tab.contains(QPointF(16, 1)));
+    EXPECT_TRUE(tab.contains(QPointF(9, 8)));
+    EXPECT_FALSE(tab.contains(QPointF(2, 15)));
+}
+
+TEST(Glyphs, EveryKnownNameDrawsInsideItsSquareAndUnknownOnesNothing) {
+    ASSERT_FALSE(Glyphs::knownNames().isEmpty());
+    for (const QString& name : Glyphs::knownNames()) {
+        SCOPED_TRACE(name.toStdString());
+        // A wide rectangle: the glyph takes the centred 24 × 24 square.
+        const QImage image = paint(name, QRectF(4, 8, 32, 24));
+        const int inside = coveredPixels(image, QRect(8, 8, 24, 24));
+        EXPECT_GT(inside, 24 * 24 / 10);
+        EXPECT_EQ(coveredPixels(image, image.rect()), inside);
+    }
+    EXPECT_FALSE(Glyphs::isKnown(u"bell"_s));
+    EXPECT_EQ(coveredPixels(paint(u"bell"_s, QRectF(0, 0, 40, 40)), QRect(0, 0, 40, 40)), 0);
+}
+
+TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
+    const QPixmap one = Glyphs::pixmap(u"lock.fill"_s, QSize(16, 16), Qt::black, 1.0);
+    const QPixmap two = Glyphs::pixmap(u"lock.fill"_s, QSize(16, 16), Qt::black, 2.0);
+    EXPECT_EQ(two.size(), QSize(32, 32));
+    EXPECT_DOUBLE_EQ(two.devicePixelRatio(), 2.0);
+    // The same shape at twice the resolution covers about four times the pixels.
+    const QImage a = one.toImage();
+    const QImage b = two.toImage();
+    EXPECT_NEAR(double(coveredPixels(b, b.rect())) / coveredPixels(a, a.rect()), 4.0, 0.8);
+
+    const QPixmap sharp = Glyphs::icon(u"checkmark"_s, Qt::red).pixmap(QSize(20, 20), 3.0);
+    EXPECT_EQ(sharp.size(), QSize(60, 60));
+    EXPECT_GT(countPixels(sharp.toImage(), QRect(0, 0, 60, 60),
+                          [](QColor c) { return c == QColor(Qt::red); }),
+              100)
+        << "solid colour inside the strokes, not a blurred upscale";
 }
