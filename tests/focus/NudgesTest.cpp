@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 using namespace quillmere;
-using quillmere::test::FakeWallClock;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -37,18 +36,13 @@ class ScriptedSilencer final : public NotificationSilencer {
 public:
     bool canSilence = true;
     bool quiet = false;
-    int restores = 0;
     void silence() override { quiet = canSilence; }
-    void restore() override {
-        ++restores;
-        quiet = false;
-    }
+    void restore() override { quiet = false; }
     bool isSilenced() override { return quiet; }
 };
 
 WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& title = {}) {
-    return {
-        QUuid::createUuid(), title, QStringLiteral("2024-03-04"), start, duration, kind, {}, {}};
+    return {QUuid::createUuid(), title, u"2024-03-04"_s, start, duration, kind, {}, {}};
 }
 
 bool cardUp(NudgeCard& card) {
@@ -65,15 +59,25 @@ void forget(NudgeCard& card) {
     card.model().setTitle(QString());
 }
 
+// The aids as the shell makes them, on a faked clock and banners the test scripts.
+struct RealAids : testing::Test {
+    test::FakeWallClock clock;
+    ScriptedBanners* banners = nullptr;
+    RealFocusAids aids{clock, [this] {
+                           auto source = std::make_unique<ScriptedBanners>();
+                           banners = source.get();
+                           return source;
+                       }};
+};
+
 } // namespace
 
 TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
+    test::FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
     ScriptedBanners banners;
     NudgeCard card;
     FocusNudge nudge(card, banners, clock);
-    // A banner goes away and a new one appears; the card's title is blanked first so a repeat
-    // of the same words is seen.
+    // A banner goes away and a new one appears.
     const auto newBanner = [&] {
         forget(card);
         banners.present = false;
@@ -92,7 +96,7 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
 
     newBanner();
     ASSERT_TRUE(cardUp(card));
-    EXPECT_EQ(shown(card), QStringLiteral("Stay focused|1 h 5 m left in Deep Work"));
+    EXPECT_EQ(shown(card), u"Stay focused|1 h 5 m left in Deep Work"_s);
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::deep));
 
     // A banner that stays gives no second nudge.
@@ -104,17 +108,17 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
     EXPECT_EQ(card.model().title(), QString());
 
     // A second watch swaps the block but keeps the edge state: the banner still up is old news.
-    nudge.watch(block(540, 30, WorkKind::shallow, QStringLiteral("Inbox")));
+    nudge.watch(block(540, 30, WorkKind::shallow, u"Inbox"_s));
     nudge.poll();
     EXPECT_EQ(card.model().title(), QString());
     newBanner();
-    EXPECT_EQ(shown(card), QStringLiteral("Stay focused|20 m left in Inbox")); // it is 9:10
+    EXPECT_EQ(shown(card), u"Stay focused|20 m left in Inbox"_s); // it is 9:10
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
 
     // Past the end nothing is left, rather than a negative time.
     clock.set(QDate(2024, 3, 4), QTime(11, 15));
     newBanner();
-    EXPECT_EQ(card.model().detail(), QStringLiteral("0 m left in Inbox"));
+    EXPECT_EQ(card.model().detail(), u"0 m left in Inbox"_s);
 
     // Polls after stopping have no block to speak of.
     nudge.stop();
@@ -123,45 +127,13 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
     EXPECT_EQ(card.model().title(), QString());
 }
 
-TEST(FocusNudge, PollsOnItsOwnOnceASecondAndOnlyTheEndOfAWatchTakesDownACard) {
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(13, 56)));
-    ScriptedBanners banners;
-    NudgeCard card;
-    FocusNudge nudge(card, banners, clock);
-    ReminderNudge reminder(card);
-
-    // Idle refreshes stop a nudge that watches nothing: the reminder stays for its time.
-    reminder.offer(block(840, 60, WorkKind::deep), 836);
-    ASSERT_TRUE(cardUp(card));
-    nudge.stop();
-    nudge.stop();
-    EXPECT_TRUE(card.isDismissPending());
-    QTest::qWait(NudgeCard::fadeOutMs + 100);
-    EXPECT_TRUE(cardUp(card));
-
-    // A watch that ends takes down any card, the reminder included.
-    nudge.watch(block(840, 60, WorkKind::deep));
-    nudge.stop();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
-
-    nudge.watch(block(840, 60, WorkKind::deep));
-    const int before = banners.asked;
-    banners.present = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return cardUp(card); }, 10000));
-    EXPECT_EQ(banners.asked, before + 1);
-    EXPECT_EQ(card.model().detail(), QStringLiteral("1 h 4 m left in Deep Work"));
-    nudge.stop();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
-}
-
 TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     NudgeCard card;
     ReminderNudge reminder(card);
-    WorkBlock titled = block(540, 90, WorkKind::deep, QStringLiteral("Write report"));
+    WorkBlock titled = block(540, 90, WorkKind::deep, u"Write report"_s);
 
     reminder.offer(titled, 535);
-    EXPECT_EQ(shown(card),
-              QStringLiteral("Deep Work in 5 m|Write report  \u00b7  9:00 AM \u2013 10:30 AM"));
+    EXPECT_EQ(shown(card), u"Deep Work in 5 m|Write report  ·  9:00 AM – 10:30 AM"_s);
     EXPECT_EQ(card.model().accent(), ui::crimson());
     forget(card);
     reminder.offer(titled, 536);
@@ -170,59 +142,61 @@ TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     // A start that moved is a new start.
     titled.startMinutes = 570;
     reminder.offer(titled, 566);
-    EXPECT_EQ(shown(card),
-              QStringLiteral("Deep Work in 4 m|Write report  \u00b7  9:30 AM \u2013 11:00 AM"));
+    EXPECT_EQ(shown(card), u"Deep Work in 4 m|Write report  ·  9:30 AM – 11:00 AM"_s);
     titled.startMinutes = 540;
     reminder.offer(titled, 542); // offered late: the minutes are not clamped
-    EXPECT_EQ(card.model().title(), QStringLiteral("Deep Work in -2 m"));
+    EXPECT_EQ(card.model().title(), u"Deep Work in -2 m"_s);
 
     reminder.offer(block(780, 45, WorkKind::shallow), 775);
-    EXPECT_EQ(shown(card), QStringLiteral("Shallow Work in 5 m|1:00 PM \u2013 1:45 PM"));
+    EXPECT_EQ(shown(card), u"Shallow Work in 5 m|1:00 PM – 1:45 PM"_s);
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
 }
 
-TEST(RealFocusAids, MakesEachAidOnlyWhenNeededAndSharesOneCard) {
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
-    ScriptedBanners* banners = nullptr;
-    RealFocusAids aids(clock, [&] {
-        auto source = std::make_unique<ScriptedBanners>();
-        banners = source.get();
-        return source;
-    });
+TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDown) {
     // Stopping or an unknown sound makes nothing.
     aids.stopNoise();
     aids.stopWatchingBanners();
-    aids.playSound(QStringLiteral("Tink"));
+    aids.playSound(u"Tink"_s);
     EXPECT_EQ(aids.noisePlayer(), nullptr);
     EXPECT_EQ(aids.nudgeCard(), nullptr);
     EXPECT_EQ(aids.focusNudge(), nullptr);
 
-    // Nor does an idle refresh's stop take a reminder down.
+    // Nor does an idle refresh's stop take a reminder down: it stays for its time.
     aids.offerReminder(block(545, 60, WorkKind::deep), 540);
+    aids.stopWatchingBanners();
     aids.stopWatchingBanners();
     NudgeCard* card = aids.nudgeCard();
     ASSERT_NE(card, nullptr);
-    EXPECT_TRUE(card->isDismissPending());
-    EXPECT_EQ(card->model().title(), QStringLiteral("Deep Work in 5 m"));
+    EXPECT_EQ(card->model().title(), u"Deep Work in 5 m"_s);
     EXPECT_EQ(aids.focusNudge(), nullptr);
+    EXPECT_TRUE(card->isDismissPending());
+    QTest::qWait(NudgeCard::fadeOutMs + 100);
+    EXPECT_TRUE(cardUp(*card));
 
-    aids.watchBanners(block(540, 60, WorkKind::deep));
+    // A watch that ends takes down any card, the reminder included.
+    aids.watchBanners(block(540, 65, WorkKind::deep));
     ASSERT_NE(banners, nullptr);
-    ASSERT_NE(aids.focusNudge(), nullptr);
+    aids.stopWatchingBanners();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
+
+    // The nudge polls on its own, once a second, onto the same card.
+    aids.watchBanners(block(540, 65, WorkKind::deep));
     EXPECT_EQ(aids.nudgeCard(), card);
+    const int before = banners->asked;
     banners->present = true;
-    aids.focusNudge()->poll();
-    EXPECT_EQ(card->model().title(), QStringLiteral("Stay focused"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return cardUp(*card); }, 10000));
+    EXPECT_EQ(banners->asked, before + 1);
+    EXPECT_EQ(shown(*card), u"Stay focused|1 h 5 m left in Deep Work"_s);
 
     // The shell's anchor reaches the card even when set after the card exists.
     aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
     aids.stopWatchingBanners();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !card->panel()->isVisible(); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
     aids.offerReminder(block(600, 30, WorkKind::deep), 595);
     EXPECT_EQ(card->panel()->x(), 312 - 140);
 }
 
-TEST(RealFocusAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
+TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
     for (const auto& [applications, detail] :
          {std::pair{QStringList{u"Mail"_s}, u"1 notification · Mail"_s},
           std::pair{QStringList{u"Mail"_s, u" Chat"_s, u"Mail"_s},
@@ -230,13 +204,6 @@ TEST(RealFocusAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
           std::pair{QStringList{QString(), QString()}, u"2 notifications"_s}})
         EXPECT_EQ(nudgeTexts::digestDetail(applications), detail);
 
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 30)));
-    ScriptedBanners* banners = nullptr;
-    RealFocusAids aids(clock, [&] {
-        auto source = std::make_unique<ScriptedBanners>();
-        banners = source.get();
-        return source;
-    });
     ScriptedSilencer silencer;
     aids.setSilencer(&silencer);
     const WorkBlock deep = block(540, 60, WorkKind::deep, u"Write"_s);
