@@ -14,6 +14,7 @@
 
 using namespace quillmere;
 using quillmere::test::FakeWallClock;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -25,12 +26,12 @@ void drainEvents() {
 struct ClockFixture : ::testing::Test {
     test::TzGuard tz{"Europe/Berlin"};
     FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(9, 0, 10))};
-    std::unique_ptr<AppClock> clock = std::make_unique<AppClock>(wall);
     int ticks = 0;
-
-    void SetUp() override {
-        clock->setOnTick([this] { ++ticks; });
-    }
+    std::unique_ptr<AppClock> clock = [this] {
+        auto made = std::make_unique<AppClock>(wall);
+        made->setOnTick([this] { ++ticks; });
+        return made;
+    }();
 };
 
 } // namespace
@@ -130,20 +131,17 @@ TEST_F(ClockFixture,
 TEST_F(ClockFixture, DayRolloverPublishesBothValuesBeforeTheCallback) {
     wall.set(QDate(2024, 3, 4), QTime(23, 59, 59));
     clock->tick();
-    std::vector<QString> events;
+    QStringList events;
     QObject::connect(clock.get(), &AppClock::nowMinutesChanged, clock.get(),
-                     [&](Minutes m) { events.push_back(QStringLiteral("minutes %1").arg(m)); });
+                     [&](Minutes m) { events << u"minutes %1"_s.arg(m); });
     QObject::connect(clock.get(), &AppClock::todayChanged, clock.get(),
-                     [&](const QString& day) { events.push_back(u"today " + day); });
-    clock->setOnTick([&] { events.push_back(QStringLiteral("tick")); });
+                     [&](const QString& day) { events << u"today " + day; });
+    clock->setOnTick([&] { events << u"tick"_s; });
 
     clock->tick(); // same minute, same day: nobody is told, the callback still runs
-    EXPECT_EQ(events, std::vector<QString>{QStringLiteral("tick")});
-
+    EXPECT_EQ(events, QStringList{u"tick"_s});
     events.clear();
     wall.set(QDate(2024, 3, 5), QTime(0, 0, 0));
     clock->tick();
-    EXPECT_EQ(events,
-              (std::vector<QString>{QStringLiteral("minutes 0"), QStringLiteral("today 2024-03-05"),
-                                    QStringLiteral("tick")}));
+    EXPECT_EQ(events, (QStringList{u"minutes 0"_s, u"today 2024-03-05"_s, u"tick"_s}));
 }
