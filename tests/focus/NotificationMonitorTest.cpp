@@ -45,22 +45,19 @@ TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiry) {
 
     // How long a banner lasts where no close comes: its own time, else the server's default;
     // a never-expiring or critical one until it is closed.
-    const struct {
-        std::int32_t timeoutMs;
-        bool critical;
-        std::chrono::milliseconds lasts;
-    } expiries[] = {{1500, false, 1500ms},
-                    {-1, false, BannerLedger::serverDefaultExpiry},
-                    {0, false, 24h},
-                    {-1, true, 24h},
-                    {3000, true, 24h}};
+    const std::tuple<std::int32_t, bool, std::chrono::milliseconds> expiries[] = {
+        {1500, false, 1500ms},
+        {-1, false, BannerLedger::serverDefaultExpiry},
+        {0, false, 24h},
+        {-1, true, 24h},
+        {3000, true, 24h}};
     std::uint32_t serial = 100;
-    for (const auto& e : expiries) {
-        SCOPED_TRACE(e.timeoutMs);
-        ledger.notifyRequested(":1.5", ++serial, 0, e.timeoutMs, e.critical, t0);
+    for (const auto& [timeoutMs, critical, lasts] : expiries) {
+        SCOPED_TRACE(timeoutMs);
+        ledger.notifyRequested(":1.5", ++serial, 0, timeoutMs, critical, t0);
         ledger.notifyAnswered(":1.5", serial, serial);
-        EXPECT_TRUE(ledger.present(t0 + e.lasts - 1ms));
-        EXPECT_EQ(ledger.present(t0 + e.lasts), e.lasts == 24h);
+        EXPECT_TRUE(ledger.present(t0 + lasts - 1ms));
+        EXPECT_EQ(ledger.present(t0 + lasts), lasts == 24h);
         ledger.closed(serial);
         EXPECT_FALSE(ledger.present(t0));
     }
