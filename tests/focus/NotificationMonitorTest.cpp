@@ -114,26 +114,6 @@ TEST(BannerLedger, APortalNotificationCountsOnceWhetherOrNotItsBackendForwardsIt
     EXPECT_EQ(ledger.size(), 1u);
 }
 
-TEST(NotificationMonitor, WithoutABusNoBannerIsEverPresentAndNothingIsSaid) {
-    testing::internal::CaptureStderr();
-    testing::internal::CaptureStdout();
-    {
-        NotificationMonitor none{bus({}), 50ms};
-        NotificationMonitor broken{bus("unix:path=/nonexistent/quillmere-bus"), 50ms};
-        NotificationMonitor nonsense{bus("this is not an address"), 50ms};
-        QTest::qWait(300);
-        for (NotificationMonitor* m : {&none, &broken, &nonsense})
-            EXPECT_FALSE(m->bannerPresent());
-        EXPECT_EQ(broken.state(), bannerWatch::BusState::unreachable);
-        // Nor is there an X server to look at.
-        X11NotificationWindows noDisplay{QByteArrayLiteral(":9999")};
-        EXPECT_FALSE(noDisplay.bannerPresent());
-        EXPECT_FALSE(noDisplay.bannerPresent());
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-}
-
 TEST(SessionBus, IsFoundAsTheBusLibrariesFindIt) {
     QTemporaryDir runtime(QDir::tempPath() + u"/quillmere bus-XXXXXX"_s);
     const QByteArray savedAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS");
@@ -156,27 +136,21 @@ TEST(SessionBus, IsFoundAsTheBusLibrariesFindIt) {
     qputenv("XDG_RUNTIME_DIR", savedRuntime);
 }
 
-// A bus whose policy keeps monitors out, until it is changed and reloaded.
-TEST(NotificationMonitor, RetriesUntilTheBusAllowsMonitoringAndSaysWhyMeanwhile) {
+// A bus that is not there yet, and then keeps monitors out until its policy is changed and
+// reloaded.
+TEST(NotificationMonitor, RetriesUntilABusIsThereAndAllowsMonitoringSayingNothingMeanwhile) {
     QTemporaryDir dir;
+    const QByteArray address = "unix:path=" + QFile::encodeName(dir.filePath(u"bus"_s));
     const QString config = dir.filePath(u"bus.conf"_s);
     const auto writePolicy = [&](const QByteArray& deny) {
         QFile f(config);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write("<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(dir.path()) +
+        f.write("<busconfig><type>session</type><listen>" + address +
                 "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
                 "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
                 "<allow own=\"*\"/>" +
                 deny + "</policy></busconfig>\n");
     };
-    writePolicy("<deny send_destination=\"org.freedesktop.DBus\" "
-                "send_interface=\"org.freedesktop.DBus.Monitoring\"/>");
-    QProcess daemon;
-    daemon.start(u"dbus-daemon"_s,
-                 {u"--config-file="_s + config, u"--nofork"_s, u"--print-address=1"_s});
-    ASSERT_TRUE(daemon.waitForStarted(5000));
-    ASSERT_TRUE(within(10000, [&] { return daemon.canReadLine(); }));
-    const QByteArray address = daemon.readLine().trimmed();
     // Calls on the bus daemon itself.
     const auto call = [&](const QStringList& args) {
         QProcess p;
@@ -187,7 +161,30 @@ TEST(NotificationMonitor, RetriesUntilTheBusAllowsMonitoringAndSaysWhyMeanwhile)
         EXPECT_TRUE(p.waitForFinished(10000));
     };
 
+    // No bus, none that could be, no X server: no banner is ever present, and nothing is said.
     NotificationMonitor monitor(bus(address), 200ms);
+    testing::internal::CaptureStderr();
+    testing::internal::CaptureStdout();
+    {
+        NotificationMonitor none{bus({}), 50ms};
+        NotificationMonitor nonsense{bus("this is not an address"), 50ms};
+        X11NotificationWindows noDisplay{QByteArrayLiteral(":9999")};
+        QTest::qWait(300);
+        for (BannerSource* source : std::initializer_list<BannerSource*>{&none, &nonsense, &monitor,
+                                                                         &noDisplay, &noDisplay})
+            EXPECT_FALSE(source->bannerPresent());
+        EXPECT_EQ(monitor.state(), bannerWatch::BusState::unreachable);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+    writePolicy("<deny send_destination=\"org.freedesktop.DBus\" "
+                "send_interface=\"org.freedesktop.DBus.Monitoring\"/>");
+    QProcess daemon;
+    daemon.start(u"dbus-daemon"_s,
+                 {u"--config-file="_s + config, u"--nofork"_s, u"--print-address=1"_s});
+    ASSERT_TRUE(daemon.waitForStarted(5000));
+    ASSERT_TRUE(within(10000, [&] { return daemon.canReadLine(); }));
     ASSERT_TRUE(within(20000, [&] { return monitor.state() == bannerWatch::BusState::refused; }));
     EXPECT_TRUE(bannerWatch::problemText().contains(u"does not allow"_s));
 

@@ -26,8 +26,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class ScriptedBanners final : public BannerSource {
-public:
+struct ScriptedBanners final : BannerSource {
     bool present = false;
     int asked = 0;
     QStringList arrivals;
@@ -39,8 +38,7 @@ public:
 };
 
 // A desktop whose do-not-disturb takes effect when asked, if it has one at all.
-class ScriptedSilencer final : public NotificationSilencer {
-public:
+struct ScriptedSilencer final : NotificationSilencer {
     bool canSilence = true;
     bool quiet = false;
     void silence() override { quiet = canSilence; }
