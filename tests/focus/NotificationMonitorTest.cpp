@@ -6,10 +6,10 @@
 #include "focus/X11NotificationWindows.h"
 
 #include "support/NotificationSession.h"
+#include "support/Printers.h"
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QLocalServer>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -114,33 +114,20 @@ TEST(BannerLedger, APortalNotificationCountsOnceWhetherOrNotItsBackendForwardsIt
     EXPECT_EQ(ledger.size(), 1u);
 }
 
-TEST(SessionBus, IsFoundAsTheBusLibrariesFindIt) {
-    QTemporaryDir runtime(QDir::tempPath() + u"/quillmere bus-XXXXXX"_s);
+// The session bus where the bus libraries look for it, in a runtime folder whose name needs
+// escaping: first not there, then keeping monitors out until its policy is changed and reloaded.
+TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSayingNothing) {
+    QTemporaryDir dir(QDir::tempPath() + u"/quillmere bus-XXXXXX"_s);
+    const QByteArray address =
+        "unix:path=" + QFile::encodeName(dir.path()).replace(" ", "%20") + "/bus";
     const QByteArray savedAddress = qgetenv("DBUS_SESSION_BUS_ADDRESS");
     const QByteArray savedRuntime = qgetenv("XDG_RUNTIME_DIR");
     qunsetenv("DBUS_SESSION_BUS_ADDRESS");
-    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime.path()));
-    EXPECT_EQ(sessionBusAddress(), QByteArray()); // no socket there
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(dir.path()));
+    EXPECT_EQ(sessionBusAddress(), QByteArray()); // no socket there yet
     bannerWatch::setBusState(bannerWatch::BusState::untried);
     EXPECT_TRUE(bannerWatch::problemText().contains(u"no session bus"_s));
 
-    QLocalServer socket;
-    ASSERT_TRUE(socket.listen(runtime.filePath(u"bus"_s)));
-    // Escaped as addresses are: the folder's name has a space.
-    EXPECT_EQ(sessionBusAddress(),
-              "unix:path=" + QFile::encodeName(runtime.path()).replace(" ", "%20") + "/bus");
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/elsewhere");
-    EXPECT_EQ(sessionBusAddress(), "unix:path=/elsewhere");
-
-    qputenv("DBUS_SESSION_BUS_ADDRESS", savedAddress);
-    qputenv("XDG_RUNTIME_DIR", savedRuntime);
-}
-
-// A bus that is not there yet, and then keeps monitors out until its policy is changed and
-// reloaded.
-TEST(NotificationMonitor, RetriesUntilABusIsThereAndAllowsMonitoringSayingNothingMeanwhile) {
-    QTemporaryDir dir;
-    const QByteArray address = "unix:path=" + QFile::encodeName(dir.filePath(u"bus"_s));
     const QString config = dir.filePath(u"bus.conf"_s);
     const auto writePolicy = [&](const QByteArray& deny) {
         QFile f(config);
@@ -162,7 +149,7 @@ TEST(NotificationMonitor, RetriesUntilABusIsThereAndAllowsMonitoringSayingNothin
     };
 
     // No bus, none that could be, no X server: no banner is ever present, and nothing is said.
-    NotificationMonitor monitor(bus(address), 200ms);
+    NotificationMonitor monitor(sessionBusAddress, 200ms);
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
     {
@@ -185,6 +172,7 @@ TEST(NotificationMonitor, RetriesUntilABusIsThereAndAllowsMonitoringSayingNothin
                  {u"--config-file="_s + config, u"--nofork"_s, u"--print-address=1"_s});
     ASSERT_TRUE(daemon.waitForStarted(5000));
     ASSERT_TRUE(within(10000, [&] { return daemon.canReadLine(); }));
+    EXPECT_EQ(sessionBusAddress(), address);
     ASSERT_TRUE(within(20000, [&] { return monitor.state() == bannerWatch::BusState::refused; }));
     EXPECT_TRUE(bannerWatch::problemText().contains(u"does not allow"_s));
 
@@ -201,6 +189,12 @@ TEST(NotificationMonitor, RetriesUntilABusIsThereAndAllowsMonitoringSayingNothin
     daemon.waitForFinished(5000);
     EXPECT_TRUE(within(20000, [&] { return !monitor.isMonitoring(); }));
     EXPECT_FALSE(monitor.bannerPresent());
+
+    // An address in the environment comes first.
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/elsewhere");
+    EXPECT_EQ(sessionBusAddress(), "unix:path=/elsewhere");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", savedAddress);
+    qputenv("XDG_RUNTIME_DIR", savedRuntime);
 }
 
 // Here dunst keeps a banner that names no time for 12 s, longer than the usual default.
