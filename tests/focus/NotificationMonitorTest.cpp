@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace quillmere;
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
