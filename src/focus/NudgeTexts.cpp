@@ -19,8 +19,7 @@ QString reminderTitle(const WorkBlock& block, Minutes now) {
 }
 
 QString reminderDetail(const WorkBlock& block) {
-    const QString range = TimeMath::timeString(block.startMinutes) % QStringLiteral(" – ") %
-                          TimeMath::timeString(block.endMinutes());
+    const QString range = TimeMath::rangeString(block.startMinutes, block.endMinutes());
     if (block.title.isEmpty())
         return range;
     return block.title % QStringLiteral("  ·  ") % range;

@@ -1,6 +1,8 @@
 #include "focus/BannerSource.h"
 #include "focus/FocusNudge.h"
 #include "focus/NudgeCard.h"
+#include "focus/NudgeFrame.h"
+#include "focus/NudgeModel.h"
 #include "focus/NudgeTexts.h"
 #include "focus/NudgeView.h"
 #include "focus/RealFocusAids.h"
@@ -10,18 +12,21 @@
 #include "support/FakeWallClock.h"
 #include "support/Printers.h"
 
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace quillmere;
-using quillmere::test::FakeWallClock;
 using namespace Qt::StringLiterals;
 
 namespace {
 
-class ScriptedBanners final : public BannerSource {
-public:
+struct ScriptedBanners final : BannerSource {
     bool present = false;
     int asked = 0;
     QStringList arrivals;
@@ -33,22 +38,16 @@ public:
 };
 
 // A desktop whose do-not-disturb takes effect when asked, if it has one at all.
-class ScriptedSilencer final : public NotificationSilencer {
-public:
+struct ScriptedSilencer final : NotificationSilencer {
     bool canSilence = true;
     bool quiet = false;
-    int restores = 0;
     void silence() override { quiet = canSilence; }
-    void restore() override {
-        ++restores;
-        quiet = false;
-    }
+    void restore() override { quiet = false; }
     bool isSilenced() override { return quiet; }
 };
 
 WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& title = {}) {
-    return {
-        QUuid::createUuid(), title, QStringLiteral("2024-03-04"), start, duration, kind, {}, {}};
+    return {QUuid::createUuid(), title, u"2024-03-04"_s, start, duration, kind, {}, {}};
 }
 
 bool cardUp(NudgeCard& card) {
@@ -65,26 +64,36 @@ void forget(NudgeCard& card) {
     card.model().setTitle(QString());
 }
 
+// The aids as the shell makes them, on a faked clock and banners the test scripts.
+struct RealAids : testing::Test {
+    test::FakeWallClock clock;
+    ScriptedBanners* banners = nullptr;
+    bool bannerUpAtStart = false;
+    RealFocusAids aids{clock, [this] {
+                           auto source = std::make_unique<ScriptedBanners>();
+                           source->present = bannerUpAtStart;
+                           banners = source.get();
+                           return source;
+                       }};
+};
+
 } // namespace
 
-TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
-    ScriptedBanners banners;
-    NudgeCard card;
-    FocusNudge nudge(card, banners, clock);
-    // A banner goes away and a new one appears; the card's title is blanked first so a repeat
-    // of the same words is seen.
+TEST_F(RealAids, TheFocusNudgeComesOnlyWhenABannerAppears) {
+    // A banner already up when watching starts is no reason to nudge.
+    bannerUpAtStart = true;
+    aids.watchBanners(block(540, 65, WorkKind::deep));
+    FocusNudge& nudge = *aids.focusNudge();
+    NudgeCard& card = *aids.nudgeCard();
+    // A banner goes away and a new one appears.
     const auto newBanner = [&] {
         forget(card);
-        banners.present = false;
+        banners->present = false;
         nudge.poll();
-        banners.present = true;
+        banners->present = true;
         nudge.poll();
     };
 
-    // A banner already up when watching starts is no reason to nudge.
-    banners.present = true;
-    nudge.watch(block(540, 65, WorkKind::deep));
     EXPECT_TRUE(nudge.isWatching());
     for (int i = 0; i < 3; ++i)
         nudge.poll();
@@ -92,7 +101,7 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
 
     newBanner();
     ASSERT_TRUE(cardUp(card));
-    EXPECT_EQ(shown(card), QStringLiteral("Stay focused|1 h 5 m left in Deep Work"));
+    EXPECT_EQ(shown(card), u"Stay focused|1 h 5 m left in Deep Work"_s);
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::deep));
 
     // A banner that stays gives no second nudge.
@@ -104,17 +113,17 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
     EXPECT_EQ(card.model().title(), QString());
 
     // A second watch swaps the block but keeps the edge state: the banner still up is old news.
-    nudge.watch(block(540, 30, WorkKind::shallow, QStringLiteral("Inbox")));
+    nudge.watch(block(540, 30, WorkKind::shallow, u"Inbox"_s));
     nudge.poll();
     EXPECT_EQ(card.model().title(), QString());
     newBanner();
-    EXPECT_EQ(shown(card), QStringLiteral("Stay focused|20 m left in Inbox")); // it is 9:10
+    EXPECT_EQ(shown(card), u"Stay focused|20 m left in Inbox"_s); // it is 9:10
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
 
     // Past the end nothing is left, rather than a negative time.
     clock.set(QDate(2024, 3, 4), QTime(11, 15));
     newBanner();
-    EXPECT_EQ(card.model().detail(), QStringLiteral("0 m left in Inbox"));
+    EXPECT_EQ(card.model().detail(), u"0 m left in Inbox"_s);
 
     // Polls after stopping have no block to speak of.
     nudge.stop();
@@ -123,45 +132,13 @@ TEST(FocusNudge, NudgesOnlyWhenABannerAppears) {
     EXPECT_EQ(card.model().title(), QString());
 }
 
-TEST(FocusNudge, PollsOnItsOwnOnceASecondAndOnlyTheEndOfAWatchTakesDownACard) {
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(13, 56)));
-    ScriptedBanners banners;
-    NudgeCard card;
-    FocusNudge nudge(card, banners, clock);
-    ReminderNudge reminder(card);
-
-    // Idle refreshes stop a nudge that watches nothing: the reminder stays for its time.
-    reminder.offer(block(840, 60, WorkKind::deep), 836);
-    ASSERT_TRUE(cardUp(card));
-    nudge.stop();
-    nudge.stop();
-    EXPECT_TRUE(card.isDismissPending());
-    QTest::qWait(NudgeCard::fadeOutMs + 100);
-    EXPECT_TRUE(cardUp(card));
-
-    // A watch that ends takes down any card, the reminder included.
-    nudge.watch(block(840, 60, WorkKind::deep));
-    nudge.stop();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
-
-    nudge.watch(block(840, 60, WorkKind::deep));
-    const int before = banners.asked;
-    banners.present = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return cardUp(card); }, 10000));
-    EXPECT_EQ(banners.asked, before + 1);
-    EXPECT_EQ(card.model().detail(), QStringLiteral("1 h 4 m left in Deep Work"));
-    nudge.stop();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
-}
-
 TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     NudgeCard card;
     ReminderNudge reminder(card);
-    WorkBlock titled = block(540, 90, WorkKind::deep, QStringLiteral("Write report"));
+    WorkBlock titled = block(540, 90, WorkKind::deep, u"Write report"_s);
 
     reminder.offer(titled, 535);
-    EXPECT_EQ(shown(card),
-              QStringLiteral("Deep Work in 5 m|Write report  \u00b7  9:00 AM \u2013 10:30 AM"));
+    EXPECT_EQ(shown(card), u"Deep Work in 5 m|Write report  ·  9:00 AM – 10:30 AM"_s);
     EXPECT_EQ(card.model().accent(), ui::crimson());
     forget(card);
     reminder.offer(titled, 536);
@@ -170,59 +147,61 @@ TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
     // A start that moved is a new start.
     titled.startMinutes = 570;
     reminder.offer(titled, 566);
-    EXPECT_EQ(shown(card),
-              QStringLiteral("Deep Work in 4 m|Write report  \u00b7  9:30 AM \u2013 11:00 AM"));
+    EXPECT_EQ(shown(card), u"Deep Work in 4 m|Write report  ·  9:30 AM – 11:00 AM"_s);
     titled.startMinutes = 540;
     reminder.offer(titled, 542); // offered late: the minutes are not clamped
-    EXPECT_EQ(card.model().title(), QStringLiteral("Deep Work in -2 m"));
+    EXPECT_EQ(card.model().title(), u"Deep Work in -2 m"_s);
 
     reminder.offer(block(780, 45, WorkKind::shallow), 775);
-    EXPECT_EQ(shown(card), QStringLiteral("Shallow Work in 5 m|1:00 PM \u2013 1:45 PM"));
+    EXPECT_EQ(shown(card), u"Shallow Work in 5 m|1:00 PM – 1:45 PM"_s);
     EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
 }
 
-TEST(RealFocusAids, MakesEachAidOnlyWhenNeededAndSharesOneCard) {
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 0)));
-    ScriptedBanners* banners = nullptr;
-    RealFocusAids aids(clock, [&] {
-        auto source = std::make_unique<ScriptedBanners>();
-        banners = source.get();
-        return source;
-    });
+TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDown) {
     // Stopping or an unknown sound makes nothing.
     aids.stopNoise();
     aids.stopWatchingBanners();
-    aids.playSound(QStringLiteral("Tink"));
+    aids.playSound(u"Tink"_s);
     EXPECT_EQ(aids.noisePlayer(), nullptr);
     EXPECT_EQ(aids.nudgeCard(), nullptr);
     EXPECT_EQ(aids.focusNudge(), nullptr);
 
-    // Nor does an idle refresh's stop take a reminder down.
+    // Nor does an idle refresh's stop take a reminder down: it stays for its time.
     aids.offerReminder(block(545, 60, WorkKind::deep), 540);
+    aids.stopWatchingBanners();
     aids.stopWatchingBanners();
     NudgeCard* card = aids.nudgeCard();
     ASSERT_NE(card, nullptr);
-    EXPECT_TRUE(card->isDismissPending());
-    EXPECT_EQ(card->model().title(), QStringLiteral("Deep Work in 5 m"));
+    EXPECT_EQ(card->model().title(), u"Deep Work in 5 m"_s);
     EXPECT_EQ(aids.focusNudge(), nullptr);
+    EXPECT_TRUE(card->isDismissPending());
+    QTest::qWait(NudgeCard::fadeOutMs + 100);
+    EXPECT_TRUE(cardUp(*card));
 
-    aids.watchBanners(block(540, 60, WorkKind::deep));
+    // A watch that ends takes down any card, the reminder included.
+    aids.watchBanners(block(540, 65, WorkKind::deep));
     ASSERT_NE(banners, nullptr);
-    ASSERT_NE(aids.focusNudge(), nullptr);
+    aids.stopWatchingBanners();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
+
+    // The nudge polls on its own, once a second, onto the same card.
+    aids.watchBanners(block(540, 65, WorkKind::deep));
     EXPECT_EQ(aids.nudgeCard(), card);
+    const int before = banners->asked;
     banners->present = true;
-    aids.focusNudge()->poll();
-    EXPECT_EQ(card->model().title(), QStringLiteral("Stay focused"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return cardUp(*card); }, 10000));
+    EXPECT_EQ(banners->asked, before + 1);
+    EXPECT_EQ(shown(*card), u"Stay focused|1 h 5 m left in Deep Work"_s);
 
     // The shell's anchor reaches the card even when set after the card exists.
     aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
     aids.stopWatchingBanners();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !card->panel()->isVisible(); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
     aids.offerReminder(block(600, 30, WorkKind::deep), 595);
     EXPECT_EQ(card->panel()->x(), 312 - 140);
 }
 
-TEST(RealFocusAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
+TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
     for (const auto& [applications, detail] :
          {std::pair{QStringList{u"Mail"_s}, u"1 notification · Mail"_s},
           std::pair{QStringList{u"Mail"_s, u" Chat"_s, u"Mail"_s},
@@ -230,13 +209,6 @@ TEST(RealFocusAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
           std::pair{QStringList{QString(), QString()}, u"2 notifications"_s}})
         EXPECT_EQ(nudgeTexts::digestDetail(applications), detail);
 
-    FakeWallClock clock(QDateTime(QDate(2024, 3, 4), QTime(9, 30)));
-    ScriptedBanners* banners = nullptr;
-    RealFocusAids aids(clock, [&] {
-        auto source = std::make_unique<ScriptedBanners>();
-        banners = source.get();
-        return source;
-    });
     ScriptedSilencer silencer;
     aids.setSilencer(&silencer);
     const WorkBlock deep = block(540, 60, WorkKind::deep, u"Write"_s);
@@ -276,4 +248,115 @@ TEST(RealFocusAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
     aids.silenceNotifications(deep);
     aids.endSilence();
     EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
+}
+
+TEST(NudgeFrame, SitsUnderTheAnchorOrInTheTopRightAndNeverNearAnEdge) {
+    const QRect area(100, 30, 1600, 1000); // a screen right of another, below a top panel
+    const struct {
+        const char* name;
+        int height;
+        std::optional<QRect> anchor;
+        std::optional<QRect> area;
+        QRect frame;
+    } cases[] = {
+        {"top right", 70, {}, area, QRect(1700 - 24 - 280, 36, 280, 70)},
+        {"under the anchor", 70, QRect(900, 0, 24, 24), area, QRect(912 - 140, 36, 280, 70)},
+        {"off the left edge", 70, QRect(102, 0, 20, 20), area, QRect(100 + 8, 36, 280, 70)},
+        {"off the right edge", 70, QRect(1690, 0, 20, 20), area,
+         QRect(1700 - 8 - 280, 36, 280, 70)},
+        {"too narrow for both margins: the right one wins", 50, QRect(0, 0, 10, 10),
+         QRect(0, 0, 200, 300), QRect(200 - 8 - 280, 6, 280, 50)},
+        {"no screen known", 60, {}, {}, QRect(0, 0, 280, 60)},
+        {"no height", -5, {}, {}, QRect(0, 0, 280, 0)},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(nudgeTargetFrame(c.height, c.anchor, c.area), c.frame) << c.name;
+}
+
+TEST(NudgeView, DrawsTheDotInTheAccentAndGrowsWithItsText) {
+    NudgeModel model;
+    model.setTitle(u"Stay focused"_s);
+    model.setDetail(u"25 m left in Deep Work"_s);
+    model.setAccent(ui::kindColor(WorkKind::shallow));
+    NudgeView view(&model);
+    const int oneLine = view.height();
+    const QPoint dot = NudgeView::dotRect(view.height()).center();
+    EXPECT_EQ(view.grab().toImage().pixelColor(dot).rgb(), ui::kindColor(WorkKind::shallow).rgb());
+    model.setAccent(ui::crimson());
+    EXPECT_EQ(view.grab().toImage().pixelColor(dot).rgb(), ui::crimson().rgb());
+
+    model.setDetail(QStringLiteral("A detail long enough that it cannot possibly fit on one line "
+                                   "of a card this narrow, so it wraps"));
+    EXPECT_GT(view.height(), oneLine);
+}
+
+// Display times are scaled down but kept long against the gaps between the steps, and every
+// timing check is a lower bound, so a slow or loaded machine only makes the test wait longer.
+TEST(NudgeCard, ShowsInPlaceForItsLatestTimeComesBackFromAFadeAndGoesOnAClick) {
+    constexpr double shownSeconds = 2.0;
+    NudgeCard card;
+    card.setAnchorProvider([] { return std::optional<QRect>(QRect(400, 0, 22, 22)); });
+    const QRect expected = nudgeTargetFrame(0, QRect(400, 0, 22, 22),
+                                            QGuiApplication::primaryScreen()->availableGeometry());
+    const auto fullyUp = [&] {
+        return card.panel()->isVisible() && card.panel()->cardOpacity() >= 1.0 &&
+               card.panel()->pos() == expected.topLeft();
+    };
+    const auto hidden = [&] { return !card.panel()->isVisible(); };
+    QElapsedTimer sinceFirst;
+    sinceFirst.start();
+    card.show(u"One"_s, u"first"_s, ui::crimson(), shownSeconds);
+    NudgeView* panel = card.panel();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_FALSE(panel->hasFocus());
+    EXPECT_EQ(panel->y(), expected.y() - NudgeCard::dropDistance); // it drops in from above
+    ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
+    EXPECT_EQ(panel->x(), 411 - 140);
+
+    QTest::qWait(static_cast<int>(std::max<qint64>(0, 500 - sinceFirst.elapsed())));
+    ASSERT_EQ(panel->cardOpacity(), 1.0) << "the machine stalled past the first show's time";
+    QElapsedTimer sinceSecond;
+    sinceSecond.start();
+    card.show(u"Two"_s, u"second"_s, ui::kindColor(WorkKind::shallow), shownSeconds);
+    EXPECT_EQ(card.model().title() + card.model().detail(), u"Twosecond"_s);
+    EXPECT_EQ(panel->pos(), expected.topLeft()); // no second drop
+
+    // The first show's time ends 1.5 s after the second show; the card stays fully up until
+    // the second's runs out, and then leaves. Seen leaving and acted on with no event in
+    // between, so the next show lands mid-fade for sure.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return panel->cardOpacity() < 1.0 && panel->pos().y() < expected.y(); }, 30000));
+    EXPECT_GE(sinceSecond.elapsed(),
+              shownSeconds * 1000 - 100); // a coarse timer may fire 5 % early
+    ASSERT_FALSE(card.isDismissPending()) << "leaving, not arriving";
+    ASSERT_TRUE(panel->isVisible());
+    card.show(u"Stay focused"_s, u"5 m left in Deep Work"_s, ui::crimson(), 60);
+    ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
+    QTest::qWait(NudgeCard::fadeOutMs + 100); // the abandoned fade's end must not hide it
+    EXPECT_TRUE(fullyUp());
+
+    QTest::mouseClick(panel, Qt::LeftButton, Qt::NoModifier, panel->rect().center());
+    EXPECT_FALSE(card.isDismissPending());
+    ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
+    EXPECT_EQ(panel->cardOpacity(), 0.0);
+
+    // A show right after a dismissal, before the fade has drawn a frame, still keeps it.
+    card.show(u"Up"_s, QString(), ui::crimson(), 60);
+    ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
+    card.dismiss();
+    card.show(u"Still up"_s, QString(), ui::crimson(), 60);
+    ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
+    QTest::qWait(NudgeCard::fadeOutMs + 100);
+    EXPECT_TRUE(fullyUp());
+    card.dismiss();
+    ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
+
+    // Hidden cards come back with a fresh drop.
+    card.show(u"Again"_s, QString(), ui::crimson(), 60);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->y(), expected.y() - NudgeCard::dropDistance);
+    card.dismiss();
+    card.dismiss();
+    ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
 }

@@ -1,10 +1,11 @@
 #include "focus/BrownNoise.h"
+#include "focus/ChimePlayer.h"
+#include "focus/Chimes.h"
 #include "focus/NoisePlayer.h"
 #include "focus/SecureWordPool.h"
 
 #include "support/DiskAudio.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -14,15 +15,17 @@
 #include <cmath>
 #include <deque>
 #include <iterator>
+#include <numeric>
+#include <span>
 #include <vector>
 
 using namespace quillmere;
 using namespace quillmere::noise;
-using quillmere::test::DiskAudio;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// Hands out the words it was given, then counts how often it was asked past the end.
+// Hands out the words it was given, then silent words, and counts how often it was asked.
 struct ScriptedWords {
     std::deque<std::uint32_t> words;
     int drawn = 0;
@@ -37,6 +40,18 @@ struct ScriptedWords {
 
 bool rejected(std::uint64_t word) {
     return static_cast<std::uint32_t>(word * whiteSteps) < rejectBelow;
+}
+
+float peakOf(std::span<const float> xs) {
+    float peak = 0;
+    for (float x : xs)
+        peak = std::max(peak, std::abs(x));
+    return peak;
+}
+
+double energyOf(std::span<const float> xs) {
+    return std::accumulate(xs.begin(), xs.end(), 0.0,
+                           [](double sum, float x) { return sum + double{x} * x; });
 }
 
 } // namespace
@@ -54,15 +69,9 @@ TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpread) 
     }
     // Any sample left unwritten (99) would wreck both figures. No bound on the peak: at full
     // volume a rare 5-sigma excursion does pass 1.0 within ten seconds now and then.
-    double sum = 0;
-    double squares = 0;
-    for (float x : out) {
-        sum += x;
-        squares += double{x} * x;
-    }
-    const double mean = sum / frames;
+    const double mean = std::accumulate(out.begin(), out.end(), 0.0) / frames;
     EXPECT_NEAR(mean, 0.0, 0.02);
-    EXPECT_NEAR(std::sqrt(squares / frames - mean * mean), 0.2, 0.02);
+    EXPECT_NEAR(std::sqrt(energyOf(out) / frames - mean * mean), 0.2, 0.02);
 }
 
 TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
@@ -73,13 +82,7 @@ TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
     noise.render(first.data(), first.size(), 1.0f, pool);
     ASSERT_NE(noise.last, 0.0f);
 
-    // A render of nothing writes nothing and leaves the integrator alone.
     const float before = noise.last;
-    float untouched = 42.0f;
-    noise.render(&untouched, 0, 1.0f, pool);
-    EXPECT_EQ(untouched, 42.0f);
-    EXPECT_EQ(noise.last, before);
-
     // The next sample continues from the stored level: with white noise of exactly 0 (the
     // silent word) the output is the old level leaked once.
     ScriptedWords silent;
@@ -97,8 +100,7 @@ TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
     a.render(loud.data(), 4, 1.0f, wa);
     b.render(muted.data(), 4, 0.0f, wb);
     EXPECT_EQ(a.last, b.last);
-    for (float x : muted)
-        EXPECT_EQ(x, 0.0f);
+    EXPECT_EQ(muted, (std::array<float, 4>{}));
 }
 
 TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikely) {
@@ -119,10 +121,8 @@ TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikel
         const std::uint64_t first = (k << 32) / whiteSteps;
         int accepted = 0;
         for (std::uint64_t w = first > 2 ? first - 2 : 0;
-             w <= std::min<std::uint64_t>(first + 260, 0xffffffffu); ++w) {
-            if (((w * whiteSteps) >> 32) == k && !rejected(w))
-                ++accepted;
-        }
+             w <= std::min<std::uint64_t>(first + 260, 0xffffffffu); ++w)
+            accepted += ((w * whiteSteps) >> 32) == k && !rejected(w);
         EXPECT_EQ(accepted, 255) << "step " << k;
     }
 
@@ -138,9 +138,8 @@ TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWordsAndEachPoolHasItsOwn
     SecureWordPool other(8);
     const auto draw64 = [](SecureWordPool& p) {
         p.prepare(2);
-        std::vector<std::uint32_t> words;
-        for (int i = 0; i < 64; ++i)
-            words.push_back(p());
+        std::vector<std::uint32_t> words(64);
+        std::generate(words.begin(), words.end(), std::ref(p));
         std::sort(words.begin(), words.end());
         return words;
     };
@@ -161,97 +160,100 @@ TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWordsAndEachPoolHasItsOwn
     EXPECT_EQ(std::adjacent_find(later.begin(), later.end()), later.end());
 }
 
-namespace {
+TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
+    for (const QString& name : {u"Submarine"_s, u"Glass"_s}) {
+        SCOPED_TRACE(name.toStdString());
+        const std::span<const float> wave = chimes::samples(name);
+        EXPECT_EQ(chimes::samples(name).data(), wave.data());
+        EXPECT_GT(wave.size(), std::size_t{chimes::sampleRate} * 3 / 10);
+        EXPECT_LT(wave.size(), std::size_t{chimes::sampleRate} * 3 / 2);
 
-double rmsOfSound(const std::vector<float>& xs) {
-    // The paused device writes exact zeros; the noise itself never is exactly zero.
-    double squares = 0;
-    std::size_t n = 0;
-    for (float x : xs) {
-        if (x != 0.0f) {
-            squares += double{x} * x;
-            ++n;
-        }
+        EXPECT_GT(peakOf(wave), 0.3f);
+        EXPECT_LE(peakOf(wave), 1.0f);
+        // Most of the sound is in its first half: a strike that rings away.
+        const double total = energyOf(wave);
+        EXPECT_GT(energyOf(wave.first(wave.size() / 2)), 0.8 * total);
+        EXPECT_GT(total / static_cast<double>(wave.size()), 1e-3); // mean square: clearly audible
+
+        EXPECT_EQ(wave.back(), 0.0f);
+        EXPECT_LT(peakOf(wave.last(chimes::sampleRate / 100)), 1e-3f);
     }
-    return n ? std::sqrt(squares / static_cast<double>(n)) : 0.0;
+    // The two are different sounds: the glass is brighter (crosses zero more often).
+    const auto crossings = [](std::span<const float> xs) {
+        int n = 0;
+        for (std::size_t i = 1; i < xs.size(); ++i)
+            n += (xs[i - 1] < 0) != (xs[i] < 0);
+        return n / static_cast<double>(xs.size());
+    };
+    EXPECT_GT(crossings(chimes::samples(u"Glass"_s)),
+              2 * crossings(chimes::samples(u"Submarine"_s)));
+    EXPECT_TRUE(chimes::samples(u"Basso"_s).empty());
+    EXPECT_TRUE(chimes::samples(u"glass"_s).empty());
 }
 
-// A device opens paused and may write a little silence before it plays.
-float firstSound(const std::vector<float>& xs) {
-    const auto sound = std::find_if(xs.begin(), xs.end(), [](float x) { return x != 0.0f; });
-    return sound == xs.end() ? 0.0f : *sound;
-}
-
-} // namespace
-
-TEST(NoisePlayer, PlaysAtTheVolumeClosesOnStopAndResumesFromItsLevel) {
-    DiskAudio disk;
-    NoisePlayer player;
-    player.stop(); // nothing to stop yet
-    EXPECT_FALSE(player.hasDevice());
-
-    QElapsedTimer playing;
-    playing.start();
-    player.play(0.5f);
-    ASSERT_TRUE(player.isRunning());
-    EXPECT_EQ(player.sampleRate(), 48000);
-    QTest::qWait(150);
-    player.play(0.5f); // a repeat changes nothing
-    EXPECT_TRUE(player.isRunning());
-    QTest::qWait(150);
-    player.stop();
-    const qint64 playedMs = playing.elapsed();
-    EXPECT_FALSE(player.isRunning());
-    EXPECT_FALSE(player.hasDevice());
-
-    // The disk driver plays in real time, in whole callbacks of mono float: bounded by the
-    // time that really passed, however slow the machine. Once closed, nothing more is written.
-    const std::vector<float> out = disk.samples();
-    EXPECT_GT(out.size(), 4096u);
-    EXPECT_LT(out.size(), static_cast<std::size_t>((playedMs + 500) * 48));
-    for (float x : out)
-        ASSERT_TRUE(std::isfinite(x) && std::abs(x) < 1.0f);
-    EXPECT_NEAR(rmsOfSound(out), 0.2 * 0.5, 0.05);
-    QTest::qWait(200);
-    EXPECT_EQ(disk.samples().size(), out.size());
-
-    // The last sample played is the stored level; the next device carries on from it, one
-    // leaky step away, at the rate chosen first.
-    const float level = player.integratorState();
-    EXPECT_EQ(out.back(), level * 3.5f * 0.5f);
-    disk.use(QStringLiteral("again.raw"));
-    player.play(0.25f);
-    ASSERT_TRUE(player.isRunning());
-    EXPECT_EQ(player.sampleRate(), 48000);
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return rmsOfSound(disk.samples(QStringLiteral("again.raw"))) > 0; }, 10000));
-    player.stop();
-    const float first = firstSound(disk.samples(QStringLiteral("again.raw"))) / (3.5f * 0.25f);
-    EXPECT_NEAR(first, level / 1.02f, 0.02f / 1.02f + 1e-6f);
-}
-
-TEST(NoisePlayer, SilentAtVolumeZeroAndRetriedWithoutAnOutput) {
-    {
-        DiskAudio disk;
-        {
-            NoisePlayer player;
-            player.play(0.0f);
-            QTest::qWait(100);
-            player.stop();
-            player.play(std::nanf("")); // nonsense volume plays silence rather than garbage
-            EXPECT_TRUE(player.isRunning());
-            QTest::qWait(100);
-        }
-        const std::vector<float> out = disk.samples();
-        EXPECT_GT(out.size(), 2048u);
-        EXPECT_EQ(rmsOfSound(out), 0.0);
-    }
+// One walk through the players on SDL's disk driver, which writes what a device plays into a
+// file in real time. How loud the noise is and how it carries on in the next block is measured
+// on the real program (FocusAidsEndToEnd).
+TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
+    // Without an output nothing plays; the next play tries again.
     qputenv("SDL_AUDIODRIVER", "no-such-driver");
     NoisePlayer player;
     player.play(0.5f);
     EXPECT_FALSE(player.hasDevice());
     EXPECT_FALSE(player.isRunning());
-    DiskAudio disk;
+    test::DiskAudio disk;
+    player.stop(); // nothing to stop yet
+
+    player.play(0.5f);
+    ASSERT_TRUE(player.isRunning());
+    EXPECT_EQ(player.sampleRate(), 48000);
+    QTest::qWait(150);
+    // A repeat changes nothing: the same device plays on (a new one would start the file anew).
+    const std::size_t before = disk.samples().size();
     player.play(0.5f);
     EXPECT_TRUE(player.isRunning());
+    EXPECT_GE(disk.samples().size(), before);
+    QTest::qWait(150);
+    player.stop();
+    EXPECT_FALSE(player.isRunning());
+    EXPECT_FALSE(player.hasDevice());
+    const std::vector<float> out = disk.samples();
+    EXPECT_GT(out.size(), 4096u);
+    QTest::qWait(200);
+    EXPECT_EQ(disk.samples().size(), out.size()); // closed: nothing more is written
+    // The last sample played is the level kept for the next device.
+    EXPECT_EQ(out.back(), player.integratorState() * 3.5f * 0.5f);
+
+    // A chime has a device of its own and plays wholly even when the noise stops under it;
+    // once drained, the device is closed and nothing streams on.
+    player.play(0.5f);
+    disk.use(u"chime.raw"_s);
+    {
+        ChimePlayer chimes;
+        chimes.play(u"Nope"_s);
+        EXPECT_FALSE(chimes.isPlaying());
+        chimes.play(u"Glass"_s);
+        EXPECT_TRUE(chimes.isPlaying());
+        player.stop();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !chimes.hasDevice(); }, 30000));
+        EXPECT_FALSE(chimes.isPlaying());
+    }
+    const std::vector<float> chime = disk.samples(u"chime.raw"_s);
+    const std::span<const float> glass = chimes::samples(u"Glass"_s);
+    ASSERT_GE(chime.size(), glass.size());
+    EXPECT_FLOAT_EQ(peakOf(chime), peakOf(glass));
+    EXPECT_NEAR(energyOf(chime), energyOf(glass), 1e-3 * energyOf(glass));
+
+    // At volume zero, or a nonsense one, it plays silence rather than garbage.
+    for (const float volume : {0.0f, std::nanf("")}) {
+        SCOPED_TRACE(volume);
+        disk.use(u"quiet.raw"_s);
+        player.play(volume);
+        EXPECT_TRUE(player.isRunning());
+        QTest::qWait(100);
+        player.stop();
+        const std::vector<float> quiet = disk.samples(u"quiet.raw"_s);
+        EXPECT_GT(quiet.size(), 2048u);
+        EXPECT_TRUE(std::all_of(quiet.begin(), quiet.end(), [](float x) { return x == 0.0f; }));
+    }
 }
