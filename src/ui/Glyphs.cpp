@@ -7,6 +7,7 @@
 #include <QPolygonF>
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <initializer_list>
 #include <map>
@@ -20,10 +21,13 @@ namespace {
 // overlapping translucent strokes, and the same shape at every pixel ratio.
 constexpr qreal grid = 24;
 
+// Strokes are drawn heavier while a glyph for a small size is built (see `weightFor`).
+qreal strokeWeight = 1.0;
+
 QPainterPath strokeOf(const QPainterPath& path, qreal width, Qt::PenCapStyle cap = Qt::RoundCap,
                       Qt::PenJoinStyle join = Qt::RoundJoin) {
     QPainterPathStroker stroker;
-    stroker.setWidth(width);
+    stroker.setWidth(width * strokeWeight);
     stroker.setCapStyle(cap);
     stroker.setJoinStyle(join);
     return stroker.createStroke(path).simplified();
@@ -209,16 +213,31 @@ const std::map<QString, Builder>& builders() {
     return table;
 }
 
-// Paths are built once per name; painting only scales them.
-const QPainterPath* glyphPath(const QString& name) {
-    static std::map<QString, QPainterPath> cache;
-    if (auto hit = cache.find(name); hit != cache.end())
+// A glyph a few device pixels wide drawn with its strokes as designed is a grey smudge: a
+// stroke two grid units wide covers less than one pixel, so no pixel gets full ink. Small sizes
+// use heavier strokes, in three steps so that few variants are built.
+qreal weightFor(qreal deviceSide) {
+    if (deviceSide < 9)
+        return 1.6;
+    if (deviceSide < 14)
+        return 1.3;
+    return 1.0;
+}
+
+// Paths are built once per name and weight; painting only scales them.
+const QPainterPath* glyphPath(const QString& name, qreal weight) {
+    static std::map<std::pair<QString, qreal>, QPainterPath> cache;
+    const auto key = std::pair(name, weight);
+    if (auto hit = cache.find(key); hit != cache.end())
         return &hit->second;
     const auto& table = builders();
     const auto builder = table.find(name);
     if (builder == table.end())
         return nullptr;
-    return &cache.emplace(name, builder->second()).first->second;
+    strokeWeight = weight;
+    QPainterPath built = builder->second();
+    strokeWeight = 1.0;
+    return &cache.emplace(key, std::move(built)).first->second;
 }
 
 class GlyphIconEngine final : public QIconEngine {
@@ -263,12 +282,25 @@ private:
 } // namespace
 
 void paintGlyph(QPainter& painter, const QString& name, const QRectF& rect, const QColor& color) {
-    const QPainterPath* path = glyphPath(name);
-    if (!path || rect.isEmpty())
+    if (rect.isEmpty())
         return;
-    const qreal side = std::min(rect.width(), rect.height());
+    // The square is laid on whole device pixels where the painter only translates and scales,
+    // so that the same glyph looks the same wherever it is drawn, and edges fall on pixels.
+    qreal side = std::min(rect.width(), rect.height());
+    QPointF origin = rect.center() - QPointF(side, side) / 2;
+    const QTransform& device = painter.deviceTransform();
+    const qreal ratio = std::sqrt(std::abs(device.determinant()));
+    if (device.type() <= QTransform::TxScale && ratio > 0) {
+        const qreal pixels = std::max<qreal>(1, std::round(side * ratio));
+        const QPointF corner = device.map(rect.center()) - QPointF(pixels, pixels) / 2;
+        origin = device.inverted().map(QPointF(std::round(corner.x()), std::round(corner.y())));
+        side = pixels / ratio;
+    }
+    const QPainterPath* path = glyphPath(name, weightFor(side * (ratio > 0 ? ratio : 1)));
+    if (!path)
+        return;
     QTransform transform;
-    transform.translate(rect.center().x() - side / 2, rect.center().y() - side / 2);
+    transform.translate(origin.x(), origin.y());
     transform.scale(side / grid, side / grid);
 
     painter.save();

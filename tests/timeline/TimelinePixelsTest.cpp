@@ -70,6 +70,16 @@ QImage paint(const QString& name, const QRectF& rect, QSize size = {40, 40}) {
     return image;
 }
 
+// The smallest rectangle holding every pixel with any ink.
+QRect inkBox(const QImage& image) {
+    QRect box;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (qAlpha(image.pixel(x, y)) > 0)
+                box |= QRect(x, y, 1, 1);
+    return box;
+}
+
 // How many pixels of an area pass a test.
 int countPixels(const QImage& image, const QRect& area, const std::function<bool(QColor)>& is) {
     int n = 0;
@@ -313,4 +323,37 @@ TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
                           [](QColor c) { return c == QColor(Qt::red); }),
               100)
         << "solid colour inside the strokes, not a blurred upscale";
+}
+
+// The corner tab's glyphs are 6.5 pt squares. At every common scale, wherever the tab puts
+// them, each keeps one shape on whole device pixels and has solid ink (a glyph drawn with its
+// strokes as designed had none at 1x: a grey smudge), and the three stay distinct.
+TEST(Glyphs, SmallGlyphsAreSolidAndTheSameWhereverTheyFall) {
+    const QStringList names{u"lock.fill"_s, u"repeat"_s, u"checkmark"_s};
+    for (const qreal ratio : {1.0, 1.25, 1.5, 2.0}) {
+        std::vector<QImage> shapes;
+        for (const QString& name : names) {
+            SCOPED_TRACE(name.toStdString() + " at " + std::to_string(ratio));
+            std::vector<QImage> placed;
+            for (const qreal shift : {0.0, 0.3, 0.55}) {
+                QImage image(QSize(24, 24), QImage::Format_ARGB32_Premultiplied);
+                image.fill(Qt::transparent);
+                QPainter painter(&image);
+                painter.scale(ratio, ratio);
+                paintGlyph(painter, name, QRectF(2 + shift, 2, 6.5, 6.5), Qt::black);
+                painter.end();
+                // Cut to the ink, so that only the shape is compared, not where it sits.
+                placed.push_back(image.copy(inkBox(image)));
+            }
+            EXPECT_EQ(placed[1], placed[0]);
+            EXPECT_EQ(placed[2], placed[0]);
+            const int solid =
+                countPixels(placed[0], placed[0].rect(), [](QColor c) { return c.alpha() >= 230; });
+            EXPECT_GE(solid, 3) << "a smudge";
+            shapes.push_back(placed[0]);
+        }
+        EXPECT_NE(shapes[0], shapes[1]);
+        EXPECT_NE(shapes[1], shapes[2]);
+        EXPECT_NE(shapes[0], shapes[2]);
+    }
 }
