@@ -25,6 +25,7 @@
 #include <utility>
 
 #include "ui/Palette.h"
+#include "ui/PaletteFollower.h"
 
 namespace quillmere {
 
@@ -176,6 +177,7 @@ PlannedRow::PlannedRow(PlannedListView& list, QWidget* parent)
     setToolTip(QStringLiteral("Schedule at the next free time"));
     setFocusPolicy(Qt::TabFocus);
     setAccessibleDescription(toolTip() + QStringLiteral(" (Space); Delete removes it"));
+    ui::followPalette(this, [this] { paintIcons(); });
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(14, 0, 14, 0);
     row->setSpacing(6);
@@ -198,15 +200,19 @@ void PlannedRow::setItem(const PlannedBlock& item, bool hovered, bool pending) {
     m_swatch->setKind(item.kind);
     setAccessibleName(item.title);
     elideTitle();
-    const QColor ink = ui::secondaryColor(palette());
-    m_pin->setIcon(ui::Glyphs::icon(
-        item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
+    paintIcons();
     m_pin->setToolTip(pinHelp(item));
-    m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("xmark.circle.fill"), ink));
     m_pin->setVisible(hovered);
     m_delete->setVisible(hovered);
     m_hovered = hovered;
     update();
+}
+
+void PlannedRow::paintIcons() {
+    const QColor ink = ui::secondaryColor(palette());
+    m_pin->setIcon(ui::Glyphs::icon(
+        m_item.isPinned() ? QStringLiteral("pin.fill") : QStringLiteral("pin"), ink));
+    m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("xmark.circle.fill"), ink));
 }
 
 void PlannedRow::setHovered(bool hovered) {

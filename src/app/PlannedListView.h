@@ -92,6 +92,7 @@ protected:
 
 private:
     void elideTitle();
+    void paintIcons();
 
     PlannedListView& m_list;
     PlannedBlock m_item;

@@ -35,6 +35,7 @@
 #include <QWheelEvent>
 
 #include "ui/Palette.h"
+#include "ui/PaletteFollower.h"
 
 namespace quillmere {
 
@@ -42,15 +43,22 @@ namespace {
 
 const QString startAtLoginHelp = QStringLiteral("Start Quillmere in the tray when you log in");
 
-QFrame* divider(QWidget* parent) {
-    auto* line = new QFrame(parent);
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Plain);
-    line->setFixedHeight(1);
-    QPalette p = line->palette();
-    p.setColor(QPalette::WindowText, ui::secondaryColor(p, 0.35));
-    line->setPalette(p);
-    return line;
+// A hairline between the panel's parts, painted from the palette of the moment.
+class Divider final : public QWidget {
+public:
+    explicit Divider(QWidget* parent) : QWidget(parent) {
+        setFixedHeight(1);
+        setObjectName(QStringLiteral("divider"));
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter(this).fillRect(rect(), ui::secondaryColor(palette(), 0.35));
+    }
+};
+
+QWidget* divider(QWidget* parent) {
+    return new Divider(parent);
 }
 
 // The name of the symbol a header button or menu entry shows; its icon is drawn again in the
@@ -229,10 +237,13 @@ public:
         setFrameShape(QFrame::StyledPanel);
         auto* row = new QHBoxLayout(this);
         row->setContentsMargins(12, 10, 12, 10);
-        const QColor ink = ui::secondaryColor(palette());
         auto symbol = [&](const QString& name) {
             auto* label = new QLabel(this);
-            label->setPixmap(ui::Glyphs::pixmap(name, QSize(12, 12), ink, devicePixelRatioF()));
+            ui::followPalette(label, [label, name] {
+                label->setPixmap(ui::Glyphs::pixmap(name, QSize(12, 12),
+                                                    ui::secondaryColor(label->palette()),
+                                                    label->devicePixelRatioF()));
+            });
             row->addWidget(label);
         };
         symbol(QStringLiteral("speaker.fill"));

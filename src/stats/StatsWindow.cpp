@@ -5,8 +5,10 @@
 #include "stats/TitlesView.h"
 #include "stats/YearHeatmapView.h"
 #include "store/AtomicFile.h"
+#include "ui/Caption.h"
 #include "ui/KindColors.h"
 #include "ui/Palette.h"
+#include "ui/PaletteFollower.h"
 #include "ui/Typography.h"
 
 #include <QButtonGroup>
@@ -31,11 +33,14 @@ QLabel* heading(const QString& text, QWidget* parent) {
 }
 
 QLabel* caption(const QString& text, QWidget* parent) {
-    auto* label = new QLabel(text, parent);
-    label->setFont(ui::font(ui::TextStyle::caption));
-    QPalette quiet = label->palette();
-    quiet.setColor(QPalette::WindowText, ui::secondaryColor(label->palette()));
-    label->setPalette(quiet);
+    return ui::captionLabel(text, parent);
+}
+
+// A caption whose text holds colours worked out from the palette: written again whenever the
+// palette changes.
+QLabel* legend(QString (*text)(const QPalette&), QWidget* parent) {
+    QLabel* label = caption(QString(), parent);
+    ui::followPalette(label, [label, text] { label->setText(text(label->palette())); });
     return label;
 }
 
@@ -96,7 +101,7 @@ StatsWindow::StatsWindow(QString folder, QWidget* parent)
     column->addSpacing(8);
     auto* yearRow = new QHBoxLayout;
     yearRow->addWidget(heading(QStringLiteral("Year"), this));
-    yearRow->addWidget(caption(heatLegend(palette()), this));
+    yearRow->addWidget(legend(heatLegend, this));
     yearRow->addStretch(1);
     column->addLayout(yearRow);
     m_year = new YearHeatmapView(this);
@@ -128,7 +133,7 @@ QWidget* StatsWindow::buildHeader() {
     auto* row = new QHBoxLayout(header);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(heading(QStringLiteral("Days"), header));
-    row->addWidget(caption(daysLegend(palette()), header));
+    row->addWidget(legend(daysLegend, header));
     row->addStretch(1);
 
     m_range = new QButtonGroup(header);

@@ -1,10 +1,13 @@
 #include "app/ScheduleView.h"
 #include "desktop/ApplicationId.h"
+#include "stats/StatsWindow.h"
+#include "stats/YearHeatmapView.h"
 #include "timeline/BlockEditorView.h"
 #include "timeline/DayTimelineView.h"
 #include "ui/ColorScheme.h"
 #include "ui/Palette.h"
 
+#include "support/Colors.h"
 #include "support/NotificationSession.h"
 #include "support/StoreHarness.h"
 #include "support/Widgets.h"
@@ -616,4 +619,52 @@ TEST_F(ScheduleFixture, AFrozenBlockTakesNoEdits) {
         QTest::keyClick(editor, Qt::Key_Return);
         EXPECT_EQ(view->selectedID(), block.id);
     }
+}
+
+// What a control holds rather than paints (icons drawn once, colours inside rich text) is made
+// again when the desktop goes from light to dark and back: it keeps its contrast with the
+// background it sits on.
+TEST_F(ScheduleFixture, HeldColoursFollowTheScheme) {
+    seedPlanned({planned(QStringLiteral("Read"))});
+    build();
+    choose(QStringLiteral("Volume…"));
+    StatsWindow stats(dir.path());
+    const QPalette platform = QApplication::palette();
+    // The strongest ink of a held picture.
+    const auto ink = [](const QImage& image) {
+        QColor best(Qt::transparent);
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (image.pixelColor(x, y).alpha() > best.alpha())
+                    best = image.pixelColor(x, y);
+        best.setAlpha(255);
+        return best;
+    };
+    for (const ui::ColorScheme scheme :
+         {ui::ColorScheme::dark, ui::ColorScheme::light, ui::ColorScheme::dark}) {
+        QApplication::setPalette(ui::schemePalette(scheme));
+        processEvents();
+        const QColor window = view->palette().color(QPalette::Window);
+        std::vector<std::pair<QString, QImage>> held;
+        for (QToolButton* b : list()->findChildren<QToolButton*>())
+            held.emplace_back(b->toolTip(), b->icon().pixmap(QSize(12, 12)).toImage());
+        for (QLabel* l : view->findChildren<QLabel*>())
+            if (!l->pixmap().isNull())
+                held.emplace_back(QStringLiteral("volume symbol"), l->pixmap().toImage());
+        ASSERT_GE(held.size(), 4u);
+        for (const auto& [name, image] : held)
+            EXPECT_GE(ui::contrastRatio(ink(image), window), 3.0) << name.toStdString();
+
+        for (QWidget* line : view->findChildren<QWidget*>(QStringLiteral("divider")))
+            EXPECT_TRUE(near(line->grab().toImage().pixelColor(0, 0),
+                             over(ui::secondaryColor(view->palette(), 0.35), window)));
+        // The legend's first swatch is the empty day laid over this scheme's background.
+        const QLabel* legend = childWhere<QLabel>(
+            &stats, [](QLabel* l) { return l->text().startsWith(u"confirmed deep work"); });
+        const QColor empty =
+            over(ui::secondaryColor(stats.palette(), YearHeatmapView::emptyOpacity),
+                 stats.palette().color(QPalette::Window));
+        EXPECT_TRUE(legend->text().contains(empty.name())) << legend->text().toStdString();
+    }
+    QApplication::setPalette(platform);
 }

@@ -4,6 +4,7 @@
 #include "ui/KindColors.h"
 
 #include "TimelineFixture.h"
+#include "support/Colors.h"
 
 #include <QIcon>
 #include <QPainter>
@@ -17,19 +18,6 @@ using namespace quillmere::ui;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// The colour a translucent fill leaves on an opaque background.
-inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
-    const float a = fg.alphaF();
-    auto mix = [a](float f, float b) { return qRound(255 * (f * a + b * (1 - a))); };
-    return QColor(mix(fg.redF(), bg.redF()), mix(fg.greenF(), bg.greenF()),
-                  mix(fg.blueF(), bg.blueF()));
-}
-
-inline bool near(QColor a, QColor b, int tolerance = 4) {
-    return std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
-                     std::abs(a.blue() - b.blue())}) <= tolerance;
-}
 
 // The lightest and darkest grey in an area, for text and glyphs whose exact shape is the
 // font's business.
