@@ -313,10 +313,9 @@ QWidget* PlannedListView::buildHeader() {
     m_header->setCursor(Qt::PointingHandCursor);
     m_header->installEventFilter(this);
     m_header->setObjectName(QStringLiteral("backlogHeader"));
-    // Opened and closed with Space as well; the ring comes from the style sheet.
+    // Opened and closed with Space as well; its focus ring is painted by the event filter (a
+    // style sheet would freeze the palette its children inherit).
     m_header->setFocusPolicy(Qt::TabFocus);
-    m_header->setAttribute(Qt::WA_StyledBackground);
-    m_header->setStyleSheet(ui::focusRingRule(QStringLiteral("QWidget#backlogHeader"), 6));
     m_count->setObjectName(QStringLiteral("backlogCount"));
     m_plus->setObjectName(QStringLiteral("backlogPlus"));
     return m_header;
@@ -601,6 +600,11 @@ void PlannedListView::hideEvent(QHideEvent* event) {
 }
 
 bool PlannedListView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == m_header && event->type() == QEvent::Paint) {
+        QPainter p(m_header);
+        ui::paintFocusRing(p, *m_header, 6);
+        return true;
+    }
     if (watched == m_header && event->type() == QEvent::KeyPress &&
         static_cast<QKeyEvent*>(event)->key() == Qt::Key_Space) {
         toggleExpanded();

@@ -178,17 +178,6 @@ MinuteStepper::MinuteStepper(Shows shows, QWidget* parent) : QSpinBox(parent), m
     // parsed back from a time or a length.
     lineEdit()->setReadOnly(true);
     setFocusPolicy(Qt::StrongFocus);
-    // The value reads as text beside two arrow buttons of a comfortable size, down then up,
-    // rather than as a field with stacked half-height arrows.
-    setStyleSheet(QStringLiteral(
-        "QSpinBox { border: none; background: transparent; padding-right: 46px; }"
-        "QSpinBox::up-button, QSpinBox::down-button { subcontrol-origin: border; "
-        "subcontrol-position: center right; width: 20px; height: 20px; border: none; "
-        "border-radius: 4px; }"
-        "QSpinBox::down-button { right: 22px; }"
-        "QSpinBox::up-button:hover, QSpinBox::down-button:hover { background: palette(midlight); }"
-        "QSpinBox::up-button:pressed, QSpinBox::down-button:pressed { background: palette(mid); }"
-        "QSpinBox:focus { border: 2px solid palette(highlight); border-radius: 4px; }"));
     connect(this, &QSpinBox::valueChanged, this, [this](int v) { Q_EMIT stepped(v); });
 }
 
@@ -444,7 +433,7 @@ void BlockEditorView::refreshIcons() {
         m_statusIcon->setPixmap(ui::Glyphs::pixmap(
             symbol, QSize(11, 11), palette().color(QPalette::WindowText), devicePixelRatioF()));
     const QColor trash =
-        m_delete->isEnabled() ? QColor(Qt::red) : ui::secondaryColor(m_delete->palette());
+        m_delete->isEnabled() ? ui::destructiveRed(pal) : ui::secondaryColor(m_delete->palette());
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("trash"), trash));
 
     // The kind picker is a segmented track: the chosen segment filled in its kind's colour
@@ -466,6 +455,27 @@ void BlockEditorView::refreshIcons() {
                 .arg(text.name(), ui::secondaryColor(pal, 0.15).name(QColor::HexArgb),
                      ui::kindColor(kind).name(), ui::kindColor(kind, 0.45).name(QColor::HexArgb),
                      ui::secondaryColor(pal).name(QColor::HexArgb),
+                     pal.color(QPalette::Active, QPalette::Highlight).name()));
+
+    // A stepper reads as its value beside two arrow buttons of a comfortable size, down then
+    // up, rather than as a field with stacked half-height arrows. Its colours are written out:
+    // a style sheet keeps the palette it was polished with.
+    for (MinuteStepper* stepper : {m_start, m_duration})
+        stepper->setStyleSheet(
+            QStringLiteral(
+                "QSpinBox { border: none; background: transparent; padding-right: 46px; "
+                "color: %1; }"
+                "QSpinBox:disabled { color: %2; }"
+                "QSpinBox::up-button, QSpinBox::down-button { subcontrol-origin: border; "
+                "subcontrol-position: center right; width: 20px; height: 20px; border: none; "
+                "border-radius: 4px; }"
+                "QSpinBox::down-button { right: 22px; }"
+                "QSpinBox::up-button:hover, QSpinBox::down-button:hover { background: %3; }"
+                "QSpinBox::up-button:pressed, QSpinBox::down-button:pressed { background: %4; }"
+                "QSpinBox:focus { border: 2px solid %5; border-radius: 4px; }")
+                .arg(text.name(), ui::secondaryColor(pal).name(QColor::HexArgb),
+                     ui::secondaryColor(pal, 0.15).name(QColor::HexArgb),
+                     ui::secondaryColor(pal, 0.3).name(QColor::HexArgb),
                      pal.color(QPalette::Active, QPalette::Highlight).name()));
 
     // Save is the form's one prominent button: filled flat in the accent colour, with white

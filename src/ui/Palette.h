@@ -13,4 +13,11 @@ inline QColor secondaryColor(const QPalette& palette, qreal opacity = 1.0) {
     return c;
 }
 
+// The red of destructive controls: darker on a light background and lighter on a dark one, so
+// that it keeps 3:1 against either.
+inline QColor destructiveRed(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightnessF() < 0.5 ? QColor(0xFF, 0x45, 0x3A)
+                                                               : QColor(0xD7, 0x00, 0x15);
+}
+
 } // namespace quillmere::ui

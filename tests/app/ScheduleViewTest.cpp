@@ -150,13 +150,15 @@ private:
 
 } // namespace
 
-TEST_F(ScheduleFixture, TheHeaderStaysLegibleAsTheDesktopSwitchesBetweenLightAndDark) {
+TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndDark) {
     NotificationSession session;
     session.start(false);
     const QString address = QString::fromLatin1(session.address());
     FakeSettingsPortal portal(QDBusConnection::connectToBus(address, QStringLiteral("portal")));
     const QPalette platform = QApplication::palette();
+    seedPlanned({planned(QStringLiteral("Read"))});
     build();
+    choose(QStringLiteral("Add Deep Work"));
 
     ui::ColorSchemeFollower follower(QDBusConnection::connectToBus(address, QStringLiteral("app")));
     QSignalSpy switched(&follower, &ui::ColorSchemeFollower::schemeChanged);
@@ -183,18 +185,31 @@ TEST_F(ScheduleFixture, TheHeaderStaysLegibleAsTheDesktopSwitchesBetweenLightAnd
         }
 
         // The strongest contrast in each control against the background at its corner: what
-        // the ink of its text or symbol reaches. Text needs 4.5:1, symbols 3:1.
-        const QImage picture = view->grab().toImage();
-        for (const auto& [name, least] : {std::pair("date", 4.5), std::pair("hint", 4.5),
-                                          std::pair("add", 3.0), std::pair("options", 3.0)}) {
-            const QWidget* widget = child<QWidget>(view.get(), name);
-            const QRect area(widget->mapTo(view.get(), QPoint(0, 0)), widget->size());
-            double best = 1;
-            for (int y = area.top(); y <= area.bottom(); ++y)
-                for (int x = area.left(); x <= area.right(); ++x)
-                    best = std::max(best, ui::contrastRatio(picture.pixelColor(x, y),
-                                                            picture.pixelColor(area.topLeft())));
-            EXPECT_GE(best, least) << name;
+        // the ink of its text or symbol reaches, at 1x and at 2x. Text needs 4.5:1, symbols
+        // 3:1.
+        for (const int ratio : {1, 2}) {
+            QImage picture(view->size() * ratio, QImage::Format_ARGB32);
+            picture.setDevicePixelRatio(ratio);
+            view->render(&picture);
+            for (const auto& [name, least] :
+                 {std::pair("date", 4.5), std::pair("hint", 4.5), std::pair("start", 4.5),
+                  std::pair("duration", 4.5), std::pair("status", 4.5),
+                  std::pair("backlogCount", 4.5), std::pair("add", 3.0), std::pair("options", 3.0),
+                  std::pair("delete", 3.0)}) {
+                // The one on show: a hidden backlog row has a "delete" of its own.
+                const QWidget* widget = childWhere<QWidget>(view.get(), [&](QWidget* w) {
+                    return w->objectName() == QLatin1String(name) && w->isVisible();
+                });
+                const QRect area(widget->mapTo(view.get(), QPoint(0, 0)) * ratio,
+                                 widget->size() * ratio);
+                double best = 1;
+                for (int y = area.top(); y <= area.bottom(); ++y)
+                    for (int x = area.left(); x <= area.right(); ++x)
+                        best =
+                            std::max(best, ui::contrastRatio(picture.pixelColor(x, y),
+                                                             picture.pixelColor(area.topLeft())));
+                EXPECT_GE(best, least) << name << " at " << ratio << "x";
+            }
         }
     }
     EXPECT_EQ(switched.size(), 4);
