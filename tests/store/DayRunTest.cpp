@@ -2,13 +2,17 @@
 #include "store/Confirmation.h"
 #include "store/Stamping.h"
 #include "store/StatsDB.h"
+#include "store/StatsQueries.h"
 
 #include "support/StoreHarness.h"
+
+#include <QRandomGenerator>
 
 #include <gmock/gmock.h>
 
 #include <functional>
 #include <map>
+#include <set>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -22,6 +26,7 @@ namespace {
 struct DayRun : StoreHarness {
     std::multimap<QDateTime, std::function<void()>> actions;
     std::vector<QDateTime> wakes;
+    std::function<void()> afterTick = [] {};
 
     void at(QDate date, QTime time, std::function<void()> action) {
         actions.emplace(QDateTime(date, time).toUTC(), std::move(action));
@@ -48,14 +53,14 @@ struct DayRun : StoreHarness {
             if (const auto wake = clock.pendingWake();
                 wake && (wakes.empty() || wakes.back() != *wake))
                 wakes.push_back(*wake);
+            afterTick();
         }
     }
 
     int stampedOn(const QString& day, const QUuid& rule) const {
-        return static_cast<int>(
-            std::count_if(store->blocks().begin(), store->blocks().end(), [&](const WorkBlock& b) {
-                return b.day == day && b.repeatRuleID == rule;
-            }));
+        return static_cast<int>(std::ranges::count_if(store->blocks(), [&](const WorkBlock& b) {
+            return b.day == day && b.repeatRuleID == rule;
+        }));
     }
 };
 
@@ -64,14 +69,13 @@ const QDate tuesday(2024, 3, 5);
 } // namespace
 
 TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
-    const RepeatRule standup = makeRule(QStringLiteral("Standup"), 540, 15, {2}, WorkKind::shallow);
-    const RepeatRule focus = makeRule(QStringLiteral("Focus"), 600, 60, {2, 3});
-    const RepeatRule tuesdayOnly = makeRule(QStringLiteral("Tuesday"), 840, 60, {3});
+    const RepeatRule standup = makeRule(u"Standup"_s, 540, 15, {2}, WorkKind::shallow);
+    const RepeatRule focus = makeRule(u"Focus"_s, 600, 60, {2, 3});
+    const RepeatRule tuesdayOnly = makeRule(u"Tuesday"_s, 840, 60, {3});
     seedRules({tuesdayOnly, focus, standup});
-    const WorkBlock write = makeBlock(QStringLiteral("Write"), today, 660, 60);
-    const WorkBlock mail =
-        makeBlock(QStringLiteral(" \tMail\t"), today, 780, 30, WorkKind::shallow);
-    WorkBlock later = makeBlock(QStringLiteral("Later"), today, 960, 30);
+    const WorkBlock write = makeBlock(u"Write"_s, today, 660, 60);
+    const WorkBlock mail = makeBlock(u" \tMail\t"_s, today, 780, 30, WorkKind::shallow);
+    WorkBlock later = makeBlock(u"Later"_s, today, 960, 30);
     seedBlocks({write, mail, later});
     wall.set(monday, QTime(7, 0));
     open();
@@ -84,13 +88,11 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
         EXPECT_EQ(rule.lastStampedDay, today);
 
     const QUuid standupBlock =
-        std::find_if(store->blocks().begin(), store->blocks().end(), [&](const WorkBlock& b) {
-            return b.repeatRuleID == standup.id;
-        })->id;
+        std::ranges::find(store->blocks(), std::optional(standup.id), &WorkBlock::repeatRuleID)->id;
     std::optional<QString> tipAt1030, tipAt1315, tipAt1230;
     std::optional<QDateTime> wakeAt0930;
     std::optional<WorkKind> kindAt1310;
-    WorkBlock drawnOverPast = makeBlock(QStringLiteral("Past"), today, 720, 30);
+    WorkBlock drawnOverPast = makeBlock(u"Past"_s, today, 720, 30);
     at(monday, QTime(7, 30), [&] { store->deleteBlock(standupBlock); });
     at(monday, QTime(9, 30), [&] { wakeAt0930 = clock.pendingWake(); });
     at(monday, QTime(10, 30, 5), [&] { tipAt1030 = aids.toolTip; });
@@ -108,21 +110,14 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     });
     runUntil(QDateTime(tuesday, QTime(0, 30)));
 
-    EXPECT_EQ(aids.calls,
-              (QStringList{QStringLiteral("remind Focus at 595"), QStringLiteral("noise 0.1"),
-                           QStringLiteral("sound Submarine"), QStringLiteral("watch Focus"),
-                           QStringLiteral("remind Write at 655"), QStringLiteral("sound Glass"),
-                           QStringLiteral("sound Submarine"), QStringLiteral("watch Write"),
-                           QStringLiteral("noise off"), QStringLiteral("sound Glass"),
-                           QStringLiteral("watch off"), QStringLiteral("remind Later at 955"),
-                           QStringLiteral("remind Later at 956"), QStringLiteral("noise 0.1"),
-                           QStringLiteral("sound Submarine"), QStringLiteral("watch Later"),
-                           QStringLiteral("noise off"), QStringLiteral("sound Glass"),
-                           QStringLiteral("watch off")}));
-
-    EXPECT_EQ(tipAt1030, QStringLiteral("Focus"));
+    EXPECT_EQ(aids.calls.join(u", "_s),
+              u"remind Focus at 595, noise 0.1, sound Submarine, watch Focus, remind Write at 655, "
+              u"sound Glass, sound Submarine, watch Write, noise off, sound Glass, watch off, "
+              u"remind Later at 955, remind Later at 956, noise 0.1, sound Submarine, "
+              u"watch Later, noise off, sound Glass, watch off"_s);
+    EXPECT_EQ(tipAt1030, u"Focus"_s);
     EXPECT_EQ(tipAt1230, std::nullopt);
-    EXPECT_EQ(tipAt1315, QStringLiteral("Mail"));
+    EXPECT_EQ(tipAt1315, u"Mail"_s);
     EXPECT_EQ(kindAt1310, WorkKind::shallow);
     EXPECT_EQ(wakeAt0930, QDateTime(monday, QTime(9, 55, 0, 100)));
     // Every boundary and reminder moment was asked for, 0.1 s after it began.
@@ -132,13 +127,13 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
 
     // The deleted stamped block did not come back on Monday; Tuesday got its own stamps.
     EXPECT_EQ(stampedOn(today, standup.id), 0);
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), focus.id), 1);
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), tuesdayOnly.id), 1);
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), standup.id), 0);
+    EXPECT_EQ(stampedOn(u"2024-03-05"_s, focus.id), 1);
+    EXPECT_EQ(stampedOn(u"2024-03-05"_s, tuesdayOnly.id), 1);
+    EXPECT_EQ(stampedOn(u"2024-03-05"_s, standup.id), 0);
 
     // Each block that ended while the program ran was confirmed once; the one drawn over the
     // past never was.
-    StatsDB stats(dir.file(QStringLiteral("stats.sqlite")));
+    StatsDB stats(dir.file(u"stats.sqlite"_s));
     const QSet<QUuid> confirmed = stats.confirmedIDs(today);
     EXPECT_EQ(confirmed.size(), 4);
     EXPECT_TRUE(confirmed.contains(write.id) && confirmed.contains(mail.id) &&
@@ -148,7 +143,7 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
 }
 
 TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
-    seedBlocks({makeBlock(QStringLiteral("Deep"), today, 540, 60)});
+    seedBlocks({makeBlock(u"Deep"_s, today, 540, 60)});
     wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
     open();
     Settings settings = store->settings();
@@ -170,18 +165,15 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
     });
     runUntil(QDateTime(monday, QTime(10, 1)));
     // Silencing follows the deep block even with the banner nudge off.
-    EXPECT_EQ(aids.calls, (QStringList{QStringLiteral("noise 0.1"), QStringLiteral("watch Deep"),
-                                       QStringLiteral("silence Deep"), QStringLiteral("noise off"),
-                                       QStringLiteral("watch off"), QStringLiteral("silence off"),
-                                       QStringLiteral("noise 0.5"), QStringLiteral("silence Deep"),
-                                       QStringLiteral("noise off"), QStringLiteral("sound Glass"),
-                                       QStringLiteral("silence off")}));
+    EXPECT_EQ(aids.calls.join(u", "_s),
+              u"noise 0.1, watch Deep, silence Deep, noise off, watch off, silence off, noise 0.5, "
+              u"silence Deep, noise off, sound Glass, silence off"_s);
 }
 
 TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     TzGuard::set("America/New_York");
-    const RepeatRule early = makeRule(QStringLiteral("Early"), 120, 60, {1, 2, 3, 4, 5, 6, 7});
-    const RepeatRule noon = makeRule(QStringLiteral("Noon"), 720, 60, {1, 2, 3, 4, 5, 6, 7});
+    const RepeatRule early = makeRule(u"Early"_s, 120, 60, {1, 2, 3, 4, 5, 6, 7});
+    const RepeatRule noon = makeRule(u"Noon"_s, 720, 60, {1, 2, 3, 4, 5, 6, 7});
     seedRules({early, noon});
     // Boundary wakes count minutes as elapsed time from midnight, as durations do, so on these
     // days the wake for noon lands an hour off the wall clock's noon.
@@ -209,15 +201,142 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     runUntil(QDateTime(QDate(2024, 6, 3), QTime(20, 5)));
     TzGuard::set("Asia/Tokyo");
     runUntil(wall.now().addSecs(300));
-    EXPECT_EQ(clock.today(), QStringLiteral("2024-06-04"));
+    EXPECT_EQ(clock.today(), u"2024-06-04"_s);
     TzGuard::set("America/New_York");
     runUntil(wall.now().addSecs(300));
-    EXPECT_EQ(clock.today(), QStringLiteral("2024-06-03"));
-    for (const QString& key : {QStringLiteral("2024-06-03"), QStringLiteral("2024-06-04")}) {
+    EXPECT_EQ(clock.today(), u"2024-06-03"_s);
+    for (const QString& key : {u"2024-06-03"_s, u"2024-06-04"_s}) {
         EXPECT_LE(stampedOn(key, early.id), 1);
         EXPECT_LE(stampedOn(key, noon.id), 1);
     }
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-06-04"), noon.id), 1);
+    EXPECT_EQ(stampedOn(u"2024-06-04"_s, noon.id), 1);
+}
+
+// Weeks with a user who edits at random, restarting now and then: whatever the mix, no rule
+// stamps twice a day or over another block, every confirmation falls within five seconds after
+// the block's end, a confirmed block never changes, and the files hold what the store holds.
+TEST_F(DayRun, WeeksOfRandomEditsKeepEveryInvariant) {
+    const int days = qEnvironmentVariableIntValue("QUILLMERE_LONG_RUN_DAYS") > 0
+                         ? qEnvironmentVariableIntValue("QUILLMERE_LONG_RUN_DAYS")
+                         : 60;
+    seedRules({makeRule(u"Morning"_s, 480, 90, {2, 3, 4, 5, 6}),
+               makeRule(u"Review"_s, 900, 45, {2, 4}, WorkKind::shallow),
+               makeRule(u"Weekend"_s, 600, 120, {1, 7})});
+    wall.set(QDate(2024, 3, 1), QTime(6, 0));
+    open();
+    QRandomGenerator random(424242);
+    std::set<std::pair<QUuid, QString>> stampedRuleDays;
+    std::map<QUuid, WorkBlock> frozen; // as confirmed
+    int edits = 0;
+    const auto pick = [&](const std::vector<WorkBlock>& list) {
+        return list[random.bounded(static_cast<int>(list.size()))];
+    };
+    const auto edit = [&] {
+        ++edits;
+        std::vector<WorkBlock> editable;
+        std::ranges::copy_if(store->todayBlocks(), std::back_inserter(editable),
+                             [&](const WorkBlock& b) { return !store->isFrozen(b); });
+        const int what = random.bounded(editable.empty() ? 2 : 6);
+        if (what == 0) {
+            if (auto draft =
+                    store->nextFreeBlock(random.bounded(2) ? WorkKind::deep : WorkKind::shallow)) {
+                draft->durationMinutes = std::min<Minutes>(draft->durationMinutes, 30);
+                store->add(*draft);
+            }
+        } else if (what == 1) {
+            const PlannedBlock item{QUuid::createUuid(), u"p%1"_s.arg(edits), WorkKind::deep, 0,
+                                    random.bounded(2) ? std::optional(true) : std::nullopt};
+            store->addPlanned(item);
+            if (auto block = store->nextFreeBlock(item.kind)) {
+                block->id = item.isPinned() ? block->id : item.id;
+                store->add(*block);
+                store->removePlanned(block->id);
+            }
+        } else if (WorkBlock b = pick(editable); what == 2) {
+            if (auto start = store->nearestFreeStart(random.bounded(96) * 15, b.durationMinutes,
+                                                     b.id, store->repeatDays(b.id))) {
+                b.startMinutes = *start;
+                store->update(b);
+            }
+        } else if (what == 3) {
+            store->deleteBlock(b.id);
+        } else if (what == 4) {
+            Weekdays days;
+            for (int d = 1; d <= 7; ++d)
+                if (random.bounded(3) == 0)
+                    days.insert(d);
+            store->setRepeat(days, b.id);
+        } else if (random.bounded(10) == 0) {
+            store->clearToday();
+        }
+        ASSERT_EQ(blocksOnDisk(), store->blocks());
+        ASSERT_EQ(rulesOnDisk(), store->rules());
+        ASSERT_EQ(plannedOnDisk(), store->planned());
+        for (const auto& [id, block] : frozen) // pruning may have let one go
+            ASSERT_EQ(store->savedBlock(id).value_or(block), block) << "a confirmed block changed";
+    };
+    afterTick = [&] {
+        const QDateTime now = wall.now();
+        for (const WorkBlock& b : store->blocks()) {
+            // A block stamped by this tick carries its instant.
+            if (!b.repeatRuleID || b.createdAt != TimeMath::referenceSeconds(now))
+                continue;
+            ASSERT_TRUE(stampedRuleDays.insert({*b.repeatRuleID, b.day}).second)
+                << "a rule stamped twice on " << b.day.toStdString();
+            for (const WorkBlock& other : store->blocks())
+                ASSERT_FALSE(other.day == b.day && other.createdAt != b.createdAt &&
+                             other.startMinutes < b.endMinutes() &&
+                             b.startMinutes < other.endMinutes())
+                    << "stamped over a block on " << b.day.toStdString();
+        }
+        for (const QUuid& id : store->confirmedIDs()) {
+            if (frozen.contains(id))
+                continue;
+            const WorkBlock block = store->savedBlock(id).value();
+            const qint64 sinceEnd =
+                TimeMath::startOfDay(block.day)->addSecs(block.endMinutes() * 60).msecsTo(now);
+            ASSERT_TRUE(sinceEnd >= 0 && sinceEnd < Confirmation::windowMs) << sinceEnd;
+            frozen.emplace(id, block);
+        }
+    };
+    const QDateTime start = wall.now();
+    for (QDateTime t = start; t < start.addDays(days); t = t.addSecs(60 + random.bounded(3960)))
+        actions.emplace(t, edit);
+    // A restart every ten days runs start-up and pruning over what the days left behind.
+    for (int d = 10; d < days; d += 10)
+        actions.emplace(start.addDays(d), [&] { open(); });
+    const QDateTime end = start.addDays(days);
+    while (wall.now() < end && !HasFatalFailure())
+        runUntil(std::min(end, wall.now().addDays(1)));
+    ASSERT_FALSE(HasFatalFailure()) << "at " << wall.now().toString(Qt::ISODate).toStdString();
+
+    EXPECT_GT(frozen.size(), static_cast<std::size_t>(days)); // blocks really were confirmed
+    EXPECT_GT(stampedRuleDays.size(), static_cast<std::size_t>(days));
+    StatsDB stats(dir.file(u"stats.sqlite"_s));
+    EXPECT_TRUE((stats.confirmedIDs(store->todayKey()) - store->confirmedIDs()).isEmpty());
+    std::printf("[ long   ] %d simulated days, %d edits, %zu blocks confirmed\n", days, edits,
+                frozen.size());
+}
+
+TEST_F(DayRun, BlocksAreConfirmedUnderTheirOwnDayAndARestartReloadsTodaysOnly) {
+    // Yesterday's last block ends at midnight and is confirmed on today's first refresh.
+    const WorkBlock yesterday = makeBlock(u"y"_s, u"2024-03-03"_s, 1380, 60);
+    const WorkBlock todays = makeBlock(QString(), today, 480, 60, WorkKind::shallow);
+    seedBlocks({yesterday, todays});
+    wall.set(monday, QTime(0, 0, 1));
+    open();
+    EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{yesterday.id});
+    tickAt(monday, QTime(9, 0, 2));
+    EXPECT_TRUE(store->confirmedIDs().contains(todays.id));
+
+    wall.set(monday, QTime(12, 0));
+    open();
+    EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{todays.id});
+    EXPECT_TRUE(store->isFrozen(todays));
+    QStringList rows;
+    for (const auto& row : StatsQueries::readRows(dir.file(u"stats.sqlite"_s)))
+        rows << row.day + u'|' + row.title;
+    EXPECT_EQ(rows, (QStringList{u"2024-03-03|y"_s, u"2024-03-04|Shallow Work"_s}));
 }
 
 TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
@@ -241,9 +360,7 @@ TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
         QStringList titles;
         for (const WorkBlock& b : result.stamped) {
             titles << b.title;
-            const RepeatRule& r =
-                *std::find_if(given.begin(), given.end(),
-                              [&](const RepeatRule& r) { return r.title == b.title; });
+            const RepeatRule& r = *std::ranges::find(given, b.title, &RepeatRule::title);
             EXPECT_EQ(b, (WorkBlock{b.id, r.title, key, r.startMinutes, r.durationMinutes, r.kind,
                                     r.id, 1234.5}));
         }
