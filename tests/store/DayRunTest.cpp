@@ -8,9 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <map>
-
 using namespace quillmere;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
@@ -18,40 +15,7 @@ using ::testing::Contains;
 
 namespace {
 
-// Runs the store through simulated time the way the real clock would: a tick 0.1 s after
-// every half minute, and one at each alarm the store set, whichever comes first.
 struct DayRun : StoreHarness {
-    std::multimap<QDateTime, std::function<void()>> actions;
-    std::vector<QDateTime> wakes;
-
-    void at(QDate date, QTime time, std::function<void()> action) {
-        actions.emplace(QDateTime(date, time).toUTC(), std::move(action));
-    }
-
-    void runUntil(const QDateTime& end) {
-        const QDateTime stop = end.toUTC();
-        while (wall.now() < stop) {
-            QDateTime next = wall.now().addSecs(30);
-            next = next.addMSecs(-(next.toMSecsSinceEpoch() % 30000) + 100);
-            if (const auto wake = clock.pendingWake(); wake && *wake<next&& * wake> wall.now())
-                next = wake->toUTC();
-            // Actions happen at their own instant, with the refresh their changes request.
-            while (!actions.empty() && actions.begin()->first <= next) {
-                wall.set(actions.begin()->first);
-                auto action = actions.begin()->second;
-                actions.erase(actions.begin());
-                action();
-                processEvents();
-            }
-            wall.set(next);
-            clock.tick();
-            processEvents();
-            if (const auto wake = clock.pendingWake();
-                wake && (wakes.empty() || wakes.back() != *wake))
-                wakes.push_back(*wake);
-        }
-    }
-
     int stampedOn(const QString& day, const QUuid& rule) const {
         return static_cast<int>(std::ranges::count_if(store->blocks(), [&](const WorkBlock& b) {
             return b.day == day && b.repeatRuleID == rule;
