@@ -164,6 +164,10 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     open();
     runUntil(QDateTime(QDate(2024, 6, 3), QTime(20, 5)));
     TzGuard::set("Asia/Tokyo");
+    // The store takes today from the wall clock at once, before a tick publishes it.
+    EXPECT_EQ(store->todayKey(), u"2024-06-04"_s);
+    EXPECT_EQ(store->wallMinutes(), 9 * 60 + 5);
+    EXPECT_TRUE(store->todayBlocks().empty());
     runUntil(wall.now().addSecs(300));
     EXPECT_EQ(clock.today(), u"2024-06-04"_s);
     TzGuard::set("America/New_York");

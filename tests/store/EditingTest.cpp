@@ -196,17 +196,3 @@ TEST_F(Editing, FreeTimeAndConflictsExcludeTheMovedBlockAndFollowEveryEdit) {
     wall.advanceSecs(24 * 3600);
     EXPECT_EQ(store->nearestFreeStart(730, 30, std::nullopt, {}), 730);
 }
-
-TEST_F(Editing, ATimeZoneChangeAfterStartUpMovesToday) {
-    wall.set(monday, QTime(23, 30));
-    const WorkBlock mon = makeBlock(u"mon"_s, today, 1380, 60);
-    const WorkBlock tue = makeBlock(u"tue"_s, u"2024-03-05"_s, 450, 60);
-    seedBlocks({mon, tue});
-    open();
-    EXPECT_EQ(store->todayBlocks(), std::vector{mon});
-    EXPECT_EQ(store->wallMinutes(), 1410);
-    TzGuard::set("Asia/Tokyo"); // the same instant is 07:30 on Tuesday there
-    EXPECT_EQ(store->todayKey(), u"2024-03-05"_s);
-    EXPECT_EQ(store->todayBlocks(), std::vector{tue});
-    EXPECT_EQ(store->wallMinutes(), 450);
-}

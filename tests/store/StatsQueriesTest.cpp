@@ -95,62 +95,58 @@ TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignId
     EXPECT_TRUE(nowhere.confirmedIDs(u"d"_s).isEmpty());
 }
 
-TEST_F(StatsFile, SumsPerDayAndKindAcrossGapsDaylightSavingAndTheNewYearSkippingBadRows) {
-    const std::tuple<const char*, const char*, const char*> rows[] = {
-        {"2023-12-31", "'deep'", "90"},      {"2023-12-31", "'deep'", "30"},
-        {"2023-12-31", "'shallow'", "15"},   {"2024-01-01", "'shallow'", "45"},
-        {"2024-01-05", "'deep'", "60"},  // a gap of three days before it
-        {"2024-03-31", "'deep'", "120"}, // the spring-forward day in Berlin
-        {"2024-03-31", "'shallow'", "1440"},
-    };
-    for (const auto& [day, kind, duration] : rows)
-        row(day, u"t"_s, kind, duration);
-    // Skipped: unknown kinds, days that are no dates, durations that are no minutes of a day.
-    for (const char* kind : {"'Deep'", "'focus'"})
-        row("2024-01-05", u"t"_s, kind, "60");
-    for (const char* day : {"2024-02-30", "2024-1-05", "2024-01-05 ", "yesterday"})
-        row(day, u"t"_s, "'deep'", "60");
-    for (const char* duration : {"0", "-30", "1441", "'sixty'", "60.5"})
-        row("2024-01-05", u"t"_s, "'deep'", duration);
-
-    const DayMinutes expected{{date("2023-12-31"), {120, 15}},
-                              {date("2024-01-01"), {0, 45}},
-                              {date("2024-01-05"), {60, 0}},
-                              {date("2024-03-31"), {120, 1440}}};
-    ReadProblem problem = ReadProblem::damaged;
-    EXPECT_EQ(readDayMinutes(path, &problem), expected);
-    EXPECT_EQ(problem, ReadProblem::none);
-    const StatsRecord record = readRecord(path, date("2024-04-02"));
-    EXPECT_EQ(record.confirmed, expected);
-    EXPECT_EQ(record.problem, ReadProblem::none);
-    // The export keeps the same rows, in day order.
-    const auto exported = readRows(path);
-    ASSERT_EQ(exported.size(), 7u);
-    EXPECT_EQ(exported.front().day, u"2023-12-31"_s);
-    EXPECT_EQ(exported.back().day, u"2024-03-31"_s);
-}
-
-TEST_F(StatsFile, TopDeepTitlesOfTheLastThirtyDays) {
-    // 2024-03-04 - 29 days is 2024-02-04, the first day inside the window.
+TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
+    // Across the New Year, a gap of days and the spring-forward day in Berlin; the thirty days
+    // up to 4 March begin on 4 February.
     const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
+        {"2023-12-31", "Old", "'deep'", "90"},
+        {"2023-12-31", "Old", "'deep'", "30"},
+        {"2023-12-31", "Mail", "'shallow'", "15"},
+        {"2024-01-01", "Mail", "'shallow'", "45"},
         {"2024-02-03", "Too old", "'deep'", "600"},
         {"2024-02-04", "Thesis", "'deep'", "60"},
-        {"2024-03-04", "Thesis", "'deep'", "60"},
         {"2024-03-01", "Code, review", "'deep'", "120"},
         {"2024-03-01", "Alpha", "'deep'", "120"},
         {"2024-03-02", "Mail", "'shallow'", "900"},
-        {"2024-03-05", "Tomorrow", "'deep'", "900"},
-        {"2024-02-30", "Bad day", "'deep'", "900"},
         {"2024-03-03", "Small", "'deep'", "15"},
+        {"2024-03-04", "Thesis", "'deep'", "60"},
+        {"2024-03-05", "Tomorrow", "'deep'", "900"},
+        {"2024-03-31", "Spring", "'deep'", "120"},
+        {"2024-03-31", "Mail", "'shallow'", "1440"},
     };
     for (const auto& [day, title, kind, duration] : rows)
         row(day, QString::fromLatin1(title), kind, duration);
+    // Skipped: unknown kinds, days that are no dates, durations that are no minutes of a day.
+    for (const char* kind : {"'Deep'", "'focus'"})
+        row("2024-03-03", u"Bad"_s, kind, "60");
+    for (const char* day : {"2024-02-30", "2024-3-03", "2024-03-03 ", "yesterday"})
+        row(day, u"Bad"_s, "'deep'", "60");
+    for (const char* duration : {"0", "-30", "1441", "'sixty'", "60.5"})
+        row("2024-03-03", u"Bad"_s, "'deep'", duration);
 
-    const std::vector<TitleMinutes> expected{
+    const DayMinutes expected{
+        {date("2023-12-31"), {120, 15}}, {date("2024-01-01"), {0, 45}},
+        {date("2024-02-03"), {600, 0}},  {date("2024-02-04"), {60, 0}},
+        {date("2024-03-01"), {240, 0}},  {date("2024-03-02"), {0, 900}},
+        {date("2024-03-03"), {15, 0}},   {date("2024-03-04"), {60, 0}},
+        {date("2024-03-05"), {900, 0}},  {date("2024-03-31"), {120, 1440}},
+    };
+    ReadProblem problem = ReadProblem::damaged;
+    EXPECT_EQ(readDayMinutes(path, &problem), expected);
+    EXPECT_EQ(problem, ReadProblem::none);
+    const StatsRecord record = readRecord(path, date("2024-03-04"));
+    EXPECT_EQ(record.confirmed, expected);
+    EXPECT_EQ(record.problem, ReadProblem::none);
+    const std::vector<TitleMinutes> top{
         {u"Alpha"_s, 120}, {u"Code, review"_s, 120}, {u"Thesis"_s, 120}, {u"Small"_s, 15}};
-    EXPECT_EQ(readRecord(path, date("2024-03-04")).topTitles, expected);
+    EXPECT_EQ(record.topTitles, top);
     EXPECT_EQ(readTopDeepTitles(path, date("2024-02-04"), date("2024-03-04"), 2),
-              std::vector<TitleMinutes>(expected.begin(), expected.begin() + 2));
+              std::vector(top.begin(), top.begin() + 2));
+    // The export keeps the same rows, in day order.
+    const auto exported = readRows(path);
+    ASSERT_EQ(exported.size(), std::size(rows));
+    EXPECT_EQ(exported.front().day, u"2023-12-31"_s);
+    EXPECT_EQ(exported.back().day, u"2024-03-31"_s);
 }
 
 TEST(StatsFigures, TotalsStreaksAndAverage) {
