@@ -48,9 +48,7 @@ TEST_F(HostileEnvironment, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirL
         for (const QString& file : files)
             dir.write(file, bytes);
         open();
-        EXPECT_TRUE(store->blocks().empty());
-        EXPECT_TRUE(store->rules().empty());
-        EXPECT_TRUE(store->planned().empty());
+        EXPECT_TRUE(store->blocks().empty() && store->rules().empty() && store->planned().empty());
         EXPECT_EQ(store->settings(), Settings{});
         for (const QString& file : files)
             EXPECT_EQ(dir.read(file), bytes) << file.toStdString();
