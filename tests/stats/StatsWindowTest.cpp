@@ -19,6 +19,7 @@
 using namespace quillmere;
 using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -26,23 +27,20 @@ QDate date(const char* text) {
     return QDate::fromString(QString::fromLatin1(text), Qt::ISODate);
 }
 
-::testing::AssertionResult near(QRgb actual, const QColor& expected) {
-    const QColor a = QColor::fromRgb(actual);
-    const int d = std::abs(a.red() - expected.red()) + std::abs(a.green() - expected.green()) +
-                  std::abs(a.blue() - expected.blue());
+// `expected` with its alpha laid over `background`, as the painter blends it, give or take the
+// rounding of antialiasing and blending.
+::testing::AssertionResult near(QRgb actual, const QColor& expected, QRgb background = 0) {
+    const QColor a = QColor::fromRgb(actual), b = QColor::fromRgb(background);
+    const auto blend = [&](float c, float under) {
+        return qRound(255 * (c * expected.alphaF() + under * (1 - expected.alphaF())));
+    };
+    const int d = std::abs(a.red() - blend(expected.redF(), b.redF())) +
+                  std::abs(a.green() - blend(expected.greenF(), b.greenF())) +
+                  std::abs(a.blue() - blend(expected.blueF(), b.blueF()));
     if (d <= 12)
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure()
-           << a.name().toStdString() << " is not " << expected.name().toStdString();
-}
-
-// `color` with its alpha laid over `background`, as the painter blends it.
-QColor over(const QColor& color, QRgb background) {
-    const QColor b = QColor::fromRgb(background);
-    const qreal a = color.alphaF();
-    return QColor::fromRgbF(static_cast<float>(color.redF() * a + b.redF() * (1 - a)),
-                            static_cast<float>(color.greenF() * a + b.greenF() * (1 - a)),
-                            static_cast<float>(color.blueF() * a + b.blueF() * (1 - a)));
+           << a.name().toStdString() << " is not " << expected.name(QColor::HexArgb).toStdString();
 }
 
 // A window on a temporary folder showing hand-made content, at a fixed size.
@@ -60,8 +58,8 @@ struct WindowFixture : ::testing::Test {
         QCoreApplication::processEvents();
     }
     template <typename View> View* view() const { return window.findChild<View*>(); }
-    QString figure(const char* name) const {
-        return window.findChild<QLabel*>(QString::fromLatin1(name))->text();
+    QLabel* label(const char* name) const {
+        return window.findChild<QLabel*>(QString::fromLatin1(name));
     }
     static QPoint centre(const QRectF& r) { return r.center().toPoint(); }
 };
@@ -81,32 +79,30 @@ TEST_F(WindowFixture, DaysChartStacksDoneByKindWithThePlanBesideIt) {
     EXPECT_EQ(g.scaleMinutes, 240);
     const QRgb background = image.pixel(centre(g.slot(0)));
 
-    const QRectF done = g.doneColumn(13);
-    const QRectF planned = g.plannedColumn(13);
-    EXPECT_TRUE(near(image.pixel(centre(g.segment(done, 0, 120))), ui::kindColor(WorkKind::deep)));
-    EXPECT_TRUE(
-        near(image.pixel(centre(g.segment(done, 120, 60))), ui::kindColor(WorkKind::shallow)));
-    EXPECT_TRUE(near(image.pixel(centre(g.segment(done, 180, 50))), QColor(background)));
-    EXPECT_TRUE(
-        near(image.pixel(centre(g.segment(planned, 0, 180))),
-             over(ui::kindColor(WorkKind::deep, DaysChartView::plannedOpacity), background)));
-    EXPECT_TRUE(
-        near(image.pixel(centre(g.segment(planned, 180, 60))),
-             over(ui::kindColor(WorkKind::shallow, DaysChartView::plannedOpacity), background)));
-    // Yesterday was done but is no longer planned in the kept days: no plan column.
-    EXPECT_TRUE(near(image.pixel(centre(g.segment(g.doneColumn(12), 0, 60))),
-                     ui::kindColor(WorkKind::deep)));
-    EXPECT_TRUE(
-        near(image.pixel(centre(g.segment(g.plannedColumn(12), 0, 60))), QColor(background)));
+    const QRectF done = g.doneColumn(13), planned = g.plannedColumn(13);
+    const QColor deep = ui::kindColor(WorkKind::deep), shallow = ui::kindColor(WorkKind::shallow);
+    const qreal faint = DaysChartView::plannedOpacity;
+    const std::pair<QRectF, QColor> expected[] = {
+        {g.segment(done, 0, 120), deep},
+        {g.segment(done, 120, 60), shallow},
+        {g.segment(done, 180, 50), QColor(background)},
+        {g.segment(planned, 0, 180), ui::kindColor(WorkKind::deep, faint)},
+        {g.segment(planned, 180, 60), ui::kindColor(WorkKind::shallow, faint)},
+        // Yesterday was done but is no longer planned in the kept days: no plan column.
+        {g.segment(g.doneColumn(12), 0, 60), deep},
+        {g.segment(g.plannedColumn(12), 0, 60), QColor(background)},
+    };
+    for (const auto& [rect, colour] : expected)
+        EXPECT_TRUE(near(image.pixel(centre(rect)), colour, background));
 
     // Four weeks reach back to 10 February.
-    QTest::mouseClick(window.findChild<QAbstractButton*>(QStringLiteral("weeks4")), Qt::LeftButton);
+    QTest::mouseClick(window.findChild<QAbstractButton*>(u"weeks4"_s), Qt::LeftButton);
     EXPECT_EQ(window.weeksShown(), 4);
     const StatsGeometry::DaysChart wide = chart->geometry();
     ASSERT_EQ(wide.days, 28);
     ASSERT_EQ(chart->dayAt(4), date("2024-02-10"));
-    EXPECT_TRUE(near(chart->grab().toImage().pixel(centre(wide.segment(wide.doneColumn(4), 0, 30))),
-                     ui::kindColor(WorkKind::deep)));
+    EXPECT_TRUE(
+        near(chart->grab().toImage().pixel(centre(wide.segment(wide.doneColumn(4), 0, 30))), deep));
 }
 
 TEST_F(WindowFixture, YearHeatmapPutsWeeksInColumnsFromTheLocalesFirstWeekday) {
@@ -137,8 +133,8 @@ TEST_F(WindowFixture, YearHeatmapPutsWeeksInColumnsFromTheLocalesFirstWeekday) {
         for (const auto& [day, level] : levels) {
             SCOPED_TRACE(day);
             EXPECT_TRUE(near(image.pixel(centre(g.cellRect(date(day)))),
-                             over(ui::kindColor(WorkKind::deep, StatsGeometry::heatOpacity(level)),
-                                  background)));
+                             ui::kindColor(WorkKind::deep, StatsGeometry::heatOpacity(level)),
+                             background));
         }
         const QRgb empty = image.pixel(centre(g.cellRect(date("2024-01-02"))));
         EXPECT_FALSE(near(empty, QColor(background)));
@@ -146,7 +142,7 @@ TEST_F(WindowFixture, YearHeatmapPutsWeeksInColumnsFromTheLocalesFirstWeekday) {
 
         EXPECT_EQ(map->toolTipAt(centre(today)),
                   QLocale().toString(date("2024-04-03"), QLocale::LongFormat) +
-                      QStringLiteral("\nDeep Work: 1 h 30 m\nShallow Work: 15 m"));
+                      u"\nDeep Work: 1 h 30 m\nShallow Work: 15 m"_s);
         QHelpEvent help(QEvent::ToolTip, centre(today), map->mapToGlobal(centre(today)));
         QCoreApplication::sendEvent(map, &help);
         EXPECT_EQ(QToolTip::text(), map->toolTipAt(centre(today)));
@@ -165,32 +161,26 @@ TEST_F(WindowFixture, FiguresAndTheOneLineAboutAnUnreadableRecord) {
         {"month.shallow", "30 m"},  {"allTime.deep", "2 h 30 m"}, {"allTime.shallow", "1 h 15 m"},
         {"currentStreak", "1 day"}, {"longestStreak", "1 day"},   {"averageDeep", "50 m"}};
     for (const auto& [name, text] : figures)
-        EXPECT_EQ(figure(name), QString::fromUtf8(text)) << name;
-    EXPECT_FALSE(window.findChild<QLabel*>(QStringLiteral("problem"))->isVisible());
+        EXPECT_EQ(label(name)->text(), QString::fromUtf8(text)) << name;
+    EXPECT_FALSE(label("problem")->isVisible());
 
     // A damaged file: the window says so in one line and shows an empty record.
     const QByteArray garbage(2048, 'x');
-    dir.write(QStringLiteral("stats.sqlite"), garbage);
+    dir.write(u"stats.sqlite"_s, garbage);
     content = loadStatsContent(dir.path(), date("2024-03-04"), {}, Qt::Monday);
     show(date("2024-03-04"));
-    auto* problem = window.findChild<QLabel*>(QStringLiteral("problem"));
-    EXPECT_TRUE(problem->isVisible());
-    EXPECT_EQ(problem->text(), explanation(ReadProblem::damaged));
-    EXPECT_EQ(figure("allTime.deep"), QStringLiteral("0 m"));
-    EXPECT_FALSE(
-        window.exportTo(dir.file(QStringLiteral("out.csv")), StatsWindow::ExportFormat::csv));
-    EXPECT_FALSE(dir.exists(QStringLiteral("out.csv")));
-    EXPECT_EQ(dir.read(QStringLiteral("stats.sqlite")), garbage);
+    EXPECT_TRUE(label("problem")->isVisible());
+    EXPECT_EQ(label("problem")->text(), explanation(ReadProblem::damaged));
+    EXPECT_EQ(label("allTime.deep")->text(), u"0 m"_s);
+    EXPECT_FALSE(window.exportTo(dir.file(u"out.csv"_s), StatsWindow::ExportFormat::csv));
+    EXPECT_FALSE(dir.exists(u"out.csv"_s));
+    EXPECT_EQ(dir.read(u"stats.sqlite"_s), garbage);
 
     // Export goes through the same rows as the queries.
-    QFile::remove(dir.file(QStringLiteral("stats.sqlite")));
-    StatsDB(dir.file(QStringLiteral("stats.sqlite")))
-        .insert({QUuid(), QStringLiteral("2024-03-04"), QStringLiteral("A, B"), WorkKind::deep, 540,
-                 60});
-    ASSERT_TRUE(
-        window.exportTo(dir.file(QStringLiteral("out.json")), StatsWindow::ExportFormat::json));
-    EXPECT_EQ(dir.read(QStringLiteral("out.json")),
-              toJson(readRows(statsDatabasePath(dir.path()))));
-    EXPECT_EQ(window.findChild<QLabel*>(QStringLiteral("exportStatus"))->text(),
-              QStringLiteral("Exported 1 block to out.json."));
+    QFile::remove(dir.file(u"stats.sqlite"_s));
+    StatsDB(dir.file(u"stats.sqlite"_s))
+        .insert({QUuid(), u"2024-03-04"_s, u"A, B"_s, WorkKind::deep, 540, 60});
+    ASSERT_TRUE(window.exportTo(dir.file(u"out.json"_s), StatsWindow::ExportFormat::json));
+    EXPECT_EQ(dir.read(u"out.json"_s), toJson(readRows(statsDatabasePath(dir.path()))));
+    EXPECT_EQ(label("exportStatus")->text(), u"Exported 1 block to out.json."_s);
 }

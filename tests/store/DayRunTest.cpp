@@ -2,13 +2,11 @@
 #include "store/Confirmation.h"
 #include "store/Stamping.h"
 #include "store/StatsDB.h"
+#include "store/StatsQueries.h"
 
 #include "support/StoreHarness.h"
 
 #include <gmock/gmock.h>
-
-#include <functional>
-#include <map>
 
 using namespace quillmere;
 using namespace quillmere::test;
@@ -17,45 +15,11 @@ using ::testing::Contains;
 
 namespace {
 
-// Runs the store through simulated time the way the real clock would: a tick 0.1 s after
-// every half minute, and one at each alarm the store set, whichever comes first.
 struct DayRun : StoreHarness {
-    std::multimap<QDateTime, std::function<void()>> actions;
-    std::vector<QDateTime> wakes;
-
-    void at(QDate date, QTime time, std::function<void()> action) {
-        actions.emplace(QDateTime(date, time).toUTC(), std::move(action));
-    }
-
-    void runUntil(const QDateTime& end) {
-        const QDateTime stop = end.toUTC();
-        while (wall.now() < stop) {
-            QDateTime next = wall.now().addSecs(30);
-            next = next.addMSecs(-(next.toMSecsSinceEpoch() % 30000) + 100);
-            if (const auto wake = clock.pendingWake(); wake && *wake<next&& * wake> wall.now())
-                next = wake->toUTC();
-            // Actions happen at their own instant, with the refresh their changes request.
-            while (!actions.empty() && actions.begin()->first <= next) {
-                wall.set(actions.begin()->first);
-                auto action = actions.begin()->second;
-                actions.erase(actions.begin());
-                action();
-                processEvents();
-            }
-            wall.set(next);
-            clock.tick();
-            processEvents();
-            if (const auto wake = clock.pendingWake();
-                wake && (wakes.empty() || wakes.back() != *wake))
-                wakes.push_back(*wake);
-        }
-    }
-
     int stampedOn(const QString& day, const QUuid& rule) const {
-        return static_cast<int>(
-            std::count_if(store->blocks().begin(), store->blocks().end(), [&](const WorkBlock& b) {
-                return b.day == day && b.repeatRuleID == rule;
-            }));
+        return static_cast<int>(std::ranges::count_if(store->blocks(), [&](const WorkBlock& b) {
+            return b.day == day && b.repeatRuleID == rule;
+        }));
     }
 };
 
@@ -64,15 +28,15 @@ const QDate tuesday(2024, 3, 5);
 } // namespace
 
 TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
-    const RepeatRule standup = makeRule(QStringLiteral("Standup"), 540, 15, {2}, WorkKind::shallow);
-    const RepeatRule focus = makeRule(QStringLiteral("Focus"), 600, 60, {2, 3});
-    const RepeatRule tuesdayOnly = makeRule(QStringLiteral("Tuesday"), 840, 60, {3});
+    const RepeatRule standup = makeRule(u"Standup"_s, 540, 15, {2}, WorkKind::shallow);
+    const RepeatRule focus = makeRule(u"Focus"_s, 600, 60, {2, 3});
+    const RepeatRule tuesdayOnly = makeRule(u"Tuesday"_s, 840, 60, {3});
     seedRules({tuesdayOnly, focus, standup});
-    const WorkBlock write = makeBlock(QStringLiteral("Write"), today, 660, 60);
-    const WorkBlock mail =
-        makeBlock(QStringLiteral(" \tMail\t"), today, 780, 30, WorkKind::shallow);
-    WorkBlock later = makeBlock(QStringLiteral("Later"), today, 960, 30);
-    seedBlocks({write, mail, later});
+    const WorkBlock write = makeBlock(u"Write"_s, today, 660, 60);
+    const WorkBlock mail = makeBlock(u" \tMail\t"_s, today, 780, 30, WorkKind::shallow);
+    WorkBlock later = makeBlock(u"Later"_s, today, 960, 30);
+    const WorkBlock lastOfDay = makeBlock(QString(), today, 1380, 60, WorkKind::shallow);
+    seedBlocks({write, mail, later, lastOfDay});
     wall.set(monday, QTime(7, 0));
     open();
 
@@ -83,47 +47,39 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     for (const RepeatRule& rule : rulesOnDisk())
         EXPECT_EQ(rule.lastStampedDay, today);
 
-    const QUuid standupBlock =
-        std::find_if(store->blocks().begin(), store->blocks().end(), [&](const WorkBlock& b) {
-            return b.repeatRuleID == standup.id;
-        })->id;
-    std::optional<QString> tipAt1030, tipAt1315, tipAt1230;
+    const auto stamped = [&](const RepeatRule& rule) {
+        return std::ranges::find(store->blocks(), std::optional(rule.id), &WorkBlock::repeatRuleID)
+            ->id;
+    };
+    const QUuid standupBlock = stamped(standup), focusBlock = stamped(focus);
+    QStringList seen; // the tray's tooltip, or the kind under way, at a few moments
+    const auto look = [&] { seen << aids.toolTip.value_or(u"-"_s); };
     std::optional<QDateTime> wakeAt0930;
-    std::optional<WorkKind> kindAt1310;
-    WorkBlock drawnOverPast = makeBlock(QStringLiteral("Past"), today, 720, 30);
+    WorkBlock drawnOverPast = makeBlock(u"Past"_s, today, 720, 30);
     at(monday, QTime(7, 30), [&] { store->deleteBlock(standupBlock); });
     at(monday, QTime(9, 30), [&] { wakeAt0930 = clock.pendingWake(); });
-    at(monday, QTime(10, 30, 5), [&] { tipAt1030 = aids.toolTip; });
-    at(monday, QTime(12, 30, 5), [&] { tipAt1230 = aids.toolTip; });
+    at(monday, QTime(10, 30, 5), look);
+    at(monday, QTime(12, 30, 5), look);
     at(monday, QTime(13, 5), [&] {
         drawnOverPast.createdAt = TimeMath::referenceSeconds(wall.now());
         store->add(drawnOverPast);
     });
-    at(monday, QTime(13, 10, 5), [&] { kindAt1310 = store->currentKind(); });
-    at(monday, QTime(13, 15, 5), [&] { tipAt1315 = aids.toolTip; });
+    at(monday, QTime(13, 10, 5), [&] { seen << rawValue(store->currentKind().value()); });
+    at(monday, QTime(13, 15, 5), look);
     at(monday, QTime(15, 56), [&] {
         later = *store->savedBlock(later.id);
         later.startMinutes = 958;
         store->update(later);
     });
+    at(monday, QTime(23, 30), [&] { open(); }); // a restart reloads the day's confirmations
     runUntil(QDateTime(tuesday, QTime(0, 30)));
 
-    EXPECT_EQ(aids.calls,
-              (QStringList{QStringLiteral("remind Focus at 595"), QStringLiteral("noise 0.1"),
-                           QStringLiteral("sound Submarine"), QStringLiteral("watch Focus"),
-                           QStringLiteral("remind Write at 655"), QStringLiteral("sound Glass"),
-                           QStringLiteral("sound Submarine"), QStringLiteral("watch Write"),
-                           QStringLiteral("noise off"), QStringLiteral("sound Glass"),
-                           QStringLiteral("watch off"), QStringLiteral("remind Later at 955"),
-                           QStringLiteral("remind Later at 956"), QStringLiteral("noise 0.1"),
-                           QStringLiteral("sound Submarine"), QStringLiteral("watch Later"),
-                           QStringLiteral("noise off"), QStringLiteral("sound Glass"),
-                           QStringLiteral("watch off")}));
-
-    EXPECT_EQ(tipAt1030, QStringLiteral("Focus"));
-    EXPECT_EQ(tipAt1230, std::nullopt);
-    EXPECT_EQ(tipAt1315, QStringLiteral("Mail"));
-    EXPECT_EQ(kindAt1310, WorkKind::shallow);
+    EXPECT_EQ(aids.calls.join(u", "_s),
+              u"remind Focus at 595, noise 0.1, sound Submarine, watch Focus, remind Write at 655, "
+              u"sound Glass, sound Submarine, watch Write, noise off, sound Glass, watch off, "
+              u"remind Later at 955, remind Later at 956, noise 0.1, sound Submarine, "
+              u"watch Later, noise off, sound Glass, watch off"_s);
+    EXPECT_EQ(seen, (QStringList{u"Focus"_s, u"-"_s, u"shallow"_s, u"Mail"_s}));
     EXPECT_EQ(wakeAt0930, QDateTime(monday, QTime(9, 55, 0, 100)));
     // Every boundary and reminder moment was asked for, 0.1 s after it began.
     for (const QTime& t : {QTime(9, 55), QTime(10, 0), QTime(10, 55), QTime(11, 0), QTime(12, 0),
@@ -132,23 +88,23 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
 
     // The deleted stamped block did not come back on Monday; Tuesday got its own stamps.
     EXPECT_EQ(stampedOn(today, standup.id), 0);
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), focus.id), 1);
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), tuesdayOnly.id), 1);
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-03-05"), standup.id), 0);
+    EXPECT_EQ(stampedOn(u"2024-03-05"_s, focus.id), 1);
+    EXPECT_EQ(stampedOn(u"2024-03-05"_s, tuesdayOnly.id), 1);
+    EXPECT_EQ(stampedOn(u"2024-03-05"_s, standup.id), 0);
 
-    // Each block that ended while the program ran was confirmed once; the one drawn over the
-    // past never was.
-    StatsDB stats(dir.file(QStringLiteral("stats.sqlite")));
+    // Each block that ended while the program ran was confirmed once, under its own day even
+    // when it ended at midnight; the one drawn over the past never was.
+    StatsDB stats(dir.file(u"stats.sqlite"_s));
     const QSet<QUuid> confirmed = stats.confirmedIDs(today);
-    EXPECT_EQ(confirmed.size(), 4);
-    EXPECT_TRUE(confirmed.contains(write.id) && confirmed.contains(mail.id) &&
-                confirmed.contains(later.id));
-    EXPECT_FALSE(confirmed.contains(drawnOverPast.id));
+    EXPECT_EQ(confirmed, (QSet{write.id, mail.id, later.id, lastOfDay.id, focusBlock}));
     EXPECT_EQ(store->confirmedIDs(), confirmed);
+    EXPECT_EQ(StatsQueries::readRows(dir.file(u"stats.sqlite"_s)).back().title, u"Shallow Work"_s);
+    open(); // only today's confirmations come back
+    EXPECT_TRUE(store->confirmedIDs().isEmpty());
 }
 
 TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
-    seedBlocks({makeBlock(QStringLiteral("Deep"), today, 540, 60)});
+    seedBlocks({makeBlock(u"Deep"_s, today, 540, 60)});
     wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
     open();
     Settings settings = store->settings();
@@ -170,18 +126,15 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
     });
     runUntil(QDateTime(monday, QTime(10, 1)));
     // Silencing follows the deep block even with the banner nudge off.
-    EXPECT_EQ(aids.calls, (QStringList{QStringLiteral("noise 0.1"), QStringLiteral("watch Deep"),
-                                       QStringLiteral("silence Deep"), QStringLiteral("noise off"),
-                                       QStringLiteral("watch off"), QStringLiteral("silence off"),
-                                       QStringLiteral("noise 0.5"), QStringLiteral("silence Deep"),
-                                       QStringLiteral("noise off"), QStringLiteral("sound Glass"),
-                                       QStringLiteral("silence off")}));
+    EXPECT_EQ(aids.calls.join(u", "_s),
+              u"noise 0.1, watch Deep, silence Deep, noise off, watch off, silence off, noise 0.5, "
+              u"silence Deep, noise off, sound Glass, silence off"_s);
 }
 
 TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     TzGuard::set("America/New_York");
-    const RepeatRule early = makeRule(QStringLiteral("Early"), 120, 60, {1, 2, 3, 4, 5, 6, 7});
-    const RepeatRule noon = makeRule(QStringLiteral("Noon"), 720, 60, {1, 2, 3, 4, 5, 6, 7});
+    const RepeatRule early = makeRule(u"Early"_s, 120, 60, {1, 2, 3, 4, 5, 6, 7});
+    const RepeatRule noon = makeRule(u"Noon"_s, 720, 60, {1, 2, 3, 4, 5, 6, 7});
     seedRules({early, noon});
     // Boundary wakes count minutes as elapsed time from midnight, as durations do, so on these
     // days the wake for noon lands an hour off the wall clock's noon.
@@ -208,16 +161,20 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     open();
     runUntil(QDateTime(QDate(2024, 6, 3), QTime(20, 5)));
     TzGuard::set("Asia/Tokyo");
+    // The store takes today from the wall clock at once, before a tick publishes it.
+    EXPECT_EQ(store->todayKey(), u"2024-06-04"_s);
+    EXPECT_EQ(store->wallMinutes(), 9 * 60 + 5);
+    EXPECT_TRUE(store->todayBlocks().empty());
     runUntil(wall.now().addSecs(300));
-    EXPECT_EQ(clock.today(), QStringLiteral("2024-06-04"));
+    EXPECT_EQ(clock.today(), u"2024-06-04"_s);
     TzGuard::set("America/New_York");
     runUntil(wall.now().addSecs(300));
-    EXPECT_EQ(clock.today(), QStringLiteral("2024-06-03"));
-    for (const QString& key : {QStringLiteral("2024-06-03"), QStringLiteral("2024-06-04")}) {
+    EXPECT_EQ(clock.today(), u"2024-06-03"_s);
+    for (const QString& key : {u"2024-06-03"_s, u"2024-06-04"_s}) {
         EXPECT_LE(stampedOn(key, early.id), 1);
         EXPECT_LE(stampedOn(key, noon.id), 1);
     }
-    EXPECT_EQ(stampedOn(QStringLiteral("2024-06-04"), noon.id), 1);
+    EXPECT_EQ(stampedOn(u"2024-06-04"_s, noon.id), 1);
 }
 
 TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
@@ -241,9 +198,7 @@ TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
         QStringList titles;
         for (const WorkBlock& b : result.stamped) {
             titles << b.title;
-            const RepeatRule& r =
-                *std::find_if(given.begin(), given.end(),
-                              [&](const RepeatRule& r) { return r.title == b.title; });
+            const RepeatRule& r = *std::ranges::find(given, b.title, &RepeatRule::title);
             EXPECT_EQ(b, (WorkBlock{b.id, r.title, key, r.startMinutes, r.durationMinutes, r.kind,
                                     r.id, 1234.5}));
         }

@@ -6,19 +6,33 @@ using namespace quillmere;
 using namespace quillmere::FreeTime;
 using quillmere::test::makeBlock;
 
-TEST(FreeTime, NearestFreeStartPicksTheClosestGapAndTheEarlierOnATie) {
+namespace {
+
+// A placement as "start+duration", so whole answers compare in one line.
+std::string show(const std::optional<Placement>& p) {
+    return p ? std::to_string(p->start) + "+" + std::to_string(p->duration) : "nothing";
+}
+std::string show(const std::variant<Placement, PlacementFault>& v) {
+    if (const auto* p = std::get_if<Placement>(&v))
+        return show(std::optional(*p));
+    return "fault " + std::to_string(static_cast<int>(std::get<PlacementFault>(v)));
+}
+
+const QString day = QStringLiteral("2024-03-04");
+
+} // namespace
+
+TEST(FreeTime, NearestFreeStartAndFreeGapFindTheClosestRoom) {
     EXPECT_EQ(nearestFreeStart({}, 500, 60), 500);
     EXPECT_EQ(nearestFreeStart({}, 1430, 60), 1380);
     EXPECT_EQ(nearestFreeStart({}, -40, 60), 0);
     EXPECT_EQ(nearestFreeStart({{660, 720}, {540, 600}}, 590, 30), 600); // unsorted input
-    EXPECT_EQ(nearestFreeStart({{540, 600}}, 560, 20), 520);
+    EXPECT_EQ(nearestFreeStart({{540, 600}}, 560, 20), 520); // a tie goes to the earlier start
     EXPECT_EQ(nearestFreeStart({{0, 1440}}, 600, 15), std::nullopt);
     EXPECT_EQ(nearestFreeStart({{0, 700}, {710, 1440}}, 600, 15), std::nullopt);
     // Overlapping busy intervals (a block under a reserved slot) still make one busy stretch.
     EXPECT_EQ(nearestFreeStart({{540, 660}, {600, 620}}, 600, 30), 660);
-}
 
-TEST(FreeTime, FreeGapIsBoundedByNeighboursAndNoneInsideABlock) {
     EXPECT_EQ(freeGap({}, 600), (MinuteRange{0, 1440}));
     EXPECT_EQ(freeGap({{600, 660}, {540, 600}}, 600), (MinuteRange{600, 600}));
     EXPECT_EQ(freeGap({{570, 630}}, 600), std::nullopt);
@@ -26,26 +40,19 @@ TEST(FreeTime, FreeGapIsBoundedByNeighboursAndNoneInsideABlock) {
     EXPECT_EQ(freeGap({{480, 540}}, 1440), (MinuteRange{540, 1440}));
 }
 
-TEST(FreeTime, NextFreeQuarterSkipsBlocksAndStopsAtTheEndOfTheDay) {
-    const QString day = QStringLiteral("2024-03-04");
-    EXPECT_EQ(nextFreeQuarter({}, 547)->start, 555);
-    EXPECT_EQ(nextFreeQuarter({}, 547)->duration, 60);
+TEST(FreeTime, NextFreeQuarterSkipsBlocksShrinksToTheNextAndStopsAtMidnight) {
     const auto small = makeBlock(QStringLiteral("x"), day, 555, 5);
-    EXPECT_EQ(nextFreeQuarter({small}, 547)->start, 570);
     const auto later = makeBlock(QStringLiteral("y"), day, 580, 80);
-    const auto placed = nextFreeQuarter({small, later}, 547);
-    EXPECT_EQ(placed->start, 660);
-    EXPECT_EQ(placed->duration, 60);
-    // The length shrinks to the next block's start.
     const auto soon = makeBlock(QStringLiteral("z"), day, 600, 30);
-    EXPECT_EQ(nextFreeQuarter({soon}, 547)->duration, 45);
-    EXPECT_EQ(nextFreeQuarter({}, 1430), std::nullopt);
-    EXPECT_EQ(nextFreeQuarter({}, 1420)->start, 1425);
-    EXPECT_EQ(nextFreeQuarter({}, 1420)->duration, 15);
+    const std::tuple<std::vector<WorkBlock>, Minutes, const char*> cases[] = {
+        {{}, 547, "555+60"},     {{small}, 547, "570+60"}, {{small, later}, 547, "660+60"},
+        {{soon}, 547, "555+45"}, {{}, 1420, "1425+15"},    {{}, 1430, "nothing"},
+    };
+    for (const auto& [blocks, now, expected] : cases)
+        EXPECT_EQ(show(nextFreeQuarter(blocks, now)), expected) << now;
 }
 
 TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
-    const QString day = QStringLiteral("2024-03-04");
     // 9:00-10:00 and 10:30-11:00 taken; now is 8:50.
     const std::vector<WorkBlock> today{makeBlock(QStringLiteral("a"), day, 540, 60),
                                        makeBlock(QStringLiteral("b"), day, 630, 30)};
@@ -57,6 +64,7 @@ TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
     };
     const auto at = [](Minutes s, Minutes d) { return Placement{s, d}; };
     const Case cases[] = {
+        {{}, {}, at(600, 30)},              // where the add buttons would put it
         {{}, 30, at(600, 30)},              // the first half hour free after now
         {{}, 45, at(660, 45)},              // 10:00-10:30 is too short for 45 m
         {600, {}, at(600, 30)},             // up to the next block
@@ -72,23 +80,7 @@ TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
         {1380, 90, PlacementFault::pastMidnight},
         {{}, 1440, PlacementFault::dayFull},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message()
-                     << c.start.value_or(-1) << " for " << c.duration.value_or(0));
-        const auto placed = placeBlock(today, 530, c.start, c.duration);
-        if (const auto* fault = std::get_if<PlacementFault>(&c.expected)) {
-            ASSERT_TRUE(std::holds_alternative<PlacementFault>(placed));
-            EXPECT_EQ(std::get<PlacementFault>(placed), *fault);
-        } else {
-            ASSERT_TRUE(std::holds_alternative<Placement>(placed));
-            EXPECT_EQ(std::get<Placement>(placed).start, std::get<Placement>(c.expected).start);
-            EXPECT_EQ(std::get<Placement>(placed).duration,
-                      std::get<Placement>(c.expected).duration);
-        }
-    }
-    // Nothing asked: where and for how long the add buttons would put it.
-    const auto fallback = placeBlock(today, 530, std::nullopt, std::nullopt);
-    ASSERT_TRUE(std::holds_alternative<Placement>(fallback));
-    EXPECT_EQ(std::get<Placement>(fallback).start, nextFreeQuarter(today, 530)->start);
-    EXPECT_EQ(std::get<Placement>(fallback).duration, nextFreeQuarter(today, 530)->duration);
+    for (const Case& c : cases)
+        EXPECT_EQ(show(placeBlock(today, 530, c.start, c.duration)), show(c.expected))
+            << c.start.value_or(-1) << " for " << c.duration.value_or(0);
 }

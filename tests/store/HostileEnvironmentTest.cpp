@@ -3,8 +3,8 @@
 #include "support/StoreHarness.h"
 
 #include <QFile>
-#include <QProcess>
 
+#include <sqlite3.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -18,55 +18,104 @@ using HostileEnvironment = StoreHarness;
 
 // A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
 // with the right to mount, which CI machines have.
-class SmallTmpfs {
-public:
-    SmallTmpfs(const QString& path, const char* options) : m_path(path.toLocal8Bit()) {
-        m_mounted = ::mount("tmpfs", m_path.constData(), "tmpfs", 0, options) == 0;
-    }
+struct SmallTmpfs {
+    QByteArray path;
+    bool mounted = ::mount("tmpfs", path.constData(), "tmpfs", 0, "size=64k") == 0;
     ~SmallTmpfs() {
-        if (m_mounted)
-            ::umount2(m_path.constData(), MNT_DETACH);
+        if (mounted)
+            ::umount2(path.constData(), MNT_DETACH);
     }
-    bool mounted() const { return m_mounted; }
-    bool remountReadOnly() {
-        return ::mount("tmpfs", m_path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    }
-
-private:
-    QByteArray m_path;
-    bool m_mounted = false;
 };
 
 } // namespace
 
+TEST_F(HostileEnvironment, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListChanges) {
+    const QStringList files{u"blocks.json"_s, u"rules.json"_s, u"planned.json"_s,
+                            u"settings.json"_s};
+    const std::pair<const char*, QByteArray> contents[] = {
+        {"empty", QByteArray()},
+        {"truncated", R"([{"id": "6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0", "title": "Wr)"},
+        {"wrong type", R"({"id": 5})"},
+        {"wrong element", R"([1, 2, 3])"},
+        {"deep nesting", QByteArray(200000, '[')},
+        {"huge numbers", R"([{"startMinutes": 1e400, "durationMinutes": -1e308}])"},
+        {"binary", QByteArray("\x00\x01\xff\xfe", 4)},
+        {"fifty megabytes", "[" + QByteArray(50 * 1024 * 1024, ' ') + "{\"x\":1}]"},
+        {"not json", "not json"},
+    };
+    for (const auto& [label, bytes] : contents) {
+        SCOPED_TRACE(label);
+        for (const QString& file : files)
+            dir.write(file, bytes);
+        open();
+        EXPECT_TRUE(store->blocks().empty() && store->rules().empty() && store->planned().empty());
+        EXPECT_EQ(store->settings(), Settings{});
+        for (const QString& file : files)
+            EXPECT_EQ(dir.read(file), bytes) << file.toStdString();
+    }
+    // The first change of one list replaces that file and only that file.
+    store->addPlanned({QUuid::createUuid(), u"x"_s, WorkKind::deep, 0, std::nullopt});
+    EXPECT_EQ(plannedOnDisk(), store->planned());
+    for (const QString& file : {u"blocks.json"_s, u"rules.json"_s, u"settings.json"_s})
+        EXPECT_EQ(dir.read(file), QByteArray("not json")) << file.toStdString();
+}
+
+TEST_F(HostileEnvironment, ADamagedOrLockedStatisticsDatabaseStillFreezesTheEndedBlock) {
+    const WorkBlock block = makeBlock(u"Write"_s, today, 480, 60);
+    seedBlocks({block});
+    wall.set(monday, QTime(9, 0, 0, 100)); // just after the block's end
+    const QByteArray garbage(4096, 'z');
+    dir.write(u"stats.sqlite"_s, garbage);
+    open();
+    EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{block.id});
+    EXPECT_TRUE(store->isFrozen(block));
+    EXPECT_EQ(dir.read(u"stats.sqlite"_s), garbage);
+
+    // Another writer holds an exclusive transaction while the store starts and confirms.
+    store.reset();
+    QFile::remove(dir.file(u"stats.sqlite"_s));
+    sqlite3* holder = nullptr;
+    ASSERT_EQ(sqlite3_open(dir.file(u"stats.sqlite"_s).toUtf8().constData(), &holder), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder,
+                           "CREATE TABLE other(x); BEGIN EXCLUSIVE; INSERT INTO other "
+                           "VALUES (1);",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    open();
+    EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
+    sqlite3_exec(holder, "COMMIT;", nullptr, nullptr, nullptr);
+    sqlite3_close(holder);
+    store.reset();
+    EXPECT_TRUE(StatsDB(dir.file(u"stats.sqlite"_s)).confirmedIDs(today).isEmpty());
+}
+
 TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
-    dir.write(QStringLiteral("Quillmere"), "I am a file");
-    ASSERT_TRUE(QFile::link(dir.file(QStringLiteral("nowhere")), dir.file(QStringLiteral("link"))));
-    for (const QString& name : {QStringLiteral("Quillmere"), QStringLiteral("link")}) {
+    dir.write(u"Quillmere"_s, "I am a file");
+    ASSERT_TRUE(QFile::link(dir.file(u"nowhere"_s), dir.file(u"link"_s)));
+    for (const QString& name : {u"Quillmere"_s, u"link"_s}) {
         SCOPED_TRACE(name.toStdString());
         store.reset();
         store = std::make_unique<BlockStore>(clock, aids, dir.file(name));
         processEvents();
-        store->add(makeBlock(QStringLiteral("kept in memory"), today, 600, 60));
-        store->addPlanned(
-            {QUuid::createUuid(), QStringLiteral("p"), WorkKind::deep, 0, std::nullopt});
+        store->add(makeBlock(u"kept in memory"_s, today, 600, 60));
+        store->addPlanned({QUuid::createUuid(), u"p"_s, WorkKind::deep, 0, std::nullopt});
         EXPECT_EQ(store->blocks().size(), 1u);
         EXPECT_EQ(store->planned().size(), 1u);
     }
-    EXPECT_EQ(dir.read(QStringLiteral("Quillmere")), QByteArray("I am a file"));
-    EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("nowhere"))));
+    EXPECT_EQ(dir.read(u"Quillmere"_s), QByteArray("I am a file"));
+    EXPECT_FALSE(QFileInfo::exists(dir.file(u"nowhere"_s)));
 }
 
 TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "mounting a small tmpfs needs root";
-    SmallTmpfs disk(dir.path(), "size=64k");
-    if (!disk.mounted())
+    SmallTmpfs disk{dir.path().toLocal8Bit()};
+    if (!disk.mounted)
         GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
     open();
     std::vector<WorkBlock> lastSaved;
     for (int i = 0; i < 2000; ++i) {
-        store->add(makeBlock(QStringLiteral("block %1 ").arg(i).repeated(4), today, i % 1440, 1));
+        store->add(makeBlock(u"block %1 "_s.arg(i).repeated(4), today, i % 1440, 1));
         const auto saved = json::decodeList<WorkBlock>(dir.read(u"blocks.json"_s).value_or(""));
         ASSERT_TRUE(saved) << "blocks.json was damaged by a full disk";
         if (*saved != store->blocks())
@@ -79,7 +128,7 @@ TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) 
 
     // Read-only now: what was saved is read, and no change is ever written.
     store.reset();
-    ASSERT_TRUE(disk.remountReadOnly());
+    ASSERT_EQ(::mount("tmpfs", disk.path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
     const QByteArray bytes = dir.read(u"blocks.json"_s).value();
     open();
     EXPECT_EQ(store->blocks(), lastSaved);
@@ -90,28 +139,4 @@ TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) 
     EXPECT_EQ(store->blocks().size(), lastSaved.size() - 1);
     EXPECT_EQ(dir.read(u"blocks.json"_s), bytes);
     EXPECT_FALSE(dir.exists(u"settings.json"_s));
-}
-
-TEST_F(HostileEnvironment, AStatisticsDatabaseLockedByAnotherProcess) {
-    // Another program holds an exclusive transaction on the database for the whole test.
-    QProcess holder;
-    holder.start(QStringLiteral("sqlite3"), {dir.file(QStringLiteral("stats.sqlite"))});
-    ASSERT_TRUE(holder.waitForStarted(5000)) << "sqlite3 is not installed";
-    holder.write(
-        "CREATE TABLE IF NOT EXISTS other(x);\nBEGIN EXCLUSIVE;\nINSERT INTO other VALUES (1);\n"
-        "SELECT 'locked';\n");
-    ASSERT_TRUE(holder.waitForReadyRead(5000));
-    ASSERT_TRUE(holder.readAllStandardOutput().contains("locked"));
-
-    const WorkBlock block = makeBlock(QStringLiteral("b"), today, 480, 60);
-    seedBlocks({block});
-    wall.set(monday, QTime(9, 0, 1));
-    open();
-    EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
-
-    holder.write("COMMIT;\n.quit\n");
-    holder.closeWriteChannel();
-    ASSERT_TRUE(holder.waitForFinished(5000));
-    store.reset();
-    EXPECT_TRUE(StatsDB(dir.file(QStringLiteral("stats.sqlite"))).confirmedIDs(today).isEmpty());
 }

@@ -1,88 +1,79 @@
 #include "support/StoreHarness.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <functional>
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 using Persistence = StoreHarness;
 } // namespace
 
-TEST_F(Persistence, FirstStartInAnEmptyFolderWritesNothing) {
-    const QString folder = dir.file(QStringLiteral("nested/Quillmere"));
+TEST_F(Persistence, AFirstStartWritesNothingAndSettingsAreWrittenOnlyWhenTheyChange) {
+    const QString folder = dir.file(u"nested/Quillmere"_s);
     store = std::make_unique<BlockStore>(clock, aids, folder);
-    EXPECT_TRUE(QFileInfo(folder).isDir());
-    EXPECT_TRUE(store->blocks().empty());
-    EXPECT_TRUE(store->rules().empty());
-    EXPECT_TRUE(store->planned().empty());
+    EXPECT_TRUE(store->blocks().empty() && store->rules().empty() && store->planned().empty());
     EXPECT_EQ(store->settings(), Settings{});
     EXPECT_TRUE(clock.hasHeartbeat());
     processEvents();
-    const QStringList files = QDir(folder).entryList(QDir::Files);
-    EXPECT_EQ(files, QStringList{QStringLiteral("stats.sqlite")});
-}
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{u"stats.sqlite"_s});
 
-TEST_F(Persistence, SettingsAreWrittenAndTickOnlyWhenTheyChange) {
     // A file holding the defaults is left as it is; anything else is rewritten in the one form.
     const QByteArray defaults = R"({"chimesEnabled":true,"deepWorkNoise":"brown","noiseVolume":0.1,
         "nudgesEnabled":true,"remindersEnabled":true})";
-    dir.write(QStringLiteral("settings.json"), defaults);
+    dir.write(u"settings.json"_s, defaults);
     open();
-    EXPECT_EQ(dir.read(QStringLiteral("settings.json")), defaults);
-
-    const QByteArray custom = R"({"remindersEnabled":false,"noiseVolume":0.5,"unknown":1,
-        "nudgesEnabled":true,"deepWorkNoise":"off","chimesEnabled":true})";
-    dir.write(QStringLiteral("settings.json"), custom);
+    EXPECT_EQ(dir.read(u"settings.json"_s), defaults);
+    dir.write(u"settings.json"_s, R"({"remindersEnabled":false,"noiseVolume":0.5,"unknown":1,
+        "nudgesEnabled":true,"deepWorkNoise":"off","chimesEnabled":true})");
     open();
     Settings quiet = store->settings();
     EXPECT_EQ(quiet.deepWorkNoise, DeepWorkNoise::off);
-    const QByteArray written = dir.read(QStringLiteral("settings.json")).value();
+    const QByteArray written = dir.read(u"settings.json"_s).value();
     EXPECT_EQ(written, json::encodeStateFile(json::encode(quiet)));
     EXPECT_LT(written.indexOf("chimesEnabled"), written.indexOf("remindersEnabled"));
 
     int ticks = 0;
     clock.setOnTick([&] { ++ticks; });
-    dir.write(QStringLiteral("settings.json"), "marker");
+    dir.write(u"settings.json"_s, "marker");
     store->setSettings(quiet);
     processEvents();
-    EXPECT_EQ(dir.read(QStringLiteral("settings.json")), QByteArray("marker"));
+    EXPECT_EQ(dir.read(u"settings.json"_s), QByteArray("marker"));
     EXPECT_EQ(ticks, 0);
 
     quiet.chimesEnabled = false;
     store->setSettings(quiet);
     processEvents();
-    EXPECT_EQ(json::decodeSettingsFile(dir.read(QStringLiteral("settings.json")).value()), quiet);
+    EXPECT_EQ(json::decodeSettingsFile(dir.read(u"settings.json"_s).value()), quiet);
     EXPECT_EQ(ticks, 1);
 }
 
 TEST_F(Persistence, PruningKeepsThirtyCalendarDaysAndRewritesOnlyWhenSomethingGoes) {
     wall.set(QDate(2024, 3, 31), QTime(12, 0));
-    const WorkBlock kept = makeBlock(QStringLiteral("kept"), QStringLiteral("2024-03-01"), 540, 60);
-    const WorkBlock gone = makeBlock(QStringLiteral("gone"), QStringLiteral("2024-02-29"), 540, 60);
-    const WorkBlock future =
-        makeBlock(QStringLiteral("later"), QStringLiteral("2025-01-01"), 60, 60);
+    const WorkBlock kept = makeBlock(u"kept"_s, u"2024-03-01"_s, 540, 60);
+    const WorkBlock gone = makeBlock(u"gone"_s, u"2024-02-29"_s, 540, 60);
+    const WorkBlock future = makeBlock(u"later"_s, u"2025-01-01"_s, 60, 60);
     seedBlocks({gone, kept, future});
     open();
-    EXPECT_EQ(store->blocks(), (std::vector<WorkBlock>{kept, future}));
-    EXPECT_EQ(blocksOnDisk(), (std::vector<WorkBlock>{kept, future}));
+    EXPECT_EQ(store->blocks(), (std::vector{kept, future}));
+    EXPECT_EQ(blocksOnDisk(), store->blocks());
 
     // Nothing to prune: the file keeps its exact bytes.
     const QByteArray compact =
         QJsonDocument(QJsonArray{json::encode(kept)}).toJson(QJsonDocument::Compact);
-    dir.write(QStringLiteral("blocks.json"), compact);
+    dir.write(u"blocks.json"_s, compact);
     open();
-    EXPECT_EQ(dir.read(QStringLiteral("blocks.json")), compact);
+    EXPECT_EQ(dir.read(u"blocks.json"_s), compact);
 }
 
 // Whoever hears of a change (the panel, or a crash right after) must find it on disk already.
 TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnounced) {
-    const WorkBlock write = makeBlock(QStringLiteral("Write"), today, 600, 60);
-    const RepeatRule tuesdays = makeRule(QStringLiteral("Review"), 840, 30, {3});
+    const WorkBlock write = makeBlock(u"Write"_s, today, 600, 60);
+    const RepeatRule tuesdays = makeRule(u"Review"_s, 840, 30, {3});
     seedBlocks({write});
     seedRules({tuesdays});
     open();
@@ -90,52 +81,40 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnounced) {
 
     int heard = 0;
     std::vector<std::string> stale;
-    const auto checkDisk = [&](const char* signal) {
-        ++heard;
-        const auto settings = dir.read(QStringLiteral("settings.json"));
-        const Settings settingsOnDisk =
-            settings ? json::decodeSettingsFile(*settings).value_or(Settings{}) : Settings{};
-        if (blocksOnDisk() != store->blocks() || rulesOnDisk() != store->rules() ||
-            plannedOnDisk() != store->planned() || settingsOnDisk != store->settings())
-            stale.emplace_back(signal);
-    };
-    QObject::connect(store.get(), &BlockStore::blocksChanged, store.get(),
-                     [&] { checkDisk("blocks"); });
-    QObject::connect(store.get(), &BlockStore::rulesChanged, store.get(),
-                     [&] { checkDisk("rules"); });
-    QObject::connect(store.get(), &BlockStore::plannedChanged, store.get(),
-                     [&] { checkDisk("planned"); });
-    QObject::connect(store.get(), &BlockStore::settingsChanged, store.get(),
-                     [&] { checkDisk("settings"); });
+    for (const auto& [signal, name] : {std::pair{&BlockStore::blocksChanged, "blocks"},
+                                       std::pair{&BlockStore::rulesChanged, "rules"},
+                                       std::pair{&BlockStore::plannedChanged, "planned"},
+                                       std::pair{&BlockStore::settingsChanged, "settings"}})
+        QObject::connect(store.get(), signal, store.get(), [&, name] {
+            ++heard;
+            const Settings settings =
+                json::decodeSettingsFile(dir.read(u"settings.json"_s).value_or("{}"))
+                    .value_or(Settings{});
+            if (blocksOnDisk() != store->blocks() || rulesOnDisk() != store->rules() ||
+                plannedOnDisk() != store->planned() || settings != store->settings())
+                stale.emplace_back(name);
+        });
 
-    PlannedBlock inbox{QUuid::createUuid(), QStringLiteral("Inbox"), WorkKind::deep, 1.0, {}};
-    const std::vector<std::pair<const char*, std::function<void()>>> operations{
-        {"add", [&] { store->add(makeBlock(QStringLiteral("Mail"), today, 720, 30)); }},
-        {"update",
-         [&] {
-             WorkBlock moved = write;
-             moved.startMinutes = 615;
-             store->update(moved);
-         }},
+    const PlannedBlock inbox{QUuid::createUuid(), u"Inbox"_s, WorkKind::deep, 1.0, {}};
+    PlannedBlock pinned = inbox;
+    pinned.pinned = true;
+    WorkBlock moved = write;
+    moved.startMinutes = 615;
+    Settings quiet;
+    quiet.chimesEnabled = false;
+    const std::pair<const char*, std::function<void()>> operations[] = {
+        {"add", [&] { store->add(makeBlock(u"Mail"_s, today, 720, 30)); }},
+        {"update", [&] { store->update(moved); }},
         {"new repeat rule",
          [&] {
-             store->setRepeat({2, 4}, write.id);
+             store->setRepeat(Weekdays{2, 4}, write.id);
          }},
-        {"changed repeat rule", [&] { store->setRepeat({2}, write.id); }},
-        {"removed repeat rule", [&] { store->setRepeat({}, write.id); }},
+        {"changed repeat rule", [&] { store->setRepeat(Weekdays{2}, write.id); }},
+        {"removed repeat rule", [&] { store->setRepeat(Weekdays{}, write.id); }},
         {"addPlanned", [&] { store->addPlanned(inbox); }},
-        {"updatePlanned",
-         [&] {
-             inbox.pinned = true;
-             store->updatePlanned(inbox);
-         }},
+        {"updatePlanned", [&] { store->updatePlanned(pinned); }},
         {"removePlanned", [&] { store->removePlanned(inbox.id); }},
-        {"settings",
-         [&] {
-             Settings quiet = store->settings();
-             quiet.chimesEnabled = false;
-             store->setSettings(quiet);
-         }},
+        {"settings", [&] { store->setSettings(quiet); }},
         {"delete", [&] { store->deleteBlock(write.id); }},
         {"clearToday", [&] { store->clearToday(); }},
         {"stamping on a new day", [&] { tickAt(QDate(2024, 3, 5), QTime(0, 0, 30)); }},

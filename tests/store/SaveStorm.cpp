@@ -17,31 +17,27 @@ int main(int argc, char** argv) {
     AppClock clock(wall);
     NoFocusAids aids;
     BlockStore store(clock, aids, QString::fromLocal8Bit(argv[1]));
-    std::printf("ready\n");
-    std::fflush(stdout);
+    const auto report = [](const char* list, long long n) {
+        std::printf("%s %lld\n", list, n);
+        std::fflush(stdout);
+    };
+    report("ready", 0);
     const QString today = store.todayKey();
     for (;;) {
         const auto n = static_cast<Minutes>(store.blocks().size());
         store.add({QUuid::createUuid(), QString::number(n), today, (n * 15) % 1440, 15,
                    WorkKind::deep, std::nullopt, std::nullopt});
-        std::printf("blocks %lld\n", static_cast<long long>(n + 1));
-        std::fflush(stdout);
-
+        report("blocks", n + 1);
         const auto p = static_cast<qint64>(store.planned().size());
         store.addPlanned(
             {QUuid::createUuid(), QString::number(p), WorkKind::shallow, 0.0, std::nullopt});
-        std::printf("planned %lld\n", static_cast<long long>(p + 1));
-        std::fflush(stdout);
-
+        report("planned", p + 1);
         const int day = static_cast<int>(n % 7) + 1;
         store.setRepeat({day}, store.blocks().front().id);
-        std::printf("rules %d\n", day);
-        std::fflush(stdout);
-
+        report("rules", day);
         Settings settings = store.settings();
         settings.noiseVolume = static_cast<double>(n % 1000 + 1) / 1000.0;
         store.setSettings(settings);
-        std::printf("settings %lld\n", static_cast<long long>(n % 1000 + 1));
-        std::fflush(stdout);
+        report("settings", n % 1000 + 1);
     }
 }

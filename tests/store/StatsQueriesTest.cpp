@@ -8,6 +8,7 @@
 using namespace quillmere;
 using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace quillmere::StatsQueries {
 inline void PrintTo(const KindMinutes& m, std::ostream* os) {
@@ -21,12 +22,12 @@ QDate date(const char* text) {
     return QDate::fromString(QString::fromLatin1(text), Qt::ISODate);
 }
 
-// A statistics file made by the store's own schema, filled with rows of any shape through a
-// connection of the test's own.
+// A statistics file made by the store's own schema, with a connection of the test's own to write
+// rows of any shape and to look at what the store wrote.
 struct StatsFile : ::testing::Test {
     TzGuard tz{"Europe/Berlin"};
     TempDataDir dir;
-    QString path = dir.file(QStringLiteral("stats.sqlite"));
+    QString path = dir.file(u"stats.sqlite"_s);
     sqlite3* db = nullptr;
 
     void SetUp() override {
@@ -40,89 +41,112 @@ struct StatsFile : ::testing::Test {
         sqlite3_exec(db, sql.toUtf8().constData(), nullptr, nullptr, &error);
         ASSERT_EQ(error, nullptr) << error;
     }
+    QStringList column(const char* sql) const {
+        QStringList out;
+        sqlite3_stmt* st = nullptr;
+        sqlite3_prepare_v2(db, sql, -1, &st, nullptr);
+        while (sqlite3_step(st) == SQLITE_ROW)
+            out << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)));
+        sqlite3_finalize(st);
+        return out;
+    }
     // `kind` and `duration` are SQL literals, so bad rows are spelled like good ones.
-    void row(const QString& day, const QString& title, const char* kind, const char* duration,
-             int start = 540) const {
+    void row(const char* day, const QString& title, const char* kind, const char* duration) const {
         static int serial = 0;
-        exec(QStringLiteral("INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, "
-                            "duration_minutes) VALUES ('ID-%1', '%2', '%3', %4, %5, %6);")
-                 .arg(++serial)
-                 .arg(day, QString(title).replace(u'\'', QStringLiteral("''")),
-                      QString::fromLatin1(kind))
-                 .arg(start)
-                 .arg(QString::fromLatin1(duration)));
+        exec(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, "
+             u"duration_minutes) VALUES ('ID-%1', '%2', '%3', %4, 540, %5);"_s.arg(++serial)
+                 .arg(QString::fromLatin1(day), QString(title).replace(u'\'', u"''"_s),
+                      QString::fromLatin1(kind), QString::fromLatin1(duration)));
     }
 };
 
 } // namespace
 
-TEST_F(StatsFile, SumsPerDayAndKindAcrossGapsDaylightSavingAndTheNewYearSkippingBadRows) {
-    struct Row {
-        const char* day;
-        const char* kind;
-        const char* duration;
-    };
-    const Row rows[] = {
-        {"2023-12-31", "'deep'", "90"},
-        {"2023-12-31", "'deep'", "30"},
-        {"2023-12-31", "'shallow'", "15"},
-        {"2024-01-01", "'shallow'", "45"},
-        {"2024-01-05", "'deep'", "60"},  // a gap of three days before it
-        {"2024-03-31", "'deep'", "120"}, // the spring-forward day in Berlin
-        {"2024-03-31", "'shallow'", "1440"},
-        // Skipped: unknown kinds, days that are no dates, durations that are no minutes of a day.
-        {"2024-01-05", "'Deep'", "60"},
-        {"2024-01-05", "'focus'", "60"},
+TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignIds) {
+    const QUuid id = QUuid::createUuid();
+    {
+        StatsDB stats(path);
+        ASSERT_TRUE(stats.isOpen());
+        stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
+        stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
+        stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
+    }
+    EXPECT_EQ(column("SELECT sql FROM sqlite_master WHERE name = 'confirmed_blocks'"),
+              QStringList{u"CREATE TABLE confirmed_blocks (id TEXT PRIMARY KEY, day TEXT NOT NULL, "
+                          u"title TEXT NOT NULL, kind TEXT NOT NULL, start_minutes INTEGER NOT "
+                          u"NULL, duration_minutes INTEGER NOT NULL, journal TEXT)"_s});
+    EXPECT_EQ(column("SELECT id || '|' || title || '|' || kind || '|' || start_minutes || '|' "
+                     "|| duration_minutes || '|' || typeof(journal) FROM confirmed_blocks "
+                     "WHERE day = '2024-03-04'"),
+              QStringList{json::uuidText(id) + u"|Write|deep|540|60|null"_s});
 
-        {"2024-02-30", "'deep'", "60"},
-        {"2024-1-05", "'deep'", "60"},
-        {"2024-01-05 ", "'deep'", "60"},
-        {"yesterday", "'deep'", "60"},
-        {"2024-01-05", "'deep'", "0"},
-        {"2024-01-05", "'deep'", "-30"},
-        {"2024-01-05", "'deep'", "1441"},
-        {"2024-01-05", "'deep'", "'sixty'"},
-        {"2024-01-05", "'deep'", "60.5"},
-    };
-    for (const Row& r : rows)
-        row(QString::fromLatin1(r.day), QStringLiteral("t"), r.kind, r.duration);
+    // Rows written by anyone else: a null id and text that is no identifier are skipped.
+    exec(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes)"
+         " VALUES (NULL, '2024-03-04', 't', 'deep', 1, 1), ('garbage', '2024-03-04', 't', "
+         "'deep', 1, 1), ('6f1d2c3b-4a59-4867-9786-a5b4c3d2e1f0', '2024-03-04', 't', "
+         "'deep', 1, 1);"_s);
+    EXPECT_EQ(StatsDB(path).confirmedIDs(u"2024-03-04"_s),
+              (QSet<QUuid>{id, QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s)}));
 
-    const DayMinutes expected{{date("2023-12-31"), {120, 15}},
-                              {date("2024-01-01"), {0, 45}},
-                              {date("2024-01-05"), {60, 0}},
-                              {date("2024-03-31"), {120, 1440}}};
+    // A file that cannot be opened gives no handle and quiet calls.
+    StatsDB nowhere(dir.file(u"missing/folder/stats.sqlite"_s));
+    EXPECT_FALSE(nowhere.isOpen());
+    nowhere.insert({id, u"d"_s, u"t"_s, WorkKind::deep, 1, 1});
+    EXPECT_TRUE(nowhere.confirmedIDs(u"d"_s).isEmpty());
+}
+
+TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
+    // Across the New Year, a gap of days and the spring-forward day in Berlin; the thirty days
+    // up to 4 March begin on 4 February.
+    const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
+        {"2023-12-31", "Old", "'deep'", "90"},
+        {"2023-12-31", "Old", "'deep'", "30"},
+        {"2023-12-31", "Mail", "'shallow'", "15"},
+        {"2024-01-01", "Mail", "'shallow'", "45"},
+        {"2024-02-03", "Too old", "'deep'", "600"},
+        {"2024-02-04", "Thesis", "'deep'", "60"},
+        {"2024-03-01", "Code, review", "'deep'", "120"},
+        {"2024-03-01", "Alpha", "'deep'", "120"},
+        {"2024-03-02", "Mail", "'shallow'", "900"},
+        {"2024-03-03", "Small", "'deep'", "15"},
+        {"2024-03-04", "Thesis", "'deep'", "60"},
+        {"2024-03-05", "Tomorrow", "'deep'", "900"},
+        {"2024-03-31", "Spring", "'deep'", "120"},
+        {"2024-03-31", "Mail", "'shallow'", "1440"},
+    };
+    for (const auto& [day, title, kind, duration] : rows)
+        row(day, QString::fromLatin1(title), kind, duration);
+    // Skipped: unknown kinds, days that are no dates, durations that are no minutes of a day.
+    for (const char* kind : {"'Deep'", "'focus'"})
+        row("2024-03-03", u"Bad"_s, kind, "60");
+    for (const char* day : {"2024-02-30", "2024-3-03", "2024-03-03 ", "yesterday"})
+        row(day, u"Bad"_s, "'deep'", "60");
+    for (const char* duration : {"0", "-30", "1441", "'sixty'", "60.5"})
+        row("2024-03-03", u"Bad"_s, "'deep'", duration);
+
+    const DayMinutes expected{
+        {date("2023-12-31"), {120, 15}}, {date("2024-01-01"), {0, 45}},
+        {date("2024-02-03"), {600, 0}},  {date("2024-02-04"), {60, 0}},
+        {date("2024-03-01"), {240, 0}},  {date("2024-03-02"), {0, 900}},
+        {date("2024-03-03"), {15, 0}},   {date("2024-03-04"), {60, 0}},
+        {date("2024-03-05"), {900, 0}},  {date("2024-03-31"), {120, 1440}},
+    };
     ReadProblem problem = ReadProblem::damaged;
     EXPECT_EQ(readDayMinutes(path, &problem), expected);
     EXPECT_EQ(problem, ReadProblem::none);
-    const StatsRecord record = readRecord(path, date("2024-04-02"));
+    const StatsRecord record = readRecord(path, date("2024-03-04"));
     EXPECT_EQ(record.confirmed, expected);
     EXPECT_EQ(record.problem, ReadProblem::none);
+    const std::vector<TitleMinutes> top{
+        {u"Alpha"_s, 120}, {u"Code, review"_s, 120}, {u"Thesis"_s, 120}, {u"Small"_s, 15}};
+    EXPECT_EQ(record.topTitles, top);
+    EXPECT_EQ(readTopDeepTitles(path, date("2024-02-04"), date("2024-03-04"), 2),
+              std::vector(top.begin(), top.begin() + 2));
     // The export keeps the same rows, in day order.
     const auto exported = readRows(path);
-    ASSERT_EQ(exported.size(), 7u);
-    EXPECT_EQ(exported.front().day, QStringLiteral("2023-12-31"));
-    EXPECT_EQ(exported.back().day, QStringLiteral("2024-03-31"));
-}
-
-TEST_F(StatsFile, TopDeepTitlesOfTheLastThirtyDays) {
-    // 2024-03-04 - 29 days is 2024-02-04, the first day inside the window.
-    row(QStringLiteral("2024-02-03"), QStringLiteral("Too old"), "'deep'", "600");
-    row(QStringLiteral("2024-02-04"), QStringLiteral("Thesis"), "'deep'", "60");
-    row(QStringLiteral("2024-03-04"), QStringLiteral("Thesis"), "'deep'", "60");
-    row(QStringLiteral("2024-03-01"), QStringLiteral("Code, review"), "'deep'", "120");
-    row(QStringLiteral("2024-03-01"), QStringLiteral("Alpha"), "'deep'", "120");
-    row(QStringLiteral("2024-03-02"), QStringLiteral("Mail"), "'shallow'", "900");
-    row(QStringLiteral("2024-03-05"), QStringLiteral("Tomorrow"), "'deep'", "900");
-    row(QStringLiteral("2024-02-30"), QStringLiteral("Bad day"), "'deep'", "900");
-    row(QStringLiteral("2024-03-03"), QStringLiteral("Small"), "'deep'", "15");
-
-    const std::vector<TitleMinutes> expected{{QStringLiteral("Alpha"), 120},
-                                             {QStringLiteral("Code, review"), 120},
-                                             {QStringLiteral("Thesis"), 120},
-                                             {QStringLiteral("Small"), 15}};
-    EXPECT_EQ(readRecord(path, date("2024-03-04")).topTitles, expected);
-    EXPECT_EQ(readTopDeepTitles(path, date("2024-02-04"), date("2024-03-04"), 2),
-              std::vector<TitleMinutes>(expected.begin(), expected.begin() + 2));
+    ASSERT_EQ(exported.size(), std::size(rows));
+    EXPECT_EQ(exported.front().day, u"2023-12-31"_s);
+    EXPECT_EQ(exported.back().day, u"2024-03-31"_s);
 }
 
 TEST(StatsFigures, TotalsStreaksAndAverage) {
@@ -165,11 +189,10 @@ TEST(StatsFigures, TotalsStreaksAndAverage) {
 }
 
 TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
-    exec(QStringLiteral(
-        "INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes) "
-        "VALUES ('B', '2024-03-04', 'Plain', 'shallow', 600, 15),"
-        " ('A', '2024-03-04', 'Write, then \"edit\"' || char(13, 10) || 'again', 'deep', 540, 60),"
-        " ('C', '2024-03-05', 'Über' || char(10) || 'größe', 'deep', 0, 30);"));
+    exec(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes) "
+         "VALUES ('B', '2024-03-04', 'Plain', 'shallow', 600, 15),"
+         " ('A', '2024-03-04', 'Write, then \"edit\"' || char(13, 10) || 'again', 'deep', 540, 60),"
+         " ('C', '2024-03-05', 'Über' || char(10) || 'größe', 'deep', 0, 30);"_s);
     const auto rows = readRows(path);
     EXPECT_EQ(toCsv(rows), QByteArray("id,day,title,kind,start_minutes,duration_minutes\r\n"
                                       "A,2024-03-04,\"Write, then \"\"edit\"\"\r\nagain\",deep,"
@@ -194,7 +217,7 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
 
 TEST(StatsFileProblems, MissingDamagedAndLockedFilesReadAsAnEmptyRecordAndStayUntouched) {
     TempDataDir dir;
-    const QString path = dir.file(QStringLiteral("stats.sqlite"));
+    const QString path = dir.file(u"stats.sqlite"_s);
     const QDate today = date("2024-03-04");
     const auto expectEmpty = [&](ReadProblem problem) {
         const StatsRecord record = readRecord(path, today);
@@ -207,24 +230,24 @@ TEST(StatsFileProblems, MissingDamagedAndLockedFilesReadAsAnEmptyRecordAndStayUn
         EXPECT_TRUE(readRows(path, &rowsProblem).empty());
         EXPECT_EQ(rowsProblem, problem);
     };
+    const auto insert = [&](const char* title, WorkKind kind, Minutes duration) {
+        StatsDB(path).insert({QUuid::createUuid(), u"2024-03-04"_s, QString::fromLatin1(title),
+                              kind, 540, duration});
+    };
 
     expectEmpty(ReadProblem::missing);
-    EXPECT_FALSE(dir.exists(QStringLiteral("stats.sqlite"))); // reading never creates it
+    EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
 
-    dir.write(QStringLiteral("stats.sqlite"), QByteArray()); // a file SQLite made no table in
+    dir.write(u"stats.sqlite"_s, QByteArray()); // a file SQLite made no table in
     expectEmpty(ReadProblem::missing);
 
     const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
-    dir.write(QStringLiteral("stats.sqlite"), garbage);
+    dir.write(u"stats.sqlite"_s, garbage);
     expectEmpty(ReadProblem::damaged);
-    EXPECT_EQ(dir.read(QStringLiteral("stats.sqlite")), garbage);
+    EXPECT_EQ(dir.read(u"stats.sqlite"_s), garbage);
 
     QFile::remove(path);
-    {
-        StatsDB stats(path);
-        stats.insert({QUuid::createUuid(), QStringLiteral("2024-03-04"), QStringLiteral("Write"),
-                      WorkKind::deep, 540, 60});
-    }
+    insert("Write", WorkKind::deep, 60);
     sqlite3* writer = nullptr;
     ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &writer), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(writer, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
@@ -234,26 +257,23 @@ TEST(StatsFileProblems, MissingDamagedAndLockedFilesReadAsAnEmptyRecordAndStayUn
 
     // Once the writer is done the record is back, and the reads left the store free to write.
     EXPECT_EQ(readRecord(path, today).confirmed, (DayMinutes{{today, {60, 0}}}));
-    StatsDB stats(path);
-    stats.insert({QUuid::createUuid(), QStringLiteral("2024-03-04"), QStringLiteral("More"),
-                  WorkKind::shallow, 600, 30});
+    insert("More", WorkKind::shallow, 30);
     EXPECT_EQ(readRecord(path, today).confirmed, (DayMinutes{{today, {60, 30}}}));
 }
 
 TEST(StatsPlan, PlannedMinutesFromTheKeptBlocks) {
     TempDataDir dir;
-    dir.write(QStringLiteral("blocks.json"),
-              json::encodeList(std::vector<WorkBlock>{
-                  makeBlock(QStringLiteral("a"), QStringLiteral("2024-03-04"), 540, 90),
-                  makeBlock(QStringLiteral("b"), QStringLiteral("2024-03-04"), 660, 30,
-                            WorkKind::shallow),
-                  makeBlock(QStringLiteral("c"), QStringLiteral("2024-03-04"), 720, 30),
-                  makeBlock(QStringLiteral("d"), QStringLiteral("2024-03-05"), 540, 45),
-                  makeBlock(QStringLiteral("e"), QStringLiteral("2024-13-01"), 540, 45),
-              }));
-    EXPECT_EQ(readPlannedMinutes(dir.file(QStringLiteral("blocks.json"))),
+    const QString file = dir.file(u"blocks.json"_s);
+    dir.write(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{
+                                    makeBlock(u"a"_s, u"2024-03-04"_s, 540, 90),
+                                    makeBlock(u"b"_s, u"2024-03-04"_s, 660, 30, WorkKind::shallow),
+                                    makeBlock(u"c"_s, u"2024-03-04"_s, 720, 30),
+                                    makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
+                                    makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45),
+                                }));
+    EXPECT_EQ(readPlannedMinutes(file),
               (DayMinutes{{date("2024-03-04"), {120, 30}}, {date("2024-03-05"), {45, 0}}}));
-    dir.write(QStringLiteral("blocks.json"), "[{\"id\": 1}]");
-    EXPECT_TRUE(readPlannedMinutes(dir.file(QStringLiteral("blocks.json"))).empty());
-    EXPECT_TRUE(readPlannedMinutes(dir.file(QStringLiteral("missing.json"))).empty());
+    dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
+    EXPECT_TRUE(readPlannedMinutes(file).empty());
+    EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());
 }

@@ -13,7 +13,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <memory>
+#include <vector>
 
 namespace quillmere::test {
 
@@ -88,10 +91,39 @@ struct StoreHarness : ::testing::Test {
     }
 
     // Moves the wall clock and delivers the tick the clock's timers would deliver.
-    void tickAt(QDate date, QTime time) {
-        wall.set(date, time);
+    void tickAt(const QDateTime& instant) {
+        wall.set(instant);
         clock.tick();
         processEvents();
+    }
+    void tickAt(QDate date, QTime time) { tickAt(QDateTime(date, time)); }
+
+    // Simulated time as the real clock would run it: a tick 0.1 s after every half minute, and
+    // one at each alarm the store set, whichever comes first. Actions added with `at` happen at
+    // their own instant, with the refresh their changes request; `wakes` collects every alarm.
+    std::multimap<QDateTime, std::function<void()>> actions;
+    std::vector<QDateTime> wakes;
+
+    void at(QDate date, QTime time, std::function<void()> action) {
+        actions.emplace(QDateTime(date, time).toUTC(), std::move(action));
+    }
+    void runUntil(const QDateTime& end) {
+        while (wall.now() < end) {
+            QDateTime next = wall.now().addSecs(30);
+            next = next.addMSecs(-(next.toMSecsSinceEpoch() % 30000) + 100);
+            if (const auto wake = clock.pendingWake(); wake && *wake<next&& * wake> wall.now())
+                next = wake->toUTC();
+            while (!actions.empty() && actions.begin()->first <= next) {
+                wall.set(actions.begin()->first);
+                const auto action = actions.extract(actions.begin()).mapped();
+                action();
+                processEvents();
+            }
+            tickAt(next);
+            if (const auto wake = clock.pendingWake();
+                wake && (wakes.empty() || wakes.back() != *wake))
+                wakes.push_back(*wake);
+        }
     }
 };
 
