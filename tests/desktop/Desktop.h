@@ -1,21 +1,13 @@
 #pragma once
 
-#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
-#include "support/TempDataDir.h"
 
-#include <QColor>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRect>
 #include <QTest>
-
-#include <gtest/gtest.h>
 
 #include <xcb/xcb.h>
 
@@ -26,62 +18,37 @@
 
 namespace quillmere::test {
 
-// One desktop for one scenario: an 800 × 600 X server and a private session bus (from
-// NotificationSession, without a notification daemon), optionally an XEmbed tray (trayer),
-// the real program on a data folder of its own under a faked wall clock, and the user's
-// pointer and keyboard through XTest (xdotool).
-class Desktop {
+// One desktop for one scenario: the shared session (an 800 × 600 X server and a private bus,
+// no notification daemon), optionally an XEmbed tray (trayer), the real program on the
+// session's data folder under a faked wall clock, and the user's pointer and keyboard through
+// XTest (xdotool).
+class Desktop : public NotificationSession {
 public:
     static constexpr QSize panelSize{340, 560};
 
     Desktop() {
-        m_session.start(false);
-        m_env = m_session.environment();
-        m_env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.file(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        m_env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
-        QDir().mkpath(m_home.file(QStringLiteral("data/Quillmere")));
+        start(false);
         m_x = xcb_connect(display().toLocal8Bit().constData(), nullptr);
     }
     ~Desktop() {
         m_program.terminate();
-        if (m_trayer) {
-            m_trayer->kill();
-            m_trayer->waitForFinished(2000);
-        }
-        if (m_x)
-            xcb_disconnect(m_x);
+        xcb_disconnect(m_x);
     }
 
-    QString display() const { return m_session.environment().value(QStringLiteral("DISPLAY")); }
-    QByteArray busAddress() const { return m_session.address(); }
-    void writeData(const QString& name, const QByteArray& bytes) const {
-        m_home.write(QStringLiteral("data/Quillmere/") + name, bytes);
-    }
     QJsonObject readObject(const QString& name) const {
-        return QJsonDocument::fromJson(
-                   m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray()))
-            .object();
+        return QJsonDocument::fromJson(readData(name)).object();
     }
     QJsonArray readList(const QString& name) const {
-        return QJsonDocument::fromJson(
-                   m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray()))
-            .array();
+        return QJsonDocument::fromJson(readData(name)).array();
     }
 
     // Debian's trayer on the top edge, on the right; it grows by one 24-pixel slot per
     // embedded icon.
     void startTrayer() {
-        m_trayer = std::make_unique<QProcess>();
-        m_trayer->setProcessEnvironment(m_env);
-        m_trayer->setStandardOutputFile(QProcess::nullDevice());
-        m_trayer->setStandardErrorFile(QProcess::nullDevice());
-        m_trayer->start(QStringLiteral("trayer"),
-                        QStringLiteral("--edge top --align right --widthtype request --height 24 "
-                                       "--transparent false --SetDockType false --expand false")
-                            .split(QLatin1Char(' ')));
-        ASSERT_TRUE(m_trayer->waitForStarted(5000)) << "trayer did not start";
+        spawn(QStringLiteral("trayer"),
+              QStringLiteral("--edge top --align right --widthtype request --height 24 "
+                             "--transparent false --SetDockType false --expand false")
+                  .split(u' '));
         ASSERT_TRUE(waitFor([&] { return trayRect().has_value(); }, 10000))
             << "trayer never showed its panel";
     }
@@ -91,7 +58,7 @@ public:
     void startProgram(const QString& fakeStart, FakeTimeProgram& program) {
         const QString binary =
             qEnvironmentVariable("QUILLMERE_DESKTOP_BINARY", QStringLiteral(QUILLMERE_BINARY));
-        ASSERT_TRUE(program.start(m_env, binary, fakeStart));
+        ASSERT_TRUE(program.start(environment(), binary, fakeStart));
     }
     void startProgram(const QString& fakeStart) { startProgram(fakeStart, m_program); }
     FakeTimeProgram& program() { return m_program; }
@@ -139,15 +106,6 @@ public:
         const std::optional<QRect> tray = trayRect();
         return tray && tray->width() >= 24;
     }
-    // Whether a window with exactly this title is mapped.
-    bool showsWindow(const QString& title) const {
-        QProcess p;
-        p.setProcessEnvironment(m_env);
-        p.start(QStringLiteral("xdotool"),
-                {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                 QStringLiteral("--name"), QLatin1Char('^') + title + QLatin1Char('$')});
-        return p.waitForFinished(10000) && p.exitCode() == 0;
-    }
     // Top-level windows that are neither the panel nor trayer's (menus, popovers, tooltips).
     QList<QRect> popups() const {
         QList<QRect> found;
@@ -179,10 +137,8 @@ public:
 
     // `settleMs`: time for the program to see the event before the next one comes.
     void xdotool(const QStringList& args, int settleMs = 120) const {
-        QProcess p;
-        p.setProcessEnvironment(m_env);
-        p.start(QStringLiteral("xdotool"), args);
-        EXPECT_TRUE(p.waitForFinished(10000)) << args.join(QLatin1Char(' ')).toStdString();
+        EXPECT_EQ(Session::run(QStringLiteral("xdotool"), args).exitCode, 0)
+            << args.join(u' ').toStdString();
         QTest::qWait(settleMs);
     }
     void move(QPoint at) const {
@@ -233,11 +189,7 @@ private:
     };
     template <typename T> using Reply = std::unique_ptr<T, FreeReply>;
 
-    NotificationSession m_session;
-    TempDataDir m_home;
-    QProcessEnvironment m_env;
     xcb_connection_t* m_x = nullptr;
-    std::unique_ptr<QProcess> m_trayer;
     FakeTimeProgram m_program;
 };
 

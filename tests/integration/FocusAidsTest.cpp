@@ -5,16 +5,12 @@
 #include "model/JsonCodec.h"
 
 #include "support/DiskAudio.h"
-#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
-#include "support/TempDataDir.h"
 
-#include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTest>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -27,42 +23,39 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The program on a data folder of its own, under a wall clock faked to start at `fakeStart`
-// on Monday 2024-03-04 in Berlin.
+// The program on a session's data folder, under a wall clock faked to start at `fakeStart` on
+// Monday 2024-03-04 in Berlin.
 struct Program : test::FakeTimeProgram {
-    Program(QProcessEnvironment env, const std::vector<WorkBlock>& blocks, const Settings& settings,
-            const QString& fakeStart) {
-        EXPECT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("Quillmere"))));
-        m_home.write(QStringLiteral("Quillmere/blocks.json"), json::encodeList(blocks));
-        m_home.write(QStringLiteral("Quillmere/settings.json"),
-                     json::encodeStateFile(json::encode(settings)));
-        env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.path());
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.path());
-        env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        m_env = env;
+    Program(const test::Session& session, const std::vector<WorkBlock>& blocks,
+            const Settings& settings, const QString& fakeStart,
+            QProcessEnvironment env = QProcessEnvironment())
+        : m_session(session), m_env(env.isEmpty() ? session.environment() : env) {
+        session.writeData(QStringLiteral("blocks.json"), json::encodeList(blocks));
+        session.writeData(QStringLiteral("settings.json"),
+                          json::encodeStateFile(json::encode(settings)));
         startAt(fakeStart);
     }
-    ~Program() { terminate(); } // before its folder goes
-
     // Again on the same folder, as the next login would.
     void startAt(const QString& fakeStart) {
         EXPECT_TRUE(start(m_env, QStringLiteral(QUILLMERE_BINARY),
-                          QStringLiteral("@2024-03-04 ") + fakeStart, QProcess::ForwardedChannels));
-        m_pid = static_cast<pid_t>(process().processId());
+                          QStringLiteral("@2024-03-04 ") + fakeStart, {},
+                          QProcess::ForwardedChannels));
     }
-    // SIGKILL ends it as a crash or a power cut does: nothing of the program runs after it.
-    void endWith(int signal) {
-        // Never kill(0, …): that would be the test's own process group.
-        ASSERT_GT(m_pid, 0);
-        ::kill(-m_pid, signal);
-        EXPECT_TRUE(process().state() == QProcess::NotRunning || process().waitForFinished(5000))
-            << "still running after signal " << signal;
+    bool recorded() const {
+        return QFile::exists(m_session.dataFile(QStringLiteral("do-not-disturb.json")));
     }
 
-    test::TempDataDir m_home;
+    const test::Session& m_session;
     QProcessEnvironment m_env;
-    pid_t m_pid = 0;
 };
+
+// A headless session's environment with SDL's disk driver as DiskAudio set it here.
+QProcessEnvironment withDiskAudio(const test::Session& session) {
+    QProcessEnvironment env = session.environment();
+    for (const char* name : {"SDL_AUDIODRIVER", "SDL_DISKAUDIOFILE"})
+        env.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
+    return env;
+}
 
 WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
     return {QUuid::createUuid(),
@@ -76,46 +69,15 @@ WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
 }
 
 bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition()) {
-        if (clock.elapsed() > timeoutMs)
-            return false;
-        QTest::qWait(100);
-    }
-    return true;
-}
-
-// Whether a mapped window of the X server has a name matching the pattern.
-bool windowShown(const QProcessEnvironment& session, const QString& name) {
-    auto xwininfo = [&](const QStringList& args) {
-        QProcess p;
-        QProcessEnvironment env = session;
-        env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-        p.setProcessEnvironment(env);
-        p.start(QStringLiteral("xwininfo"), args);
-        p.waitForFinished(5000);
-        return QString::fromUtf8(p.readAllStandardOutput());
-    };
-    const QRegularExpressionMatch window =
-        QRegularExpression(QStringLiteral("(0x[0-9a-f]+) \"") + name + u'"')
-            .match(xwininfo({QStringLiteral("-root"), QStringLiteral("-tree")}));
-    return window.hasMatch() && xwininfo({QStringLiteral("-id"), window.captured(1)})
-                                    .contains(QStringLiteral("Map State: IsViewable"));
+    return QTest::qWaitFor(condition, timeoutMs);
 }
 
 } // namespace
 
 TEST(FocusAidsEndToEnd, NoiseIsPlayedAtTheSetVolumeAndNotWhenOff) {
     test::DiskAudio audio;
-    // Taken after each DiskAudio::use(), which names the file in the environment.
-    auto headless = [] {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
-            env.remove(QString::fromLatin1(name));
-        return env;
-    };
+    test::Session loudHome;
+    test::Session silentHome;
     // Half an hour into the block: far from both of its chimes, which would share the output.
     const std::vector<WorkBlock> blocks{deepBlock(QStringLiteral("Write"), 600, 60)};
     Settings loud;
@@ -125,9 +87,9 @@ TEST(FocusAidsEndToEnd, NoiseIsPlayedAtTheSetVolumeAndNotWhenOff) {
 
     // Side by side, so the program without noise has had as long as the other has played.
     audio.use(QStringLiteral("loud.raw"));
-    Program playing(headless(), blocks, loud, QStringLiteral("10:30:00"));
+    Program playing(loudHome, blocks, loud, QStringLiteral("10:30:00"), withDiskAudio(loudHome));
     audio.use(QStringLiteral("off.raw"));
-    Program silent(headless(), blocks, off, QStringLiteral("10:30:00"));
+    Program silent(silentHome, blocks, off, QStringLiteral("10:30:00"), withDiskAudio(silentHome));
 
     // The output's rate, as SDL's disk driver reports none; it plays in real time.
     constexpr double rate = 48000;
@@ -166,17 +128,11 @@ TEST(FocusAidsEndToEnd, NoiseIsPlayedAtTheSetVolumeAndNotWhenOff) {
 TEST(FocusAidsEndToEnd, BannerBringsTheCardUntilTheBlockEnds) {
     test::NotificationSession session;
     ASSERT_NO_FATAL_FAILURE(session.start());
-    QProcessEnvironment env = session.environment();
-    // As on a desktop: the program picks its platform itself.
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    // The end chime has nowhere to go here.
-    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
     // "Write" ends ten seconds after the program starts, one minute of it left until then.
-    Program program(env, {deepBlock(QStringLiteral("Write"), 635, 25)}, Settings{},
+    Program program(session, {deepBlock(QStringLiteral("Write"), 635, 25)}, Settings{},
                     QStringLiteral("10:59:50"));
-    auto cardShown = [&](const QString& name) { return windowShown(session.environment(), name); };
-    const QString card =
-        QRegularExpression::escape(QStringLiteral("Stay focused — 1 m left in Write"));
+    auto cardShown = [&](const QString& name) { return session.shows(name); };
+    const QString card = QStringLiteral("^Stay focused .* 1 m left in Write$");
     auto banner = [&] {
         session.run(QStringLiteral("notify-send"),
                     {QStringLiteral("-t"), QStringLiteral("1000"), QStringLiteral("Mail"),
@@ -192,7 +148,7 @@ TEST(FocusAidsEndToEnd, BannerBringsTheCardUntilTheBlockEnds) {
     ASSERT_TRUE(shown) << "no card for a banner during the block";
 
     // The faked clock began no earlier than program.elapsed(), so at 12 s the block is over.
-    const QString anyCard = QStringLiteral("Stay focused[^\"]*");
+    const QString anyCard = QStringLiteral("^Stay focused");
     ASSERT_TRUE(waitFor([&] { return program.elapsed() > 12000 && !cardShown(anyCard); }, 15000));
     banner();
     EXPECT_FALSE(waitFor([&] { return cardShown(anyCard); }, 4000)) << "a card after the block";
@@ -201,19 +157,16 @@ TEST(FocusAidsEndToEnd, BannerBringsTheCardUntilTheBlockEnds) {
 
 TEST(FocusAidsEndToEnd, NoiseStopsWithItsBlockAndTheNextCarriesOnFromItsLevel) {
     test::DiskAudio audio;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
-        env.remove(QString::fromLatin1(name));
+    test::Session home;
     // The chimes would open a second device on the same file.
     Settings settings;
     settings.noiseVolume = 0.5;
     settings.chimesEnabled = false;
     // "Write" ends four seconds after the start; "Edit" begins a minute later.
     Program program(
-        env,
+        home,
         {deepBlock(QStringLiteral("Write"), 600, 60), deepBlock(QStringLiteral("Edit"), 661, 30)},
-        settings, QStringLiteral("10:59:56"));
+        settings, QStringLiteral("10:59:56"), withDiskAudio(home));
     constexpr double rate = 48000;
     auto played = [&] { return audio.samples().size(); };
     ASSERT_TRUE(waitFor([&] { return played() > 0; }, 20000)) << "no noise was played";
@@ -248,17 +201,13 @@ TEST(FocusAidsEndToEnd, NoiseStopsWithItsBlockAndTheNextCarriesOnFromItsLevel) {
 TEST(FocusAidsEndToEnd, AReminderStaysUpItsTimeThroughHeartbeatsAndBoundaries) {
     test::NotificationSession session;
     ASSERT_NO_FATAL_FAILURE(session.start(false));
-    QProcessEnvironment env = session.environment();
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
     // At 13:55 the reminder for "Write" comes with the heartbeat's minute and the end of a
     // shallow block: three reasons to refresh within the card's six seconds.
     WorkBlock inbox = deepBlock(QStringLiteral("Inbox"), 810, 25);
     inbox.kind = WorkKind::shallow;
-    Program program(env, {inbox, deepBlock(QStringLiteral("Write"), 840, 60)}, Settings{},
+    Program program(session, {inbox, deepBlock(QStringLiteral("Write"), 840, 60)}, Settings{},
                     QStringLiteral("13:54:57"));
-    const QString card = QStringLiteral("Deep Work in 5 m[^\"]*");
-    auto cardShown = [&] { return windowShown(session.environment(), card); };
+    auto cardShown = [&] { return session.shows(QStringLiteral("^Deep Work in 5 m")); };
 
     ASSERT_TRUE(waitFor(cardShown, 20000)) << "no reminder";
     QElapsedTimer up;
@@ -279,7 +228,6 @@ TEST(FocusAidsEndToEnd, DunstIsPausedDuringDeepWorkAndPutBackAfterEveryKindOfExi
     ASSERT_NO_FATAL_FAILURE(session.start());
     QProcessEnvironment env = session.environment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
     Settings quiet;
     quiet.silenceNotifications = true;
     quiet.deepWorkNoise = DeepWorkNoise::off;
@@ -303,22 +251,23 @@ TEST(FocusAidsEndToEnd, DunstIsPausedDuringDeepWorkAndPutBackAfterEveryKindOfExi
         {"SIGTERM", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.terminate()); }},
         {"SIGKILL, then the next start", false, u"10:30:00"_s,
          [&](Program& p) {
-             p.endWith(SIGKILL);
+             EXPECT_TRUE(p.end(SIGKILL));
              EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
-             EXPECT_TRUE(p.m_home.exists(u"Quillmere/do-not-disturb.json"_s));
+             EXPECT_TRUE(p.recorded());
              p.startAt(u"11:30:00"_s);
              EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
-             EXPECT_FALSE(p.m_home.exists(u"Quillmere/do-not-disturb.json"_s));
+             EXPECT_FALSE(p.recorded());
          }},
-        {"SIGINT", false, u"10:30:00"_s, [](Program& p) { p.endWith(SIGINT); }},
-        {"SIGHUP", false, u"10:30:00"_s, [](Program& p) { p.endWith(SIGHUP); }},
+        {"SIGINT", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.end(SIGINT)); }},
+        {"SIGHUP", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.end(SIGHUP)); }},
         {"SIGTERM with the user's own pause", true, u"10:30:00"_s,
          [](Program& p) { EXPECT_TRUE(p.terminate()); }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         userPauses(c.userPaused);
-        Program program(env, {deepBlock(QStringLiteral("Write"), 600, 60)}, quiet, c.start);
+        Program program(session, {deepBlock(QStringLiteral("Write"), 600, 60)}, quiet, c.start,
+                        env);
         EXPECT_TRUE(pausedWithin("true", 20000)) << "not paused during the block";
         c.end(program);
         EXPECT_TRUE(pausedWithin(c.userPaused ? "true" : "false", 10000));

@@ -1,18 +1,17 @@
 #include "desktop/BusNames.h"
 #include "model/JsonCodec.h"
 
-#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
 #include "support/Printers.h"
-#include "support/TempDataDir.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDate>
-#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -25,29 +24,16 @@ const QString binary = QStringLiteral(QUILLMERE_BINARY);
 const QString fakeStart = QStringLiteral("@2024-03-04 08:59:40");
 const QString today = QStringLiteral("2024-03-04");
 
-struct Outcome {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using Outcome = test::Session::Outcome;
 
-// The real program and its command line on a private session bus, with a data folder, a
-// runtime folder and a bus of their own.
+// The real program and its command line on a private session bus, with data, config and
+// runtime folders of their own.
 class Scripting : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_NO_FATAL_FAILURE(m_session.start(false));
-        ASSERT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("data/Quillmere"))));
-        ASSERT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("run"))));
-        // Any looser and Qt falls back to a runtime folder that other tests share.
-        QFile::setPermissions(m_home.file(QStringLiteral("run")),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        m_env = m_session.environment();
-        m_env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.file(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.file(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.file(QStringLiteral("run")));
-        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        m_session.environment().insert(QStringLiteral("QT_QPA_PLATFORM"),
+                                       QStringLiteral("offscreen"));
         m_bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(
             QString::fromLatin1(m_session.address()), QStringLiteral("scripting-test")));
         ASSERT_TRUE(m_bus->isConnected());
@@ -57,36 +43,19 @@ protected:
         QDBusConnection::disconnectFromBus(QStringLiteral("scripting-test"));
     }
 
-    Outcome run(const QStringList& args) {
-        QProcess p;
-        p.setProcessEnvironment(m_env);
-        p.start(binary, args);
-        EXPECT_TRUE(p.waitForFinished(10000)) << args.join(u' ').toStdString();
-        return {p.exitCode(), p.readAllStandardOutput(), p.readAllStandardError()};
+    Outcome run(const QStringList& args) const { return m_session.Session::run(binary, args); }
+    bool serviceUp() const { // generous: a loaded machine starts slowly
+        return QTest::qWaitFor(
+            [&] { return m_bus->interface()->isServiceRegistered(bus::serviceName()).value(); },
+            30000);
     }
-
-    bool serviceUp(int timeoutMs = 30000) { // generous: a loaded machine starts slowly
-        QElapsedTimer clock;
-        clock.start();
-        while (!m_bus->interface()->isServiceRegistered(bus::serviceName()))
-            if (clock.elapsed() > timeoutMs)
-                return false;
-            else
-                QThread::msleep(50);
-        return true;
-    }
-
-    QByteArray file(const QString& name) {
-        return m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray());
-    }
-    std::vector<WorkBlock> blocks() {
+    QByteArray file(const QString& name) const { return m_session.readData(name); }
+    std::vector<WorkBlock> blocks() const {
         return json::decodeList<WorkBlock>(file(QStringLiteral("blocks.json")))
             .value_or(std::vector<WorkBlock>{});
     }
 
     test::NotificationSession m_session;
-    test::TempDataDir m_home;
-    QProcessEnvironment m_env;
     std::unique_ptr<QDBusConnection> m_bus;
 };
 
@@ -104,7 +73,7 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
                           WorkKind::shallow,
                           {},
                           {}});
-    m_home.write(QStringLiteral("data/Quillmere/blocks.json"), json::encodeList(allDay));
+    m_session.writeData(QStringLiteral("blocks.json"), json::encodeList(allDay));
     const QByteArray before = file(QStringLiteral("blocks.json"));
 
     for (const QStringList& args : std::vector<QStringList>{
@@ -141,17 +110,17 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     EXPECT_TRUE(status.out.startsWith("Shallow work: Email, ")) << status.out.toStdString();
     EXPECT_TRUE(status.err.contains("not running"));
     EXPECT_EQ(file(QStringLiteral("blocks.json")), before);
-    EXPECT_FALSE(m_home.exists(QStringLiteral("data/Quillmere/planned.json")));
+    EXPECT_FALSE(QFile::exists(m_session.dataFile(QStringLiteral("planned.json"))));
 }
 
 TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
     // A shallow block runs until nine.
     const WorkBlock email{
         QUuid::createUuid(), QStringLiteral("Email"), today, 525, 15, WorkKind::shallow, {}, {}};
-    m_home.write(QStringLiteral("data/Quillmere/blocks.json"),
-                 json::encodeList(std::vector<WorkBlock>{email}));
+    m_session.writeData(QStringLiteral("blocks.json"),
+                        json::encodeList(std::vector<WorkBlock>{email}));
     test::FakeTimeProgram program;
-    ASSERT_TRUE(program.start(m_env, binary, fakeStart));
+    ASSERT_TRUE(program.start(m_session.environment(), binary, fakeStart));
     ASSERT_TRUE(serviceUp()) << program.process().readAll().toStdString();
 
     // The interface as a script finds it.
@@ -169,9 +138,10 @@ TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
 
     // The feed a bar reads, on the same faked clock.
     test::FakeTimeProgram feed;
-    ASSERT_TRUE(feed.start(
-        m_env, binary, fakeStart, QProcess::SeparateChannels,
-        {QStringLiteral("status"), QStringLiteral("--json"), QStringLiteral("--follow")}));
+    ASSERT_TRUE(
+        feed.start(m_session.environment(), binary, fakeStart,
+                   {QStringLiteral("status"), QStringLiteral("--json"), QStringLiteral("--follow")},
+                   QProcess::SeparateChannels));
     QProcess& follow = feed.process();
     std::vector<QJsonObject> lines;
     const auto readLines = [&](int timeoutMs, auto done) {
@@ -236,12 +206,12 @@ TEST_F(Scripting, TwoStartsAtOnceLeaveOneProgram) {
     QProcess first;
     QProcess second;
     for (QProcess* p : {&first, &second}) {
-        p->setProcessEnvironment(m_env);
+        p->setProcessEnvironment(m_session.environment());
         p->start(binary, {});
     }
+    ASSERT_TRUE(first.waitForStarted(5000) && second.waitForStarted(5000));
     ASSERT_TRUE(serviceUp());
     // One of them hands over and leaves; the other stays and is the one on the bus.
-    ASSERT_TRUE(first.waitForStarted(5000) && second.waitForStarted(5000));
     QElapsedTimer clock;
     clock.start();
     while (first.state() == QProcess::Running && second.state() == QProcess::Running &&
