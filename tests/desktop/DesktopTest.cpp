@@ -12,12 +12,13 @@
 #include "support/Printers.h"
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 using namespace quillmere::test;
 
 namespace {
 
 // Monday 2024-03-04, 10:30 in Berlin: the timeline opens with 9 AM at its top.
-const QString fakeStart = QStringLiteral("@2024-03-04 10:30:00");
+const QString fakeStart = u"@2024-03-04 10:30:00"_s;
 constexpr int nowMinutes = 10 * 60 + 30;
 
 bool isCrimson(QColor c) {
@@ -27,20 +28,10 @@ bool isCrimson(QColor c) {
 // The options menu's items as its keyboard walks them (dividers are skipped): the one place
 // to change when the menu gains an item.
 const QStringList optionsItems{
-    QStringLiteral("Chimes"),
-    QStringLiteral("Focus Nudges"),
-    QStringLiteral("Upcoming Reminders"),
-    QStringLiteral("Silence Notifications"),
-    QStringLiteral("Deep Work Noise"),
-    QStringLiteral("Statistics…"),
-    QStringLiteral("Clear Today's Blocks"),
-    QStringLiteral("Start at Login"),
-    QStringLiteral("Quit Quillmere"),
+    u"Chimes"_s,          u"Focus Nudges"_s, u"Upcoming Reminders"_s,   u"Silence Notifications"_s,
+    u"Deep Work Noise"_s, u"Statistics…"_s,  u"Clear Today's Blocks"_s, u"Start at Login"_s,
+    u"Quit Quillmere"_s,
 };
-
-QString shotsDir() {
-    return qEnvironmentVariable("QUILLMERE_DESKTOP_SHOTS");
-}
 
 class PanelScenario : public ::testing::Test {
 protected:
@@ -52,9 +43,13 @@ protected:
         EXPECT_TRUE(y) << "the now dot is not on the panel";
         return y.value_or(0);
     }
-    void keep(const QString& name) const {
-        if (!shotsDir().isEmpty())
-            desk.grab().save(shotsDir() + QLatin1Char('/') + name + QStringLiteral(".png"));
+    // QUILLMERE_DESKTOP_SHOTS names a folder for the screen of a failed scenario.
+    void TearDown() override {
+        if (HasFailure() && qEnvironmentVariableIsSet("QUILLMERE_DESKTOP_SHOTS"))
+            desk.grab().save(qEnvironmentVariable("QUILLMERE_DESKTOP_SHOTS") + u'/' +
+                             QString::fromLatin1(
+                                 ::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+                             u".png"_s);
     }
     // trayer, then the program, its icon in the tray, and the panel opened from it.
     void startWithTray() {
@@ -75,13 +70,13 @@ protected:
     }
     // The options menu opened from the header and walked by its keyboard to `item` (dividers
     // are skipped; the first Down reaches the first item), then `keys`.
-    void chooseOption(const QString& item, const QStringList& keys = {QStringLiteral("Return")}) {
+    void chooseOption(const QString& item, const QStringList& keys = {u"Return"_s}) {
         desk.click(at(optionsX, header / 2));
         ASSERT_TRUE(popupWithin(5000));
         const qsizetype steps = optionsItems.indexOf(item) + 1;
         ASSERT_GT(steps, 0) << item.toStdString();
         for (qsizetype i = 0; i < steps; ++i)
-            desk.key(QStringLiteral("Down"));
+            desk.key(u"Down"_s);
         for (const QString& k : keys)
             desk.key(k);
     }
@@ -99,7 +94,7 @@ protected:
         return list;
     }
     QJsonArray savedBlocks(qsizetype count) const {
-        return listWhen(QStringLiteral("blocks.json"),
+        return listWhen(u"blocks.json"_s,
                         [count](const QJsonArray& list) { return list.size() == count; });
     }
     // The saved blocks' (start, duration), once they are `want` or after three seconds.
@@ -109,9 +104,8 @@ protected:
         Desktop::waitFor(
             [&] {
                 got.clear();
-                for (const QJsonValue& b : desk.readList(QStringLiteral("blocks.json")))
-                    got.append({b[QStringLiteral("startMinutes")].toInt(),
-                                b[QStringLiteral("durationMinutes")].toInt()});
+                for (const QJsonValue& b : desk.readList(u"blocks.json"_s))
+                    got.append({b[u"startMinutes"_s].toInt(), b[u"durationMinutes"_s].toInt()});
                 return got == want;
             },
             3000);
@@ -119,11 +113,7 @@ protected:
     }
     bool settingBecomes(const char* key, const QJsonValue& value) const {
         return Desktop::waitFor(
-            [&] {
-                return desk.readObject(QStringLiteral("settings.json"))[QLatin1String(key)] ==
-                       value;
-            },
-            3000);
+            [&] { return desk.readObject(u"settings.json"_s)[QLatin1String(key)] == value; }, 3000);
     }
     // The selected block, `minutes` long, lies whole above the editor with its 8-point margins.
     void expectDeepCardAboveEditor(int minutes) const {
@@ -180,17 +170,16 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     EXPECT_GE(panel.top(), 24);
     EXPECT_GE(panel.left(), 0);
     EXPECT_LE(panel.right(), 799);
-    keep(QStringLiteral("a1-open"));
     const int headerWithHint = header;
     ASSERT_GT(header, 0);
 
     {
         SCOPED_TRACE("a drag cut short by Escape closing the panel while the button is down");
         desk.move(at(200, minuteY(15 * 60) + 2));
-        desk.xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+        desk.xdotool({u"mousedown"_s, u"1"_s});
         desk.move(at(200, minuteY(16 * 60) - 2));
-        desk.key(QStringLiteral("Escape"));
-        desk.xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+        desk.key(u"Escape"_s);
+        desk.xdotool({u"mouseup"_s, u"1"_s});
         ASSERT_TRUE(Desktop::waitFor([&] { return !panelOpen(); }, 3000));
         ASSERT_NO_FATAL_FAILURE(openPanel());
     }
@@ -198,7 +187,6 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // Draw 1 PM to 2 PM, low on the timeline, and save at once with Return: the next drag
     // draws only itself.
     desk.drag(at(200, minuteY(13 * 60) + 2), at(200, minuteY(14 * 60) - 2));
-    keep(QStringLiteral("a2-drawn"));
     EXPECT_NO_FATAL_FAILURE(expectDeepCardAboveEditor(60));
     {
         // No repeat day is chosen: each toggle is a faint disc with a grey letter, none black.
@@ -213,17 +201,15 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
             << "a day's letter is missing";
     }
     // The focus is still on the timeline: Return saves from there.
-    desk.key(QStringLiteral("Return"));
+    desk.key(u"Return"_s);
     EXPECT_EQ(savedSpans({{13 * 60, 60}}), (Spans{{13 * 60, 60}}))
         << "Return did not save the drawn block alone";
-    keep(QStringLiteral("a3-saved"));
     // The header keeps its height when the hint gives way to the summary chips.
     EXPECT_EQ(shot().divider(0), headerWithHint);
 
     // A click selects the block; it is shown whole above the editor.
     desk.click(at(200, minuteY(13 * 60 + 30)));
     ASSERT_NO_FATAL_FAILURE(expectDeepCardAboveEditor(60));
-    keep(QStringLiteral("a4-selected"));
     // Dragged up by an hour, its bottom edge half an hour down, its top edge a quarter down.
     struct Step {
         const char* name;
@@ -242,7 +228,6 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
         saveEdits();
         EXPECT_EQ(savedSpans(step.saved), step.saved);
     }
-    keep(QStringLiteral("a5-resized"));
 
     // "Add Deep Work" drafts the next free hour, 10:30 to 11:30; Return saves it, it runs, and
     // the icon in the tray turns crimson.
@@ -263,30 +248,24 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
         5000))
         << "the tray icon does not show deep work";
     // "Clear Today's Blocks" keeps only the running block.
-    ASSERT_NO_FATAL_FAILURE(chooseOption(QStringLiteral("Clear Today's Blocks")));
+    ASSERT_NO_FATAL_FAILURE(chooseOption(u"Clear Today's Blocks"_s));
     EXPECT_EQ(savedSpans({{nowMinutes, 60}}), (Spans{{nowMinutes, 60}}));
 
     // The options menu by pointer and keys: Chimes off.
-    ASSERT_NO_FATAL_FAILURE(chooseOption(QStringLiteral("Chimes")));
-    keep(QStringLiteral("a6-options"));
+    ASSERT_NO_FATAL_FAILURE(chooseOption(u"Chimes"_s));
     EXPECT_TRUE(settingBecomes("chimesEnabled", false));
     // Deep Work Noise › Volume…: the popover's slider dragged to its loud end.
-    ASSERT_NO_FATAL_FAILURE(chooseOption(QStringLiteral("Deep Work Noise"),
-                                         {QStringLiteral("Right"), QStringLiteral("Down"),
-                                          QStringLiteral("Down"), QStringLiteral("Return")}));
+    ASSERT_NO_FATAL_FAILURE(
+        chooseOption(u"Deep Work Noise"_s, {u"Right"_s, u"Down"_s, u"Down"_s, u"Return"_s}));
     ASSERT_TRUE(Desktop::waitFor([&] { return desk.popups().size() == 1; }, 5000));
     const QRect volume = desk.popups().first();
-    keep(QStringLiteral("a7-volume"));
     EXPECT_LT(volume.width(), 340);
     desk.drag(volume.topLeft() + QPoint(38, volume.height() / 2),
               volume.topLeft() + QPoint(volume.width() - 20, volume.height() / 2));
     EXPECT_TRUE(Desktop::waitFor(
-        [&] {
-            return desk.readObject(QStringLiteral("settings.json"))[QStringLiteral("noiseVolume")]
-                       .toDouble() > 0.8;
-        },
+        [&] { return desk.readObject(u"settings.json"_s)[u"noiseVolume"_s].toDouble() > 0.8; },
         3000));
-    desk.key(QStringLiteral("Escape"));
+    desk.key(u"Escape"_s);
     EXPECT_TRUE(Desktop::waitFor([&] { return desk.popups().isEmpty(); }, 3000));
     EXPECT_TRUE(panelOpen());
 
@@ -320,17 +299,16 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
     const auto planned = [](const QString& title, WorkKind kind) {
         return PlannedBlock{QUuid::createUuid(), title, kind, 750000000.0, std::nullopt};
     };
-    desk.writeData(QStringLiteral("planned.json"),
-                   json::encodeList(std::vector<PlannedBlock>{
-                       planned(QStringLiteral("Alpha"), WorkKind::deep),
-                       planned(QStringLiteral("Beta"), WorkKind::shallow)}));
+    desk.writeData(u"planned.json"_s, json::encodeList(std::vector<PlannedBlock>{
+                                          planned(u"Alpha"_s, WorkKind::deep),
+                                          planned(u"Beta"_s, WorkKind::shallow)}));
     ASSERT_NO_FATAL_FAILURE(startWithTray());
     const QPoint trayHeader = at(100, header + 17);
     const QPoint plus = at(340 - 14 - 8, header + 17);
     const auto titles = [&] {
         QStringList found;
-        for (const QJsonValue& v : desk.readList(QStringLiteral("planned.json")))
-            found << v[QStringLiteral("title")].toString();
+        for (const QJsonValue& v : desk.readList(u"planned.json"_s))
+            found << v[u"title"_s].toString();
         return found;
     };
     // The backlog's titles become `want` (the program writes in its own time).
@@ -352,7 +330,7 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
     const auto heightsAfterClick = [&] {
         QSet<int> seen;
         desk.move(trayHeader);
-        desk.xdotool({QStringLiteral("click"), QStringLiteral("1")}, 0);
+        desk.xdotool({u"click"_s, u"1"_s}, 0);
         QElapsedTimer clock;
         clock.start();
         while (clock.elapsed() < 400)
@@ -361,7 +339,6 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
     };
     EXPECT_GT(heightsAfterClick(), 2) << "expanding did not animate";
     ASSERT_TRUE(Desktop::waitFor(expanded, 3000));
-    keep(QStringLiteral("b1-expanded"));
     const int nowBefore = shot().nowY().value_or(0);
     desk.wheel(at(200, 400), 5, 3);
     EXPECT_TRUE(Desktop::waitFor([&] { return shot().nowY().value_or(0) < nowBefore; }, 2000))
@@ -369,56 +346,48 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
 
     // Hover fills the row and shows its buttons; pin Beta.
     desk.move(at(150, rowY(1, 2)));
-    keep(QStringLiteral("b2-hover"));
     EXPECT_TRUE(Desktop::waitFor([&] { return !shot().isBackground(3, rowY(1, 2)); }, 2000))
         << "no hover fill";
     EXPECT_FALSE(shot().isBackground(deleteX, rowY(1, 2))) << "no delete button";
     desk.click(at(pinX, rowY(1, 2)));
     EXPECT_TRUE(Desktop::waitFor(
-        [&] {
-            return desk.readList(QStringLiteral("planned.json"))[1][QStringLiteral("pinned")]
-                .toBool();
-        },
-        3000));
+        [&] { return desk.readList(u"planned.json"_s)[1][u"pinned"_s].toBool(); }, 3000));
 
     // The plus button opens the entry row with the focus in it; Return adds.
-    const QString alpha = QStringLiteral("Alpha");
-    const QString beta = QStringLiteral("Beta");
-    const QString report = QStringLiteral("Write report");
-    const QString call = QStringLiteral("Call Bob");
-    const QString paper = QStringLiteral("Read paper");
+    const QString alpha = u"Alpha"_s;
+    const QString beta = u"Beta"_s;
+    const QString report = u"Write report"_s;
+    const QString call = u"Call Bob"_s;
+    const QString paper = u"Read paper"_s;
     desk.click(plus);
     desk.type(report);
-    desk.key(QStringLiteral("Return"));
+    desk.key(u"Return"_s);
     expectTitles(QStringList{alpha, beta, report}, __LINE__);
 
     // A click on Beta while the entry row holds a title: the trimmed title is added, Beta's
     // draft opens, and saving it keeps the pinned Beta in the backlog.
     desk.click(plus);
-    desk.type(QStringLiteral("  Call Bob "));
-    keep(QStringLiteral("b3-typing"));
+    desk.type(u"  Call Bob "_s);
     desk.click(at(150, rowY(1, 3)));
-    keep(QStringLiteral("b4-clicked-row"));
     expectTitles(QStringList{alpha, beta, report, call}, __LINE__);
     EXPECT_TRUE(Desktop::waitFor([&] { return shot().dividers().size() == 3; }, 2000))
         << "no draft opened";
     saveEdits();
     QJsonArray blocks = savedBlocks(1);
     ASSERT_EQ(blocks.size(), 1);
-    EXPECT_EQ(blocks[0][QStringLiteral("title")], beta);
-    EXPECT_EQ(blocks[0][QStringLiteral("kind")], QStringLiteral("shallow"));
+    EXPECT_EQ(blocks[0][u"title"_s], beta);
+    EXPECT_EQ(blocks[0][u"kind"_s], u"shallow"_s);
     expectTitles(QStringList{alpha, beta, report, call}, __LINE__);
 
     // Scheduling an unpinned entry and saving its draft takes it off the backlog.
     if (!expanded())
         desk.click(trayHeader);
     ASSERT_TRUE(Desktop::waitFor(expanded, 3000));
-    keep(QStringLiteral("b5-four-rows"));
     desk.click(at(150, rowY(2, 4)));
-    desk.key(QStringLiteral("Return"));
+    desk.key(u"Return"_s);
     blocks = savedBlocks(2);
     ASSERT_EQ(blocks.size(), 2);
-    EXPECT_EQ(blocks[1][QStringLiteral("title")], report);
+    EXPECT_EQ(blocks[1][u"title"_s], report);
     expectTitles(QStringList{alpha, beta, call}, __LINE__);
 
     // Collapsing animates as expanding did.
@@ -450,9 +419,9 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
 // The editor by hand: the kind buttons, the start stepper, a repeat day, a typed title, Delete;
 // the noise choice and a backlog row's kind swatch.
 TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
-    desk.writeData(QStringLiteral("planned.json"),
+    desk.writeData(u"planned.json"_s,
                    json::encodeList(std::vector<PlannedBlock>{
-                       {QUuid::createUuid(), QStringLiteral("Gamma"), WorkKind::deep, 7.5e8, {}}}));
+                       {QUuid::createUuid(), u"Gamma"_s, WorkKind::deep, 7.5e8, {}}}));
     ASSERT_NO_FATAL_FAILURE(startWithTray());
 
     // A collapsed tray shows no rows: expand it and switch Gamma to shallow by its swatch.
@@ -461,11 +430,7 @@ TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
         Desktop::waitFor([&] { return shot().divider(1).value_or(0) > header + 40; }, 3000));
     desk.click(at(14 + 7, shot().divider(1).value_or(0) - 6 - 13));
     EXPECT_TRUE(Desktop::waitFor(
-        [&] {
-            return desk.readList(QStringLiteral("planned.json"))[0][QStringLiteral("kind")] ==
-                   QStringLiteral("shallow");
-        },
-        3000))
+        [&] { return desk.readList(u"planned.json"_s)[0][u"kind"_s] == u"shallow"_s; }, 3000))
         << "the row's swatch did not switch the kind";
     desk.click(at(100, header + 17));
     ASSERT_TRUE(
@@ -476,32 +441,29 @@ TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
     desk.drag(at(200, minuteY(12 * 60) + 2), at(200, minuteY(13 * 60) - 2));
     const int editorTop = shot().divider(-1).value_or(0);
     ASSERT_GT(editorTop, 300) << "no editor";
-    keep(QStringLiteral("c1-editor"));
     desk.click(at(250, editorTop + 50)); // "Shallow Work"
     desk.click(at(322, editorTop + 76)); // the start's up arrow
     const QList<QRect> days = shot().dayToggles(editorTop);
     ASSERT_EQ(days.size(), 7);
     desk.click(at(days[1].center().x(), days[1].center().y())); // M
     desk.click(at(150, editorTop + 20));
-    desk.key(QStringLiteral("ctrl+a"));
-    desk.type(QStringLiteral("Essay"));
-    keep(QStringLiteral("c2-edited"));
-    desk.key(QStringLiteral("Return"));
-    QJsonArray blocks = listWhen(QStringLiteral("blocks.json"), [](const QJsonArray& list) {
-        return list.size() == 1 && list[0][QStringLiteral("title")] == QStringLiteral("Essay");
+    desk.key(u"ctrl+a"_s);
+    desk.type(u"Essay"_s);
+    desk.key(u"Return"_s);
+    QJsonArray blocks = listWhen(u"blocks.json"_s, [](const QJsonArray& list) {
+        return list.size() == 1 && list[0][u"title"_s] == u"Essay"_s;
     });
     ASSERT_EQ(blocks.size(), 1);
-    EXPECT_EQ(blocks[0][QStringLiteral("kind")], QStringLiteral("shallow"));
+    EXPECT_EQ(blocks[0][u"kind"_s], u"shallow"_s);
     EXPECT_EQ(savedSpans({{12 * 60 + 15, 60}}), (Spans{{12 * 60 + 15, 60}}));
-    const QJsonArray rules = listWhen(QStringLiteral("rules.json"),
-                                      [](const QJsonArray& list) { return list.size() == 1; });
+    const QJsonArray rules =
+        listWhen(u"rules.json"_s, [](const QJsonArray& list) { return list.size() == 1; });
     ASSERT_EQ(rules.size(), 1);
-    EXPECT_EQ(rules[0][QStringLiteral("weekdays")].toArray(), QJsonArray{2});
+    EXPECT_EQ(rules[0][u"weekdays"_s].toArray(), QJsonArray{2});
 
     // No noise (brown is the default) from the options menu: Deep Work Noise › Off.
-    ASSERT_NO_FATAL_FAILURE(chooseOption(QStringLiteral("Deep Work Noise"),
-                                         {QStringLiteral("Right"), QStringLiteral("Return")}));
-    EXPECT_TRUE(settingBecomes("deepWorkNoise", QStringLiteral("off")));
+    ASSERT_NO_FATAL_FAILURE(chooseOption(u"Deep Work Noise"_s, {u"Right"_s, u"Return"_s}));
+    EXPECT_TRUE(settingBecomes("deepWorkNoise", u"off"_s));
 
     // Selected again, the block goes with the editor's Delete.
     desk.click(at(200, minuteY(12 * 60 + 45)));
@@ -510,9 +472,8 @@ TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
     EXPECT_EQ(savedBlocks(0).size(), 0) << "Delete did not remove the block";
 
     // Statistics… opens its own window.
-    ASSERT_NO_FATAL_FAILURE(chooseOption(QStringLiteral("Statistics…")));
-    EXPECT_TRUE(Desktop::waitFor(
-        [&] { return desk.shows(QStringLiteral("^Quillmere Statistics$")); }, 5000));
+    ASSERT_NO_FATAL_FAILURE(chooseOption(u"Statistics…"_s));
+    EXPECT_TRUE(Desktop::waitFor([&] { return desk.shows(u"^Quillmere Statistics$"_s); }, 5000));
 }
 
 // A second start while the first still waits for a tray opens the panel once an XEmbed tray

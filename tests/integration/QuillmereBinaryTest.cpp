@@ -18,12 +18,13 @@
 #include <unistd.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 // Monday 2024-03-04, two seconds before 11:00 in Berlin.
-const QString fakeStart = QStringLiteral("@2024-03-04 10:59:58");
-const QString today = QStringLiteral("2024-03-04");
+const QString fakeStart = u"@2024-03-04 10:59:58"_s;
+const QString today = u"2024-03-04"_s;
 
 // Every open, read, write, creation or removal inside a folder while it is watched.
 class FolderWatch {
@@ -41,7 +42,7 @@ public:
         while ((n = read(m_fd, buffer, sizeof buffer)) > 0) {
             for (char* p = buffer; p < buffer + n;) {
                 auto* e = reinterpret_cast<inotify_event*>(p);
-                names << (e->len ? QString::fromUtf8(e->name) : QStringLiteral("(folder)"));
+                names << (e->len ? QString::fromUtf8(e->name) : u"(folder)"_s);
                 p += sizeof(inotify_event) + e->len;
             }
         }
@@ -54,7 +55,7 @@ private:
 
 QString sqlite(const QString& db, const QString& query) {
     QProcess p;
-    p.start(QStringLiteral("sqlite3"), {db, query});
+    p.start(u"sqlite3"_s, {db, query});
     p.waitForFinished(5000);
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
@@ -64,20 +65,12 @@ QString sqlite(const QString& db, const QString& query) {
 TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     // Headless and without a bus: the single instance is the runtime folder's to keep.
     test::Session home;
-    RepeatRule mondays{
-        QUuid::createUuid(),         QStringLiteral("Standup"), WorkKind::shallow, 780, 15, {2},
-        QStringLiteral("2024-02-26")};
-    WorkBlock ending{QUuid::createUuid(),
-                     QStringLiteral("Deep morning"),
-                     today,
-                     600,
-                     60,
-                     WorkKind::deep,
-                     {},
-                     {}};
-    home.writeData(QStringLiteral("rules.json"),
-                   json::encodeList(std::vector<RepeatRule>{mondays}));
-    home.writeData(QStringLiteral("blocks.json"), json::encodeList(std::vector<WorkBlock>{ending}));
+    RepeatRule mondays{QUuid::createUuid(), u"Standup"_s, WorkKind::shallow, 780, 15, {2},
+                       u"2024-02-26"_s};
+    WorkBlock ending{
+        QUuid::createUuid(), u"Deep morning"_s, today, 600, 60, WorkKind::deep, {}, {}};
+    home.writeData(u"rules.json"_s, json::encodeList(std::vector<RepeatRule>{mondays}));
+    home.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{ending}));
     auto read = [&](const QString& name) { return home.readData(name); };
 
     test::FakeTimeProgram first;
@@ -87,8 +80,8 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     std::vector<WorkBlock> blocks;
     std::vector<RepeatRule> rules;
     while (first.elapsed() < 4000) {
-        blocks = json::decodeList<WorkBlock>(read(QStringLiteral("blocks.json"))).value_or(blocks);
-        rules = json::decodeList<RepeatRule>(read(QStringLiteral("rules.json"))).value_or(rules);
+        blocks = json::decodeList<WorkBlock>(read(u"blocks.json"_s)).value_or(blocks);
+        rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
         if (blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today)
             break;
         QThread::msleep(100);
@@ -102,26 +95,23 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
 
     // The block ends two seconds after start; five seconds after start it is on record.
     QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - first.elapsed())));
-    const QString stats = home.dataFile(QStringLiteral("stats.sqlite"));
-    EXPECT_EQ(sqlite(stats, QStringLiteral("SELECT id, day, start_minutes FROM confirmed_blocks")),
-              ending.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral("|") + today +
-                  QStringLiteral("|600"));
+    const QString stats = home.dataFile(u"stats.sqlite"_s);
+    EXPECT_EQ(sqlite(stats, u"SELECT id, day, start_minutes FROM confirmed_blocks"_s),
+              ending.id.toString(QUuid::WithoutBraces).toUpper() + u"|"_s + today + u"|600"_s);
     ASSERT_EQ(first.process().state(), QProcess::Running);
 
     // The first start also asks to come back at login, as the program that is running here.
-    QFile entryFile(home.path(QStringLiteral("config/autostart/") + applicationId +
-                              QStringLiteral(".desktop")));
+    QFile entryFile(home.path(u"config/autostart/"_s + applicationId + u".desktop"_s));
     ASSERT_TRUE(entryFile.open(QIODevice::ReadOnly));
     const QByteArray entry = entryFile.readAll();
-    EXPECT_TRUE(
-        entry.contains(QStringLiteral("\nExec=%1\n")
-                           .arg(QFileInfo(QStringLiteral(QUILLMERE_BINARY)).canonicalFilePath())
-                           .toUtf8()))
+    EXPECT_TRUE(entry.contains(
+        u"\nExec=%1\n"_s.arg(QFileInfo(QStringLiteral(QUILLMERE_BINARY)).canonicalFilePath())
+            .toUtf8()))
         << entry.toStdString();
 
     // A second start hands over to the first and leaves without touching a data file.
-    const QByteArray blocksBefore = read(QStringLiteral("blocks.json"));
-    const QByteArray rulesBefore = read(QStringLiteral("rules.json"));
+    const QByteArray blocksBefore = read(u"blocks.json"_s);
+    const QByteArray rulesBefore = read(u"rules.json"_s);
     FolderWatch watch(home.dataFile(QString()));
     // The second start runs on the real clock: it must not get as far as reading any file.
     QProcess second;
@@ -132,6 +122,6 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_EQ(watch.events(), QStringList());
     EXPECT_EQ(first.process().state(), QProcess::Running);
-    EXPECT_EQ(read(QStringLiteral("blocks.json")), blocksBefore);
-    EXPECT_EQ(read(QStringLiteral("rules.json")), rulesBefore);
+    EXPECT_EQ(read(u"blocks.json"_s), blocksBefore);
+    EXPECT_EQ(read(u"rules.json"_s), rulesBefore);
 }

@@ -21,15 +21,15 @@
 #include <gtest/gtest.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
+const QString itemInterface = u"org.kde.StatusNotifierItem"_s;
 
 QVariant itemProperty(QDBusConnection& bus, const QString& service, const QString& name) {
     QDBusMessage get = QDBusMessage::createMethodCall(
-        service, QStringLiteral("/StatusNotifierItem"),
-        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+        service, u"/StatusNotifierItem"_s, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     get.setArguments({itemInterface, name});
     const QDBusMessage reply = bus.call(get, QDBus::Block, 5000);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
@@ -78,29 +78,28 @@ QString toolTipTitle(const QVariant& value) {
 TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) {
     test::NotificationSession session;
     ASSERT_NO_FATAL_FAILURE(session.start(false));
-    const auto panelShown = [&] { return session.shows(QStringLiteral("^Quillmere$")); };
+    const auto panelShown = [&] { return session.shows(u"^Quillmere$"_s); };
     const auto block = [](const char* title, Minutes start, WorkKind kind) {
         return WorkBlock{QUuid::createUuid(),
                          QString::fromLatin1(title),
-                         QStringLiteral("2024-03-04"),
+                         u"2024-03-04"_s,
                          start,
                          60,
                          kind,
                          {},
                          {}};
     };
-    session.writeData(QStringLiteral("blocks.json"), json::encodeList(std::vector<WorkBlock>{
-                                                         block("Inbox", 600, WorkKind::shallow),
-                                                         block("Write", 660, WorkKind::deep)}));
+    session.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{
+                                            block("Inbox", 600, WorkKind::shallow),
+                                            block("Write", 660, WorkKind::deep)}));
     // The idle symbol installed, as a package puts it: a host finds the outline by name.
-    const QString icons = session.path(QStringLiteral("data/icons/hicolor/symbolic/apps"));
+    const QString icons = session.path(u"data/icons/hicolor/symbolic/apps"_s);
     ASSERT_TRUE(QDir().mkpath(icons));
-    QFile(icons + QStringLiteral("/org.quillmere.Quillmere-symbolic.svg"))
-        .open(QIODevice::WriteOnly);
+    QFile(icons + u"/org.quillmere.Quillmere-symbolic.svg"_s).open(QIODevice::WriteOnly);
 
     // Inbox runs until 11:00, 38 seconds after the start; a heartbeat comes at 10:59:30.
     const QString binary = QStringLiteral(QUILLMERE_BINARY);
-    const QString fakeStart = QStringLiteral("@2024-03-04 10:59:22");
+    const QString fakeStart = u"@2024-03-04 10:59:22"_s;
     test::FakeTimeProgram program;
     ASSERT_TRUE(program.start(session.environment(), binary, fakeStart));
     {
@@ -117,8 +116,8 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
 
     // The host comes up a moment after the program, as at a login: one item registers, and
     // the request that waited opens the panel.
-    QDBusConnection host = QDBusConnection::connectToBus(QString::fromLatin1(session.address()),
-                                                         QStringLiteral("host"));
+    QDBusConnection host =
+        QDBusConnection::connectToBus(QString::fromLatin1(session.address()), u"host"_s);
     ASSERT_TRUE(host.isConnected());
     test::FakeWatcher watcher;
     ASSERT_TRUE(watcher.publish(host));
@@ -130,22 +129,20 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
 
     // The picture is the blue bar of shallow work, the tooltip the block's title. The bar has
     // no name, so a host that tints named symbols shows it in its own colour.
-    EXPECT_EQ(itemProperty(host, item, QStringLiteral("IconName")).toString(), QString());
-    const QImage icon = largestPixmap(
-        itemProperty(host, item, QStringLiteral("IconPixmap")).value<QDBusArgument>());
+    EXPECT_EQ(itemProperty(host, item, u"IconName"_s).toString(), QString());
+    const QImage icon =
+        largestPixmap(itemProperty(host, item, u"IconPixmap"_s).value<QDBusArgument>());
     ASSERT_FALSE(icon.isNull());
     EXPECT_EQ(icon.pixelColor(icon.width() / 2, icon.height() / 2).rgb(),
               QColor::fromRgbF(0.12f, 0.45f, 0.90f).rgb());
     EXPECT_EQ(qAlpha(icon.pixel(icon.width() / 2, 1)), 0);
-    const auto toolTip = [&] {
-        return toolTipTitle(itemProperty(host, item, QStringLiteral("ToolTip")));
-    };
-    EXPECT_EQ(toolTip(), QStringLiteral("Inbox"));
+    const auto toolTip = [&] { return toolTipTitle(itemProperty(host, item, u"ToolTip"_s)); };
+    EXPECT_EQ(toolTip(), u"Inbox"_s);
 
     // A click on the item closes the open panel; another, later than the one that would have
     // closed the popup anyway, opens it.
-    QDBusMessage activate = QDBusMessage::createMethodCall(
-        item, QStringLiteral("/StatusNotifierItem"), itemInterface, QStringLiteral("Activate"));
+    QDBusMessage activate = QDBusMessage::createMethodCall(item, u"/StatusNotifierItem"_s,
+                                                           itemInterface, u"Activate"_s);
     activate.setArguments({100, 10});
     host.call(activate, QDBus::Block, 30000);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !panelShown(); }, 30000));
@@ -157,12 +154,11 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
     // send it no new tooltip; the block starting at 11:00 sends one.
     QProcess add;
     add.setProcessEnvironment(session.environment());
-    add.start(binary, {QStringLiteral("add"), QStringLiteral("Later"), QStringLiteral("--at"),
-                       QStringLiteral("15:00")});
+    add.start(binary, {u"add"_s, u"Later"_s, u"--at"_s, u"15:00"_s});
     EXPECT_TRUE(add.waitForFinished(10000) && add.exitCode() == 0);
     ASSERT_TRUE(QTest::qWaitFor([&] { return program.elapsed() > 10000; }, 15000));
     EXPECT_EQ(watcher.toolTipChanges, 0);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip() == QStringLiteral("Write"); }, 45000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip() == u"Write"_s; }, 45000));
     QTest::qWait(1000);
     EXPECT_EQ(watcher.toolTipChanges, 1);
     EXPECT_TRUE(program.running());
