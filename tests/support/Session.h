@@ -34,9 +34,6 @@ inline QByteArray firstLine(QProcess& p) {
 // ending the group never leaves anything of it behind.
 class FakeTimeProgram {
 public:
-    FakeTimeProgram() = default;
-    FakeTimeProgram(const FakeTimeProgram&) = delete;
-    FakeTimeProgram& operator=(const FakeTimeProgram&) = delete;
     ~FakeTimeProgram() { terminate(); }
 
     // `fakeStart` is libfaketime's absolute form, for example "@2024-03-04 10:30:00".
@@ -122,9 +119,6 @@ public:
             }
         }
     }
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-
     // Returns what did not start, or nothing. From here on the program picks its platform
     // itself, as on a desktop.
     QString start(bool withNotificationDaemon) {
