@@ -6,7 +6,6 @@
 // the screen's pixels where the layout puts things.
 
 #include "Desktop.h"
-#include "PanelShot.h"
 
 #include "model/JsonCodec.h"
 #include "support/Printers.h"
