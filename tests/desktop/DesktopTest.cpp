@@ -292,9 +292,11 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     EXPECT_EQ(desk.program().process().exitCode(), 0);
 }
 
-// The backlog by hand: expanding, hovering, pinning, deleting, adding, scheduling; a click on
-// a row or outside the panel while a title is half typed; the wheel while the tray is open.
-TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
+// The backlog and the editor by hand: expanding, a row's kind swatch, hovering, pinning,
+// deleting, adding, scheduling; a click on a row or outside the panel while a title is half
+// typed; the wheel while the tray is open; the editor's kind buttons, start stepper, a repeat
+// day, a typed title and Delete; the noise choice; the statistics window.
+TEST_F(PanelScenario, TheBacklogAndTheEditorChangeWhatIsSavedAndSurviveThePointer) {
     const auto planned = [](const QString& title, WorkKind kind) {
         return PlannedBlock{QUuid::createUuid(), title, kind, 750000000.0, std::nullopt};
     };
@@ -324,8 +326,7 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
         return s.divider(1).value_or(0) - s.divider(0).value_or(0) > 40;
     };
 
-    // A click on the tray's header expands it, passing through heights in between; the open
-    // tray leaves the wheel to the timeline.
+    // A click on the tray's header expands it, passing through heights in between.
     const auto heightsAfterClick = [&] {
         QSet<int> seen;
         desk.move(trayHeader);
@@ -337,6 +338,55 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
         return seen.size();
     };
     EXPECT_GT(heightsAfterClick(), 2) << "expanding did not animate";
+    ASSERT_TRUE(Desktop::waitFor(expanded, 3000));
+    // A row's kind swatch switches Alpha to shallow.
+    desk.click(at(14 + 7, rowY(0, 2)));
+    EXPECT_TRUE(Desktop::waitFor(
+        [&] { return desk.readList(u"planned.json"_s)[0][u"kind"_s] == u"shallow"_s; }, 3000))
+        << "the row's swatch did not switch the kind";
+    desk.click(trayHeader);
+    ASSERT_TRUE(Desktop::waitFor([&] { return !expanded(); }, 3000));
+
+    {
+        SCOPED_TRACE("the editor");
+        // Draw 12:00 to 13:00, make it shallow, start it a quarter later, repeat it on
+        // Mondays, name it, and save.
+        desk.drag(at(200, minuteY(12 * 60) + 2), at(200, minuteY(13 * 60) - 2));
+        const int editorTop = shot().divider(-1).value_or(0);
+        ASSERT_GT(editorTop, 300) << "no editor";
+        desk.click(at(250, editorTop + 50)); // "Shallow Work"
+        desk.click(at(322, editorTop + 76)); // the start's up arrow
+        const QList<QRect> days = shot().dayToggles(editorTop);
+        ASSERT_EQ(days.size(), 7);
+        desk.click(at(days[1].center().x(), days[1].center().y())); // M
+        desk.click(at(150, editorTop + 20));
+        desk.key(u"ctrl+a"_s);
+        desk.type(u"Essay"_s);
+        desk.key(u"Return"_s);
+        const QJsonArray blocks = listWhen(u"blocks.json"_s, [](const QJsonArray& list) {
+            return list.size() == 1 && list[0][u"title"_s] == u"Essay"_s;
+        });
+        ASSERT_EQ(blocks.size(), 1);
+        EXPECT_EQ(blocks[0][u"kind"_s], u"shallow"_s);
+        EXPECT_EQ(savedSpans({{12 * 60 + 15, 60}}), (Spans{{12 * 60 + 15, 60}}));
+        const QJsonArray rules =
+            listWhen(u"rules.json"_s, [](const QJsonArray& list) { return list.size() == 1; });
+        ASSERT_EQ(rules.size(), 1);
+        EXPECT_EQ(rules[0][u"weekdays"_s].toArray(), QJsonArray{2});
+
+        // No noise (brown is the default) from the options menu: Deep Work Noise › Off.
+        ASSERT_NO_FATAL_FAILURE(chooseOption(u"Deep Work Noise"_s, {u"Right"_s, u"Return"_s}));
+        EXPECT_TRUE(settingBecomes("deepWorkNoise", u"off"_s));
+
+        // Selected again, the block goes with the editor's Delete.
+        desk.click(at(200, minuteY(12 * 60 + 45)));
+        ASSERT_TRUE(Desktop::waitFor([&] { return shot().divider(-1).value_or(0) > 300; }, 3000));
+        desk.click(at(20, 560 - 21));
+        EXPECT_EQ(savedBlocks(0).size(), 0) << "Delete did not remove the block";
+    }
+
+    // The open tray leaves the wheel to the timeline.
+    desk.click(trayHeader);
     ASSERT_TRUE(Desktop::waitFor(expanded, 3000));
     const int nowBefore = shot().nowY().value_or(0);
     desk.wheel(at(200, 400), 5, 3);
@@ -413,62 +463,6 @@ TEST_F(PanelScenario, TheBacklogKeepsEveryTitleAndSurvivesThePointer) {
     QTest::qWait(500);
     ASSERT_TRUE(desk.program().running() && desk.trayHasIcon())
         << "deleting a row with the pointer ended the program";
-}
-
-// The editor by hand: the kind buttons, the start stepper, a repeat day, a typed title, Delete;
-// the noise choice and a backlog row's kind swatch.
-TEST_F(PanelScenario, TheEditorAndTheSwatchesChangeWhatIsSaved) {
-    desk.writeData(u"planned.json"_s,
-                   json::encodeList(std::vector<PlannedBlock>{
-                       {QUuid::createUuid(), u"Gamma"_s, WorkKind::deep, 7.5e8, {}}}));
-    ASSERT_NO_FATAL_FAILURE(startWithTray());
-
-    // A collapsed tray shows no rows: expand it and switch Gamma to shallow by its swatch.
-    desk.click(at(100, header + 17));
-    ASSERT_TRUE(
-        Desktop::waitFor([&] { return shot().divider(1).value_or(0) > header + 40; }, 3000));
-    desk.click(at(14 + 7, shot().divider(1).value_or(0) - 6 - 13));
-    EXPECT_TRUE(Desktop::waitFor(
-        [&] { return desk.readList(u"planned.json"_s)[0][u"kind"_s] == u"shallow"_s; }, 3000))
-        << "the row's swatch did not switch the kind";
-    desk.click(at(100, header + 17));
-    ASSERT_TRUE(
-        Desktop::waitFor([&] { return shot().divider(1).value_or(0) < header + 40; }, 3000));
-
-    // Draw 12:00 to 13:00, make it shallow, start it a quarter later, repeat it on Mondays,
-    // name it, and save.
-    desk.drag(at(200, minuteY(12 * 60) + 2), at(200, minuteY(13 * 60) - 2));
-    const int editorTop = shot().divider(-1).value_or(0);
-    ASSERT_GT(editorTop, 300) << "no editor";
-    desk.click(at(250, editorTop + 50)); // "Shallow Work"
-    desk.click(at(322, editorTop + 76)); // the start's up arrow
-    const QList<QRect> days = shot().dayToggles(editorTop);
-    ASSERT_EQ(days.size(), 7);
-    desk.click(at(days[1].center().x(), days[1].center().y())); // M
-    desk.click(at(150, editorTop + 20));
-    desk.key(u"ctrl+a"_s);
-    desk.type(u"Essay"_s);
-    desk.key(u"Return"_s);
-    QJsonArray blocks = listWhen(u"blocks.json"_s, [](const QJsonArray& list) {
-        return list.size() == 1 && list[0][u"title"_s] == u"Essay"_s;
-    });
-    ASSERT_EQ(blocks.size(), 1);
-    EXPECT_EQ(blocks[0][u"kind"_s], u"shallow"_s);
-    EXPECT_EQ(savedSpans({{12 * 60 + 15, 60}}), (Spans{{12 * 60 + 15, 60}}));
-    const QJsonArray rules =
-        listWhen(u"rules.json"_s, [](const QJsonArray& list) { return list.size() == 1; });
-    ASSERT_EQ(rules.size(), 1);
-    EXPECT_EQ(rules[0][u"weekdays"_s].toArray(), QJsonArray{2});
-
-    // No noise (brown is the default) from the options menu: Deep Work Noise › Off.
-    ASSERT_NO_FATAL_FAILURE(chooseOption(u"Deep Work Noise"_s, {u"Right"_s, u"Return"_s}));
-    EXPECT_TRUE(settingBecomes("deepWorkNoise", u"off"_s));
-
-    // Selected again, the block goes with the editor's Delete.
-    desk.click(at(200, minuteY(12 * 60 + 45)));
-    ASSERT_TRUE(Desktop::waitFor([&] { return shot().divider(-1).value_or(0) > 300; }, 3000));
-    desk.click(at(20, 560 - 21));
-    EXPECT_EQ(savedBlocks(0).size(), 0) << "Delete did not remove the block";
 
     // Statistics… opens its own window.
     ASSERT_NO_FATAL_FAILURE(chooseOption(u"Statistics…"_s));
