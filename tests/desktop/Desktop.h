@@ -66,13 +66,9 @@ public:
 
     // ---- what is on the screen ----
 
-    struct Window {
-        xcb_window_t id;
-        QRect rect;
-    };
     // Mapped top-level windows, bottom to top.
-    QList<Window> windows() const {
-        QList<Window> found;
+    QList<QRect> windows() const {
+        QList<QRect> found;
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
         Reply<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(m_x, xcb_query_tree(m_x, screen->root), nullptr));
@@ -85,21 +81,21 @@ public:
             Reply<xcb_get_geometry_reply_t> geo(
                 xcb_get_geometry_reply(m_x, xcb_get_geometry(m_x, children[i]), nullptr));
             if (attrs && geo && attrs->map_state == XCB_MAP_STATE_VIEWABLE)
-                found << Window{children[i], QRect(geo->x, geo->y, geo->width, geo->height)};
+                found << QRect(geo->x, geo->y, geo->width, geo->height);
         }
         return found;
     }
     std::optional<QRect> panel() const {
-        for (const Window& w : windows())
-            if (w.rect.size() == panelSize)
-                return w.rect;
+        for (const QRect& w : windows())
+            if (w.size() == panelSize)
+                return w;
         return std::nullopt;
     }
     // trayer's panel: the top-level window on the top edge 24 pixels high.
     std::optional<QRect> trayRect() const {
-        for (const Window& w : windows())
-            if (w.rect.top() == 0 && w.rect.height() == 24 && w.rect.right() == 799)
-                return w.rect;
+        for (const QRect& w : windows())
+            if (w.top() == 0 && w.height() == 24 && w.right() == 799)
+                return w;
         return std::nullopt;
     }
     // trayer is 2 pixels wide while empty and grows by a 24-pixel slot per icon.
@@ -110,10 +106,10 @@ public:
     // Top-level windows that are neither the panel nor trayer's (menus, popovers, tooltips).
     QList<QRect> popups() const {
         QList<QRect> found;
-        for (const Window& w : windows())
-            if (w.rect.size() != panelSize && w.rect != trayRect() && w.rect.width() > 4 &&
-                w.rect.height() > 4 && w.rect != QRect(0, 0, 800, 600))
-                found << w.rect;
+        for (const QRect& w : windows())
+            if (w.size() != panelSize && w != trayRect() && w.width() > 4 && w.height() > 4 &&
+                w != QRect(0, 0, 800, 600))
+                found << w;
         return found;
     }
 

@@ -152,10 +152,8 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
 
     // Refreshes that change nothing the tooltip shows (the heartbeat, a block added for later)
     // send it no new tooltip; the block starting at 11:00 sends one.
-    QProcess add;
-    add.setProcessEnvironment(session.environment());
-    add.start(binary, {u"add"_s, u"Later"_s, u"--at"_s, u"15:00"_s});
-    EXPECT_TRUE(add.waitForFinished(10000) && add.exitCode() == 0);
+    EXPECT_EQ(session.Session::run(binary, {u"add"_s, u"Later"_s, u"--at"_s, u"15:00"_s}).exitCode,
+              0);
     ASSERT_TRUE(QTest::qWaitFor([&] { return program.elapsed() > 10000; }, 15000));
     EXPECT_EQ(watcher.toolTipChanges, 0);
     EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip() == u"Write"_s; }, 45000));
