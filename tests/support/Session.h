@@ -122,9 +122,11 @@ public:
     // Returns what did not start, or nothing. From here on the program picks its platform
     // itself, as on a desktop.
     QString start(bool withNotificationDaemon) {
-        QProcess& x = spawn(QStringLiteral("Xvfb"), QStringLiteral("-displayfd 1 -nolisten tcp "
-                                                                   "-screen 0 800x600x24")
-                                                        .split(u' '));
+        QProcess& x = spawn(QStringLiteral("Xvfb"),
+                            QStringLiteral("-displayfd 1 -nolisten tcp "
+                                           "-screen 0 800x600x24")
+                                .split(u' '),
+                            true);
         const QByteArray display = firstLine(x);
         if (display.isEmpty())
             return QStringLiteral("Xvfb did not start: ") + x.errorString();
@@ -144,7 +146,8 @@ public:
         m_address =
             firstLine(spawn(QStringLiteral("dbus-daemon"),
                             {QStringLiteral("--config-file=") + conf.fileName(),
-                             QStringLiteral("--nofork"), QStringLiteral("--print-address=1")}));
+                             QStringLiteral("--nofork"), QStringLiteral("--print-address=1")},
+                            true));
         if (m_address.isEmpty())
             return QStringLiteral("dbus-daemon did not start");
         m_env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromLatin1(m_address));
@@ -164,12 +167,14 @@ public:
         return {};
     }
 
-    // A helper on the session (a tray, a daemon), ended with it. Its output goes nowhere but
-    // the first line, which firstLine() reads.
-    QProcess& spawn(const QString& program, const QStringList& args) {
+    // A helper on the session (a tray, a daemon), ended with it. Its output goes nowhere, but
+    // for the standard output of one whose first line is read: nothing drains a pipe.
+    QProcess& spawn(const QString& program, const QStringList& args, bool firstLineRead = false) {
         auto p = std::make_unique<QProcess>();
         p->setProcessEnvironment(m_env);
         p->setStandardErrorFile(QProcess::nullDevice());
+        if (!firstLineRead)
+            p->setStandardOutputFile(QProcess::nullDevice());
         p->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
         p->start(program, args);
         m_processes.push_back(std::move(p));
