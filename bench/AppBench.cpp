@@ -5,7 +5,7 @@
 #include "model/JsonCodec.h"
 #include "model/TimeMath.h"
 #include "support/FakeTrayHost.h"
-#include "support/FirstLine.h"
+#include "support/Session.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -20,13 +20,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <vector>
 
 using namespace quillmere;
@@ -44,75 +41,15 @@ QString binDir() {
     return QCoreApplication::applicationDirPath();
 }
 
-using quillmere::test::firstLine;
-
-// An X server, a session bus and a tray host on it, shared by every run; this process answers
-// the host's side, so it keeps its event loop turning while a program starts.
-struct TraySession {
-    QTemporaryDir dir;
-    std::vector<std::unique_ptr<QProcess>> processes;
-    QString display;
-    QString address;
-    std::unique_ptr<quillmere::test::FakeWatcher> watcher;
-
-    QProcess& spawn(const QString& program, const QStringList& args) {
-        auto p = std::make_unique<QProcess>();
-        p->setStandardErrorFile(QProcess::nullDevice());
-        p->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
-        p->start(program, args);
-        processes.push_back(std::move(p));
-        return *processes.back();
-    }
-
-    bool start() {
-        const QByteArray number = firstLine(
-            spawn(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                                           QStringLiteral("-nolisten"), QStringLiteral("tcp")}));
-        if (number.isEmpty())
-            return false;
-        display = QLatin1Char(':') + QString::fromLatin1(number);
-        QFile conf(dir.filePath(QStringLiteral("bus.conf")));
-        if (!conf.open(QIODevice::WriteOnly))
-            return false;
-        conf.write(
-            "<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(dir.path()) +
-            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-            "<allow send_destination=\"*\" eavesdrop=\"true\"/>"
-            "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n");
-        conf.close();
-        address = QString::fromLatin1(
-            firstLine(spawn(QStringLiteral("dbus-daemon"),
-                            {QStringLiteral("--config-file=") + conf.fileName(),
-                             QStringLiteral("--nofork"), QStringLiteral("--print-address=1")})));
-        if (address.isEmpty())
-            return false;
-        QDBusConnection host = QDBusConnection::connectToBus(address, QStringLiteral("tray-host"));
-        watcher = std::make_unique<quillmere::test::FakeWatcher>();
-        return host.isConnected() && watcher->publish(host);
-    }
-
-    ~TraySession() {
-        watcher.reset();
-        QDBusConnection::disconnectFromBus(QStringLiteral("tray-host"));
-        for (auto it = processes.rbegin(); it != processes.rend(); ++it) {
-            (*it)->kill();
-            (*it)->waitForFinished(2000);
-        }
-    }
-};
-
-TraySession* session = nullptr;
+// An X server and a session bus (the tests' session) with a tray host on it, shared by every
+// run; this process answers the host's side, so it keeps its event loop turning while a
+// program starts.
+quillmere::test::Session* session = nullptr;
 
 QProcessEnvironment environment(const QString& home) {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    env.insert(QStringLiteral("DISPLAY"), session->display);
-    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), session->address);
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), home);
-    env.insert(QStringLiteral("XDG_DATA_HOME"), home);
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), home);
-    env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+    QProcessEnvironment env = session->environment();
+    for (const char* name : {"XDG_RUNTIME_DIR", "XDG_DATA_HOME", "XDG_CONFIG_HOME"})
+        env.insert(QString::fromLatin1(name), home);
     return env;
 }
 
@@ -317,18 +254,25 @@ void profileStartUps(const QString& folder) {
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
-    TraySession traySession;
-    if (!traySession.start()) {
-        std::fprintf(stderr, "app bench: no X server or session bus\n");
+    quillmere::test::Session traySession;
+    if (const QString failed = traySession.start(false); !failed.isEmpty()) {
+        std::fprintf(stderr, "app bench: %s\n", qPrintable(failed));
         return 1;
     }
     session = &traySession;
+    QDBusConnection host = QDBusConnection::connectToBus(QString::fromLatin1(traySession.address()),
+                                                         QStringLiteral("tray-host"));
+    quillmere::test::FakeWatcher watcher;
+    if (!host.isConnected() || !watcher.publish(host)) {
+        std::fprintf(stderr, "app bench: no tray host\n");
+        return 1;
+    }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     // Every start of either program registers its icon with the host: else the figures are
     // those of a start without a tray.
     std::printf("\ntray items registered with the host: %lld\n",
-                static_cast<long long>(traySession.watcher->items().size()));
+                static_cast<long long>(watcher.items().size()));
     if (const QString folder = qEnvironmentVariable("QUILLMERE_START_PROFILE"); !folder.isEmpty())
         profileStartUps(folder);
     std::printf("FIGURE cold_start_vs_bare_tray %.2f\n", startRatio);

@@ -7,24 +7,18 @@
 // QUILLMERE_WAKEUP_SECONDS shortens the measured stretch (default 60 s).
 
 #include "model/JsonCodec.h"
-#include "support/FirstLine.h"
+#include "support/Session.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QThread>
-
-#include <signal.h>
-#include <sys/prctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
-#include <memory>
 #include <optional>
 #include <vector>
 
@@ -33,50 +27,6 @@ using namespace quillmere;
 namespace {
 
 constexpr int settleSeconds = 15;
-
-QProcess* spawn(std::vector<std::unique_ptr<QProcess>>& all, const QProcessEnvironment& env,
-                const QString& program, const QStringList& args) {
-    auto p = std::make_unique<QProcess>();
-    p->setProcessEnvironment(env);
-    p->setStandardErrorFile(QProcess::nullDevice());
-    p->setChildProcessModifier([] {
-        setpgid(0, 0);
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-    });
-    p->start(program, args);
-    all.push_back(std::move(p));
-    return all.back().get();
-}
-
-using quillmere::test::firstLine;
-
-// An X server and a tray host on it: with a tray the program keeps its panel closed.
-struct Desktop {
-    std::vector<std::unique_ptr<QProcess>> processes;
-    QString display;
-
-    bool start() {
-        QProcess* x =
-            spawn(processes, QProcessEnvironment::systemEnvironment(), QStringLiteral("Xvfb"),
-                  {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"),
-                   QStringLiteral("tcp")});
-        const QByteArray number = firstLine(*x);
-        if (number.isEmpty())
-            return false;
-        display = QLatin1Char(':') + QString::fromLatin1(number);
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("DISPLAY"), display);
-        spawn(processes, env, QStringLiteral("trayer"), {});
-        QThread::msleep(500);
-        return true;
-    }
-    ~Desktop() {
-        for (auto it = processes.rbegin(); it != processes.rend(); ++it) {
-            kill(-static_cast<pid_t>((*it)->processId()), SIGKILL);
-            (*it)->waitForFinished(2000);
-        }
-    }
-};
 
 WorkBlock deep(Minutes start, Minutes duration) {
     return {QUuid::createUuid(),
@@ -89,77 +39,31 @@ WorkBlock deep(Minutes start, Minutes duration) {
             {}};
 }
 
-// One program on its own data, runtime folder and session bus.
+// One program on a session of the tests' own (an X server, a bus and data folders) beside an
+// XEmbed tray: with a tray the program keeps its panel closed.
 struct Program {
-    QTemporaryDir home;
-    std::vector<std::unique_ptr<QProcess>> processes;
-    QProcess* faketime = nullptr;
+    quillmere::test::Session session;
+    quillmere::test::FakeTimeProgram program;
 
-    bool start(const QString& display, const std::vector<WorkBlock>& blocks,
-               const QString& fakeStart, const QString& binary = QStringLiteral(QUILLMERE_BINARY),
+    bool start(const std::vector<WorkBlock>& blocks, const QString& fakeStart,
+               const QString& binary = QStringLiteral(QUILLMERE_BINARY),
                const QStringList& args = {}) {
-        QDir(home.path()).mkpath(QStringLiteral("data/Quillmere"));
-        QFile blocksFile(home.filePath(QStringLiteral("data/Quillmere/blocks.json")));
-        if (!blocksFile.open(QIODevice::WriteOnly))
+        if (const QString failed = session.start(false); !failed.isEmpty()) {
+            std::fprintf(stderr, "idle wake-ups: %s\n", qPrintable(failed));
             return false;
-        blocksFile.write(json::encodeList(blocks));
-        blocksFile.close();
-
-        QFile conf(home.filePath(QStringLiteral("bus.conf")));
-        if (!conf.open(QIODevice::WriteOnly))
-            return false;
-        conf.write(
-            "<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(home.path()) +
-            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-            "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-            "<allow own=\"*\"/></policy></busconfig>\n");
-        conf.close();
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        QProcess* bus = spawn(processes, env, QStringLiteral("dbus-daemon"),
-                              {QStringLiteral("--config-file=") + conf.fileName(),
-                               QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
-        const QByteArray address = firstLine(*bus);
-        if (address.isEmpty())
-            return false;
-
-        env.insert(QStringLiteral("DISPLAY"), display);
-        env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromLatin1(address));
-        env.insert(QStringLiteral("XDG_DATA_HOME"), home.filePath(QStringLiteral("data")));
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), home.path());
-        env.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral("config")));
-        env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        }
+        session.spawn(QStringLiteral("trayer"), {});
+        session.writeData(QStringLiteral("blocks.json"), json::encodeList(blocks));
         // The disk driver plays in real time, as a sound server would: a device left open
         // shows up as the wake-ups of its thread.
+        QProcessEnvironment env = session.environment();
         env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("disk"));
         env.insert(QStringLiteral("SDL_DISKAUDIOFILE"), QStringLiteral("/dev/null"));
-        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
-        env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        faketime = spawn(
-            processes, env, QStringLiteral("faketime"),
-            QStringList{QStringLiteral("-f"), QStringLiteral("@2024-03-04 ") + fakeStart, binary} +
-                args);
-        return faketime->waitForStarted(5000);
+        return program.start(env, binary, QStringLiteral("@2024-03-04 ") + fakeStart, args,
+                             QProcess::ForwardedErrorChannel);
     }
-
-    // faketime runs the program as its child.
     std::optional<pid_t> programPid() const {
-        QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(faketime->processId()));
-        if (!children.open(QIODevice::ReadOnly))
-            return std::nullopt;
-        const QList<QByteArray> ids = children.readAll().trimmed().split(' ');
-        bool ok = false;
-        const pid_t pid = ids.value(0).toInt(&ok);
-        return ok ? std::optional(pid) : std::nullopt;
-    }
-
-    ~Program() {
-        for (auto it = processes.rbegin(); it != processes.rend(); ++it) {
-            kill(-static_cast<pid_t>((*it)->processId()), SIGTERM);
-            if (!(*it)->waitForFinished(5000))
-                kill(-static_cast<pid_t>((*it)->processId()), SIGKILL);
-            (*it)->waitForFinished(2000);
-        }
+        return program.running() ? std::optional(program.pid()) : std::nullopt;
     }
 };
 
@@ -196,22 +100,17 @@ int main(int argc, char** argv) {
     const int seconds = std::max(10, qEnvironmentVariableIntValue("QUILLMERE_WAKEUP_SECONDS") > 0
                                          ? qEnvironmentVariableIntValue("QUILLMERE_WAKEUP_SECONDS")
                                          : 60);
-    Desktop desktop;
-    if (!desktop.start()) {
-        std::fprintf(stderr, "idle wake-ups: no X server\n");
-        return 1;
-    }
     // Before: a deep block later in the day, far from its reminder. After: a deep block with
     // noise, chimes and banner watching ends a few seconds after the start, and the next one
     // is hours away.
     Program bare;
     Program before;
     Program after;
-    if (!bare.start(desktop.display, {}, QStringLiteral("08:00:00"),
+    if (!bare.start({}, QStringLiteral("08:00:00"),
                     QCoreApplication::applicationDirPath() + QStringLiteral("/baseline-tray"),
                     {QStringLiteral("--stay")}) ||
-        !before.start(desktop.display, {deep(600, 60)}, QStringLiteral("08:00:00")) ||
-        !after.start(desktop.display, {deep(540, 60), deep(840, 60)}, QStringLiteral("09:59:55"))) {
+        !before.start({deep(600, 60)}, QStringLiteral("08:00:00")) ||
+        !after.start({deep(540, 60), deep(840, 60)}, QStringLiteral("09:59:55"))) {
         std::fprintf(stderr, "idle wake-ups: the program did not start\n");
         return 1;
     }

@@ -1,21 +1,14 @@
 #pragma once
 
-#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
-#include "support/TempDataDir.h"
 
 #include <QColor>
-#include <QDir>
-#include <QElapsedTimer>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRect>
 #include <QTest>
-
-#include <gtest/gtest.h>
 
 #include <xcb/xcb.h>
 
@@ -26,62 +19,37 @@
 
 namespace quillmere::test {
 
-// One desktop for one scenario: an 800 × 600 X server and a private session bus (from
-// NotificationSession, without a notification daemon), optionally an XEmbed tray (trayer),
-// the real program on a data folder of its own under a faked wall clock, and the user's
-// pointer and keyboard through XTest (xdotool).
-class Desktop {
+// One desktop for one scenario: the shared session (an 800 × 600 X server and a private bus,
+// no notification daemon), optionally an XEmbed tray (trayer), the real program on the
+// session's data folder under a faked wall clock, and the user's pointer and keyboard through
+// XTest (xdotool).
+class Desktop : public NotificationSession {
 public:
     static constexpr QSize panelSize{340, 560};
 
     Desktop() {
-        m_session.start(false);
-        m_env = m_session.environment();
-        m_env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.file(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        m_env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
-        QDir().mkpath(m_home.file(QStringLiteral("data/Quillmere")));
+        start(false);
         m_x = xcb_connect(display().toLocal8Bit().constData(), nullptr);
     }
     ~Desktop() {
         m_program.terminate();
-        if (m_trayer) {
-            m_trayer->kill();
-            m_trayer->waitForFinished(2000);
-        }
-        if (m_x)
-            xcb_disconnect(m_x);
+        xcb_disconnect(m_x);
     }
 
-    QString display() const { return m_session.environment().value(QStringLiteral("DISPLAY")); }
-    QByteArray busAddress() const { return m_session.address(); }
-    void writeData(const QString& name, const QByteArray& bytes) const {
-        m_home.write(QStringLiteral("data/Quillmere/") + name, bytes);
-    }
     QJsonObject readObject(const QString& name) const {
-        return QJsonDocument::fromJson(
-                   m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray()))
-            .object();
+        return QJsonDocument::fromJson(readData(name)).object();
     }
     QJsonArray readList(const QString& name) const {
-        return QJsonDocument::fromJson(
-                   m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray()))
-            .array();
+        return QJsonDocument::fromJson(readData(name)).array();
     }
 
     // Debian's trayer on the top edge, on the right; it grows by one 24-pixel slot per
     // embedded icon.
     void startTrayer() {
-        m_trayer = std::make_unique<QProcess>();
-        m_trayer->setProcessEnvironment(m_env);
-        m_trayer->setStandardOutputFile(QProcess::nullDevice());
-        m_trayer->setStandardErrorFile(QProcess::nullDevice());
-        m_trayer->start(QStringLiteral("trayer"),
-                        QStringLiteral("--edge top --align right --widthtype request --height 24 "
-                                       "--transparent false --SetDockType false --expand false")
-                            .split(QLatin1Char(' ')));
-        ASSERT_TRUE(m_trayer->waitForStarted(5000)) << "trayer did not start";
+        spawn(QStringLiteral("trayer"),
+              QStringLiteral("--edge top --align right --widthtype request --height 24 "
+                             "--transparent false --SetDockType false --expand false")
+                  .split(u' '));
         ASSERT_TRUE(waitFor([&] { return trayRect().has_value(); }, 10000))
             << "trayer never showed its panel";
     }
@@ -91,20 +59,16 @@ public:
     void startProgram(const QString& fakeStart, FakeTimeProgram& program) {
         const QString binary =
             qEnvironmentVariable("QUILLMERE_DESKTOP_BINARY", QStringLiteral(QUILLMERE_BINARY));
-        ASSERT_TRUE(program.start(m_env, binary, fakeStart));
+        ASSERT_TRUE(program.start(environment(), binary, fakeStart));
     }
     void startProgram(const QString& fakeStart) { startProgram(fakeStart, m_program); }
     FakeTimeProgram& program() { return m_program; }
 
     // ---- what is on the screen ----
 
-    struct Window {
-        xcb_window_t id;
-        QRect rect;
-    };
     // Mapped top-level windows, bottom to top.
-    QList<Window> windows() const {
-        QList<Window> found;
+    QList<QRect> windows() const {
+        QList<QRect> found;
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
         Reply<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(m_x, xcb_query_tree(m_x, screen->root), nullptr));
@@ -117,21 +81,21 @@ public:
             Reply<xcb_get_geometry_reply_t> geo(
                 xcb_get_geometry_reply(m_x, xcb_get_geometry(m_x, children[i]), nullptr));
             if (attrs && geo && attrs->map_state == XCB_MAP_STATE_VIEWABLE)
-                found << Window{children[i], QRect(geo->x, geo->y, geo->width, geo->height)};
+                found << QRect(geo->x, geo->y, geo->width, geo->height);
         }
         return found;
     }
     std::optional<QRect> panel() const {
-        for (const Window& w : windows())
-            if (w.rect.size() == panelSize)
-                return w.rect;
+        for (const QRect& w : windows())
+            if (w.size() == panelSize)
+                return w;
         return std::nullopt;
     }
     // trayer's panel: the top-level window on the top edge 24 pixels high.
     std::optional<QRect> trayRect() const {
-        for (const Window& w : windows())
-            if (w.rect.top() == 0 && w.rect.height() == 24 && w.rect.right() == 799)
-                return w.rect;
+        for (const QRect& w : windows())
+            if (w.top() == 0 && w.height() == 24 && w.right() == 799)
+                return w;
         return std::nullopt;
     }
     // trayer is 2 pixels wide while empty and grows by a 24-pixel slot per icon.
@@ -139,22 +103,13 @@ public:
         const std::optional<QRect> tray = trayRect();
         return tray && tray->width() >= 24;
     }
-    // Whether a window with exactly this title is mapped.
-    bool showsWindow(const QString& title) const {
-        QProcess p;
-        p.setProcessEnvironment(m_env);
-        p.start(QStringLiteral("xdotool"),
-                {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                 QStringLiteral("--name"), QLatin1Char('^') + title + QLatin1Char('$')});
-        return p.waitForFinished(10000) && p.exitCode() == 0;
-    }
     // Top-level windows that are neither the panel nor trayer's (menus, popovers, tooltips).
     QList<QRect> popups() const {
         QList<QRect> found;
-        for (const Window& w : windows())
-            if (w.rect.size() != panelSize && w.rect != trayRect() && w.rect.width() > 4 &&
-                w.rect.height() > 4 && w.rect != QRect(0, 0, 800, 600))
-                found << w.rect;
+        for (const QRect& w : windows())
+            if (w.size() != panelSize && w != trayRect() && w.width() > 4 && w.height() > 4 &&
+                w != QRect(0, 0, 800, 600))
+                found << w;
         return found;
     }
 
@@ -179,10 +134,8 @@ public:
 
     // `settleMs`: time for the program to see the event before the next one comes.
     void xdotool(const QStringList& args, int settleMs = 120) const {
-        QProcess p;
-        p.setProcessEnvironment(m_env);
-        p.start(QStringLiteral("xdotool"), args);
-        EXPECT_TRUE(p.waitForFinished(10000)) << args.join(QLatin1Char(' ')).toStdString();
+        EXPECT_EQ(Session::run(QStringLiteral("xdotool"), args).exitCode, 0)
+            << args.join(u' ').toStdString();
         QTest::qWait(settleMs);
     }
     void move(QPoint at) const {
@@ -233,12 +186,134 @@ private:
     };
     template <typename T> using Reply = std::unique_ptr<T, FreeReply>;
 
-    NotificationSession m_session;
-    TempDataDir m_home;
-    QProcessEnvironment m_env;
     xcb_connection_t* m_x = nullptr;
-    std::unique_ptr<QProcess> m_trayer;
     FakeTimeProgram m_program;
+};
+
+// A grab of the open panel, read the way the layout predicts: full-width dividers between the
+// header, the backlog tray, the timeline and the editor; the timeline's red now dot; the tint of
+// a block card. Positions are panel coordinates.
+class PanelShot {
+public:
+    // The now dot sits left of the cards, centred on x = label width + 3 + half the dot.
+    static constexpr int nowDotX = 54;
+    static constexpr qreal hourHeight = 64;
+
+    explicit PanelShot(QImage image) : m_image(std::move(image)) {}
+
+    const QImage& image() const { return m_image; }
+    QColor at(int x, int y) const { return m_image.pixelColor(x, y); }
+    QColor background() const { return at(3, 3); }
+
+    bool differs(QColor a, QColor b, int tolerance = 6) const {
+        return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) +
+                   std::abs(a.blue() - b.blue()) >
+               tolerance;
+    }
+    bool isBackground(int x, int y) const { return !differs(at(x, y), background()); }
+
+    // Rows holding a one-pixel line across the whole width.
+    QList<int> dividers() const {
+        QList<int> rows;
+        for (int y = 1; y + 1 < m_image.height(); ++y) {
+            if (isBackground(3, y) || !isBackground(3, y - 1) || !isBackground(3, y + 1))
+                continue;
+            if (!differs(at(3, y), at(m_image.width() / 2, y)) &&
+                !differs(at(3, y), at(m_image.width() - 20, y)))
+                rows << y;
+        }
+        return rows;
+    }
+    std::optional<int> divider(int index) const {
+        const QList<int> rows = dividers();
+        if (index < 0)
+            index += static_cast<int>(rows.size());
+        if (index < 0 || index >= rows.size())
+            return std::nullopt;
+        return rows[index];
+    }
+
+    static bool isNowRed(QColor c) { return c.red() > 200 && c.green() < 140 && c.blue() < 140; }
+    // The centre row of the now dot.
+    std::optional<int> nowY() const {
+        int first = -1;
+        int last = -1;
+        for (int y = 0; y < m_image.height(); ++y)
+            if (isNowRed(at(nowDotX, y))) {
+                if (first < 0)
+                    first = y;
+                last = y;
+            }
+        if (first < 0)
+            return std::nullopt;
+        return (first + last) / 2;
+    }
+    // Where a minute of today is, counted from the now dot at `nowMinutes`.
+    std::optional<int> minuteY(int minutes, int nowMinutes) const {
+        const std::optional<int> now = nowY();
+        if (!now)
+            return std::nullopt;
+        return *now + qRound((minutes - nowMinutes) * hourHeight / 60.0);
+    }
+
+    // A card's fill: the kind's colour laid thinly over the panel.
+    static bool isDeepTint(QColor c) {
+        return c.red() - c.green() > 30 && c.red() - c.blue() > 15 && !isNowRed(c);
+    }
+    // The rows of column x between top and bottom (exclusive) that a predicate accepts.
+    template <typename Pred> QList<int> rowsWhere(int x, int top, int bottom, Pred pred) const {
+        QList<int> rows;
+        for (int y = std::max(top, 0); y < std::min(bottom, m_image.height()); ++y)
+            if (pred(at(x, y)))
+                rows << y;
+        return rows;
+    }
+
+    // The editor's seven day toggles: the rows below `top` where seven discs of 14 to 20
+    // pixels stand side by side in the right half of the panel.
+    QList<QRect> dayToggles(int top) const {
+        QList<int> centreRows;
+        QList<QPair<int, int>> spans;
+        for (int y = top; y < m_image.height(); ++y) {
+            QList<QPair<int, int>> found;
+            int start = -1;
+            for (int x = m_image.width() / 2; x < m_image.width() - 2; ++x) {
+                const bool ink = !isBackground(x, y);
+                if (ink && start < 0)
+                    start = x;
+                if (!ink && start >= 0) {
+                    found << qMakePair(start, x - 1);
+                    start = -1;
+                }
+            }
+            bool small = found.size() == 7;
+            for (const auto& span : found)
+                small = small && span.second - span.first >= 13 && span.second - span.first < 20;
+            if (small) {
+                centreRows << y;
+                spans = found; // the widest row is the circles' middle
+            }
+        }
+        QList<QRect> boxes;
+        if (centreRows.isEmpty())
+            return boxes;
+        const int mid = (centreRows.first() + centreRows.last()) / 2;
+        const int half = (centreRows.last() - centreRows.first()) / 2;
+        for (const auto& span : spans)
+            boxes << QRect(span.first, mid - half, span.second - span.first + 1, 2 * half + 1);
+        return boxes;
+    }
+    // The darkest grey level inside a box.
+    int darkest(const QRect& box) const {
+        int level = 255;
+        for (int y = box.top(); y <= box.bottom(); ++y)
+            for (int x = box.left(); x <= box.right(); ++x)
+                level = std::min(level, qGray(m_image.pixel(x, y)));
+        return level;
+    }
+
+private:
+    QImage m_image;
 };
 
 } // namespace quillmere::test

@@ -1,5 +1,5 @@
-// The do-not-disturb controller against real servers on a private bus: dunst itself, a stand-in
-// of Plasma's notification server answering Inhibit/UnInhibit, and GNOME's real schema in
+// The do-not-disturb controller against servers on a private bus: a stand-in of Plasma's
+// notification server answering Inhibit/UnInhibit, and GNOME's real schema in
 // GSettings' memory backend behind a stand-in shell. Each is switched the way its user would.
 
 #include "desktop/QuietDesktop.h"
@@ -140,63 +140,16 @@ struct Desktop {
     std::function<void(bool)> userSets;
 };
 
-class DoNotDisturbTest : public ::testing::TestWithParam<const char*> {
+// A private bus, and on it, when asked, a stand-in server in a thread of its own.
+class DoNotDisturbBus : public ::testing::Test {
 protected:
     void SetUp() override {
         // Before GSettings is first used in this process.
         qputenv("GSETTINGS_BACKEND", "memory");
-        const QString server = QString::fromLatin1(GetParam());
-        ASSERT_NO_FATAL_FAILURE(m_session.start(server == u"dunst"));
+        ASSERT_NO_FATAL_FAILURE(m_session.start(false));
         m_bus =
             QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()), u"dnd-test"_s);
         ASSERT_TRUE(m_bus.isConnected());
-        if (server == u"dunst") {
-            auto dunstctl = [this](const QStringList& args) {
-                return m_session.run(u"dunstctl"_s, args);
-            };
-            m_desktop = {[=] { return dunstctl({u"is-paused"_s}) == "true"; },
-                         [=](bool on) {
-                             dunstctl({u"set-paused"_s, on ? u"true"_s : u"false"_s});
-                         }};
-            return;
-        }
-        startStandIn(server);
-        const auto withSwitch = [&](SwitchStandIn* standIn, const QString& service,
-                                    const QString& path) {
-            m_switch.reset(standIn);
-            m_switch->moveToThread(&m_thread);
-            ASSERT_TRUE(
-                m_serverBus.registerObject(path, m_switch.get(), QDBusConnection::ExportAllSlots));
-            if (!service.isEmpty()) {
-                ASSERT_TRUE(m_serverBus.registerService(service));
-            }
-            m_desktop = {[this] { return m_switch->on.load(); },
-                         [this](bool on) {
-                             // mako's user switches by mode, keeping the others.
-                             if (auto* mako = dynamic_cast<MakoStandIn*>(m_switch.get())) {
-                                 QStringList modes = mako->modes();
-                                 modes.removeAll(u"do-not-disturb"_s);
-                                 mako->SetModes(on ? modes << u"do-not-disturb"_s : modes);
-                             } else {
-                                 m_switch->on = on;
-                             }
-                         }};
-        };
-        if (server == u"SwayNotificationCenter")
-            return withSwitch(new SwayncStandIn, u"org.erikreider.swaync.cc"_s,
-                              u"/org/erikreider/swaync/cc"_s);
-        if (server == u"mako")
-            return withSwitch(new MakoStandIn, {}, u"/fr/emersion/Mako"_s);
-        if (server == u"Xfce Notify Daemon")
-            return withSwitch(new XfconfStandIn, u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s);
-        if (server == u"Plasma") {
-            m_desktop = {[this] { return m_standIn->inhibited(); },
-                         [this](bool on) { m_standIn->setUserOn(on); }};
-            return;
-        }
-        m_gnome = g_settings_new("org.gnome.desktop.notifications");
-        m_desktop = {[this] { return !g_settings_get_boolean(m_gnome, "show-banners"); },
-                     [this](bool on) { g_settings_set_boolean(m_gnome, "show-banners", !on); }};
     }
     void TearDown() override {
         if (m_gnome)
@@ -235,6 +188,53 @@ protected:
     std::unique_ptr<SwitchStandIn> m_switch;
     GSettings* m_gnome = nullptr;
     Desktop m_desktop;
+};
+
+// Each server switched the way its user would. dunst's own switch is met end to end, with the
+// real program, in focus_aids_e2e_tests.
+class DoNotDisturbTest : public DoNotDisturbBus, public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {
+        ASSERT_NO_FATAL_FAILURE(DoNotDisturbBus::SetUp());
+        const QString server = QString::fromLatin1(GetParam());
+        startStandIn(server);
+        const auto withSwitch = [&](SwitchStandIn* standIn, const QString& service,
+                                    const QString& path) {
+            m_switch.reset(standIn);
+            m_switch->moveToThread(&m_thread);
+            ASSERT_TRUE(
+                m_serverBus.registerObject(path, m_switch.get(), QDBusConnection::ExportAllSlots));
+            if (!service.isEmpty()) {
+                ASSERT_TRUE(m_serverBus.registerService(service));
+            }
+            m_desktop = {[this] { return m_switch->on.load(); },
+                         [this](bool on) {
+                             // mako's user switches by mode, keeping the others.
+                             if (auto* mako = dynamic_cast<MakoStandIn*>(m_switch.get())) {
+                                 QStringList modes = mako->modes();
+                                 modes.removeAll(u"do-not-disturb"_s);
+                                 mako->SetModes(on ? modes << u"do-not-disturb"_s : modes);
+                             } else {
+                                 m_switch->on = on;
+                             }
+                         }};
+        };
+        if (server == u"SwayNotificationCenter")
+            return withSwitch(new SwayncStandIn, u"org.erikreider.swaync.cc"_s,
+                              u"/org/erikreider/swaync/cc"_s);
+        if (server == u"mako")
+            return withSwitch(new MakoStandIn, {}, u"/fr/emersion/Mako"_s);
+        if (server == u"Xfce Notify Daemon")
+            return withSwitch(new XfconfStandIn, u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s);
+        if (server == u"Plasma") {
+            m_desktop = {[this] { return m_standIn->inhibited(); },
+                         [this](bool on) { m_standIn->setUserOn(on); }};
+            return;
+        }
+        m_gnome = g_settings_new("org.gnome.desktop.notifications");
+        m_desktop = {[this] { return !g_settings_get_boolean(m_gnome, "show-banners"); },
+                     [this](bool on) { g_settings_set_boolean(m_gnome, "show-banners", !on); }};
+    }
 };
 
 } // namespace
@@ -307,8 +307,8 @@ TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, DoNotDisturbTest,
-                         ::testing::Values("dunst", "Plasma", "gnome-shell", "Xfce Notify Daemon",
-                                           "mako", "SwayNotificationCenter"),
+                         ::testing::Values("Plasma", "gnome-shell", "Xfce Notify Daemon", "mako",
+                                           "SwayNotificationCenter"),
                          [](const auto& info) {
                              const std::string name = info.param;
                              return name.substr(0, name.find_first_of(" -"));
@@ -316,39 +316,20 @@ INSTANTIATE_TEST_SUITE_P(Servers, DoNotDisturbTest,
 
 // Without a server nothing changes and the toggle says why; a server that starts later (at
 // login, after us) is silenced on the next refresh of the same block.
-TEST(DoNotDisturb, WithoutANotificationServerNothingChangesUntilOneStarts) {
-    test::NotificationSession session;
-    ASSERT_NO_FATAL_FAILURE(session.start(false));
-    const QString address = QString::fromLatin1(session.address());
-    QDBusConnection bus = QDBusConnection::connectToBus(address, u"bare"_s);
-    test::TempDataDir folder;
-    QuietDesktop quiet(folder.path(), bus);
+TEST_F(DoNotDisturbBus, WithoutANotificationServerNothingChangesUntilOneStarts) {
+    QuietDesktop quiet(m_folder.path(), m_bus);
     quiet.silence();
     EXPECT_FALSE(quiet.isSilenced());
-    EXPECT_FALSE(folder.exists(QString(QuietDesktop::recordName)));
-    EXPECT_EQ(doNotDisturbProblemText(bus),
+    EXPECT_FALSE(recorded());
+    EXPECT_EQ(doNotDisturbProblemText(m_bus),
               u"This desktop offers no way to silence notifications."_s);
 
-    QThread thread;
-    StandInServer server(u"Plasma"_s);
-    server.moveToThread(&thread);
-    thread.start();
-    QDBusConnection serverBus = QDBusConnection::connectToBus(address, u"late-server"_s);
-    ASSERT_TRUE(serverBus.registerObject(u"/org/freedesktop/Notifications"_s, &server,
-                                         QDBusConnection::ExportAllSlots |
-                                             QDBusConnection::ExportAllProperties));
-    ASSERT_TRUE(serverBus.registerService(u"org.freedesktop.Notifications"_s));
+    ASSERT_NO_FATAL_FAILURE(startStandIn(u"Plasma"_s));
     quiet.silence();
-    EXPECT_TRUE(server.inhibited());
-    EXPECT_EQ(doNotDisturbProblemText(bus), QString());
+    EXPECT_TRUE(m_standIn->inhibited());
+    EXPECT_EQ(doNotDisturbProblemText(m_bus), QString());
     quiet.restore();
-    EXPECT_FALSE(server.inhibited());
-
-    serverBus.unregisterObject(u"/org/freedesktop/Notifications"_s);
-    QDBusConnection::disconnectFromBus(u"late-server"_s);
-    thread.quit();
-    thread.wait();
-    QDBusConnection::disconnectFromBus(u"bare"_s);
+    EXPECT_FALSE(m_standIn->inhibited());
 }
 
 #include "DoNotDisturbTest.moc"

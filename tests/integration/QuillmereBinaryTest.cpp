@@ -1,16 +1,13 @@
 #include "desktop/ApplicationId.h"
 #include "model/JsonCodec.h"
 
-#include "support/FakeTimeProgram.h"
 #include "support/Printers.h"
-#include "support/TempDataDir.h"
+#include "support/Session.h"
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -21,24 +18,13 @@
 #include <unistd.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 // Monday 2024-03-04, two seconds before 11:00 in Berlin.
-const QString fakeStart = QStringLiteral("@2024-03-04 10:59:58");
-const QString today = QStringLiteral("2024-03-04");
-
-QProcessEnvironment programEnvironment(const QString& dataHome, const QString& runtime) {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    env.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), dataHome);
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
-    env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-    for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"})
-        env.remove(QString::fromLatin1(name));
-    return env;
-}
+const QString fakeStart = u"@2024-03-04 10:59:58"_s;
+const QString today = u"2024-03-04"_s;
 
 // Every open, read, write, creation or removal inside a folder while it is watched.
 class FolderWatch {
@@ -56,7 +42,7 @@ public:
         while ((n = read(m_fd, buffer, sizeof buffer)) > 0) {
             for (char* p = buffer; p < buffer + n;) {
                 auto* e = reinterpret_cast<inotify_event*>(p);
-                names << (e->len ? QString::fromUtf8(e->name) : QStringLiteral("(folder)"));
+                names << (e->len ? QString::fromUtf8(e->name) : u"(folder)"_s);
                 p += sizeof(inotify_event) + e->len;
             }
         }
@@ -69,60 +55,33 @@ private:
 
 QString sqlite(const QString& db, const QString& query) {
     QProcess p;
-    p.start(QStringLiteral("sqlite3"), {db, query});
+    p.start(u"sqlite3"_s, {db, query});
     p.waitForFinished(5000);
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-}
-
-bool have(const QString& program) {
-    return !QStandardPaths::findExecutable(program).isEmpty();
 }
 
 } // namespace
 
 TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
-    ASSERT_TRUE(have(QStringLiteral("faketime")) && have(QStringLiteral("sqlite3")))
-        << "faketime and sqlite3 come with scripts/install-deps";
+    // Headless and without a bus: the single instance is the runtime folder's to keep.
+    test::Session home;
+    RepeatRule mondays{QUuid::createUuid(), u"Standup"_s, WorkKind::shallow, 780, 15, {2},
+                       u"2024-02-26"_s};
+    WorkBlock ending{
+        QUuid::createUuid(), u"Deep morning"_s, today, 600, 60, WorkKind::deep, {}, {}};
+    home.writeData(u"rules.json"_s, json::encodeList(std::vector<RepeatRule>{mondays}));
+    home.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{ending}));
+    auto read = [&](const QString& name) { return home.readData(name); };
 
-    test::TempDataDir home;
-    const QString data = home.file(QStringLiteral("data/Quillmere"));
-    const QString runtime = home.file(QStringLiteral("run"));
-    ASSERT_TRUE(QDir().mkpath(data));
-    ASSERT_TRUE(QDir().mkpath(runtime));
-    QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-
-    RepeatRule mondays{
-        QUuid::createUuid(),         QStringLiteral("Standup"), WorkKind::shallow, 780, 15, {2},
-        QStringLiteral("2024-02-26")};
-    WorkBlock ending{QUuid::createUuid(),
-                     QStringLiteral("Deep morning"),
-                     today,
-                     600,
-                     60,
-                     WorkKind::deep,
-                     {},
-                     {}};
-    home.write(QStringLiteral("data/Quillmere/rules.json"),
-               json::encodeList(std::vector<RepeatRule>{mondays}));
-    home.write(QStringLiteral("data/Quillmere/blocks.json"),
-               json::encodeList(std::vector<WorkBlock>{ending}));
-    auto read = [&](const QString& name) {
-        return home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray());
-    };
-
-    QElapsedTimer sinceStart;
     test::FakeTimeProgram first;
-    ASSERT_TRUE(first.start(programEnvironment(home.file(QStringLiteral("data")), runtime),
-                            QStringLiteral(QUILLMERE_BINARY), fakeStart));
-    sinceStart.start();
-    ASSERT_TRUE(first.process().waitForStarted(5000));
+    ASSERT_TRUE(first.start(home.environment(), QStringLiteral(QUILLMERE_BINARY), fakeStart));
 
     // Start-up stamps Monday's rule onto today and writes both files.
     std::vector<WorkBlock> blocks;
     std::vector<RepeatRule> rules;
-    while (sinceStart.elapsed() < 4000) {
-        blocks = json::decodeList<WorkBlock>(read(QStringLiteral("blocks.json"))).value_or(blocks);
-        rules = json::decodeList<RepeatRule>(read(QStringLiteral("rules.json"))).value_or(rules);
+    while (first.elapsed() < 4000) {
+        blocks = json::decodeList<WorkBlock>(read(u"blocks.json"_s)).value_or(blocks);
+        rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
         if (blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today)
             break;
         QThread::msleep(100);
@@ -135,36 +94,34 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     EXPECT_EQ(rules[0].lastStampedDay, today);
 
     // The block ends two seconds after start; five seconds after start it is on record.
-    QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - sinceStart.elapsed())));
-    const QString stats = data + QStringLiteral("/stats.sqlite");
-    EXPECT_EQ(sqlite(stats, QStringLiteral("SELECT id, day, start_minutes FROM confirmed_blocks")),
-              ending.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral("|") + today +
-                  QStringLiteral("|600"));
+    QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - first.elapsed())));
+    const QString stats = home.dataFile(u"stats.sqlite"_s);
+    EXPECT_EQ(sqlite(stats, u"SELECT id, day, start_minutes FROM confirmed_blocks"_s),
+              ending.id.toString(QUuid::WithoutBraces).toUpper() + u"|"_s + today + u"|600"_s);
     ASSERT_EQ(first.process().state(), QProcess::Running);
 
     // The first start also asks to come back at login, as the program that is running here.
-    const QByteArray entry =
-        home.read(QStringLiteral("data/autostart/") + applicationId + QStringLiteral(".desktop"))
-            .value_or(QByteArray());
-    EXPECT_TRUE(
-        entry.contains(QStringLiteral("\nExec=%1\n")
-                           .arg(QFileInfo(QStringLiteral(QUILLMERE_BINARY)).canonicalFilePath())
-                           .toUtf8()))
+    QFile entryFile(home.path(u"config/autostart/"_s + applicationId + u".desktop"_s));
+    ASSERT_TRUE(entryFile.open(QIODevice::ReadOnly));
+    const QByteArray entry = entryFile.readAll();
+    EXPECT_TRUE(entry.contains(
+        u"\nExec=%1\n"_s.arg(QFileInfo(QStringLiteral(QUILLMERE_BINARY)).canonicalFilePath())
+            .toUtf8()))
         << entry.toStdString();
 
     // A second start hands over to the first and leaves without touching a data file.
-    const QByteArray blocksBefore = read(QStringLiteral("blocks.json"));
-    const QByteArray rulesBefore = read(QStringLiteral("rules.json"));
-    FolderWatch watch(data);
+    const QByteArray blocksBefore = read(u"blocks.json"_s);
+    const QByteArray rulesBefore = read(u"rules.json"_s);
+    FolderWatch watch(home.dataFile(QString()));
     // The second start runs on the real clock: it must not get as far as reading any file.
     QProcess second;
-    second.setProcessEnvironment(programEnvironment(home.file(QStringLiteral("data")), runtime));
+    second.setProcessEnvironment(home.environment());
     second.start(QStringLiteral(QUILLMERE_BINARY), {});
     ASSERT_TRUE(second.waitForFinished(5000));
     EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_EQ(watch.events(), QStringList());
     EXPECT_EQ(first.process().state(), QProcess::Running);
-    EXPECT_EQ(read(QStringLiteral("blocks.json")), blocksBefore);
-    EXPECT_EQ(read(QStringLiteral("rules.json")), rulesBefore);
+    EXPECT_EQ(read(u"blocks.json"_s), blocksBefore);
+    EXPECT_EQ(read(u"rules.json"_s), rulesBefore);
 }

@@ -1,92 +1,61 @@
 #include "desktop/BusNames.h"
 #include "model/JsonCodec.h"
 
-#include "support/FakeTimeProgram.h"
 #include "support/NotificationSession.h"
 #include "support/Printers.h"
-#include "support/TempDataDir.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDate>
-#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 const QString binary = QStringLiteral(QUILLMERE_BINARY);
 // Monday 2024-03-04 in Berlin, a few seconds before nine.
-const QString fakeStart = QStringLiteral("@2024-03-04 08:59:40");
-const QString today = QStringLiteral("2024-03-04");
+const QString fakeStart = u"@2024-03-04 08:59:40"_s;
+const QString today = u"2024-03-04"_s;
 
-struct Outcome {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using Outcome = test::Session::Outcome;
 
-// The real program and its command line on a private session bus, with a data folder, a
-// runtime folder and a bus of their own.
+// The real program and its command line on a private session bus, with data, config and
+// runtime folders of their own.
 class Scripting : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_NO_FATAL_FAILURE(m_session.start(false));
-        ASSERT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("data/Quillmere"))));
-        ASSERT_TRUE(QDir().mkpath(m_home.file(QStringLiteral("run"))));
-        // Any looser and Qt falls back to a runtime folder that other tests share.
-        QFile::setPermissions(m_home.file(QStringLiteral("run")),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        m_env = m_session.environment();
-        m_env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_home.file(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home.file(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home.file(QStringLiteral("run")));
-        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        m_session.environment().insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         m_bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(
-            QString::fromLatin1(m_session.address()), QStringLiteral("scripting-test")));
+            QString::fromLatin1(m_session.address()), u"scripting-test"_s));
         ASSERT_TRUE(m_bus->isConnected());
     }
     void TearDown() override {
         m_bus.reset();
-        QDBusConnection::disconnectFromBus(QStringLiteral("scripting-test"));
+        QDBusConnection::disconnectFromBus(u"scripting-test"_s);
     }
 
-    Outcome run(const QStringList& args) {
-        QProcess p;
-        p.setProcessEnvironment(m_env);
-        p.start(binary, args);
-        EXPECT_TRUE(p.waitForFinished(10000)) << args.join(u' ').toStdString();
-        return {p.exitCode(), p.readAllStandardOutput(), p.readAllStandardError()};
+    Outcome run(const QStringList& args) const { return m_session.Session::run(binary, args); }
+    bool serviceUp() const { // generous: a loaded machine starts slowly
+        return QTest::qWaitFor(
+            [&] { return m_bus->interface()->isServiceRegistered(bus::serviceName()).value(); },
+            30000);
     }
-
-    bool serviceUp(int timeoutMs = 30000) { // generous: a loaded machine starts slowly
-        QElapsedTimer clock;
-        clock.start();
-        while (!m_bus->interface()->isServiceRegistered(bus::serviceName()))
-            if (clock.elapsed() > timeoutMs)
-                return false;
-            else
-                QThread::msleep(50);
-        return true;
-    }
-
-    QByteArray file(const QString& name) {
-        return m_home.read(QStringLiteral("data/Quillmere/") + name).value_or(QByteArray());
-    }
-    std::vector<WorkBlock> blocks() {
-        return json::decodeList<WorkBlock>(file(QStringLiteral("blocks.json")))
+    QByteArray file(const QString& name) const { return m_session.readData(name); }
+    std::vector<WorkBlock> blocks() const {
+        return json::decodeList<WorkBlock>(file(u"blocks.json"_s))
             .value_or(std::vector<WorkBlock>{});
     }
 
     test::NotificationSession m_session;
-    test::TempDataDir m_home;
-    QProcessEnvironment m_env;
     std::unique_ptr<QDBusConnection> m_bus;
 };
 
@@ -97,28 +66,20 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     std::vector<WorkBlock> allDay;
     for (int day = -1; day <= 1; ++day)
         allDay.push_back({QUuid::createUuid(),
-                          QStringLiteral("Email"),
+                          u"Email"_s,
                           QDate::currentDate().addDays(day).toString(Qt::ISODate),
                           0,
                           1440,
                           WorkKind::shallow,
                           {},
                           {}});
-    m_home.write(QStringLiteral("data/Quillmere/blocks.json"), json::encodeList(allDay));
-    const QByteArray before = file(QStringLiteral("blocks.json"));
+    m_session.writeData(u"blocks.json"_s, json::encodeList(allDay));
+    const QByteArray before = file(u"blocks.json"_s);
 
+    // Every usage error is the parser's (app_tests' CommandLine cases); the binary turns one
+    // into exit code 2 and one line, before anything else.
     for (const QStringList& args : std::vector<QStringList>{
-             {QStringLiteral("bogus")},
-             {QStringLiteral("status"), QStringLiteral("--verbose")},
-             {QStringLiteral("add")},
-             {QStringLiteral("add"), QStringLiteral(" ")},
-             {QStringLiteral("add"), QStringLiteral("x"), QStringLiteral("--at"),
-              QStringLiteral("25:00")},
-             {QStringLiteral("add"), QStringLiteral("x"), QStringLiteral("--for"),
-              QStringLiteral("90")},
-             {QStringLiteral("add"), QStringLiteral("x"), QStringLiteral("--at"),
-              QStringLiteral("23:30"), QStringLiteral("--for"), QStringLiteral("1h")},
-             {QStringLiteral("plan"), QStringLiteral("--deep")}}) {
+             {u"bogus"_s}, {u"add"_s, u"x"_s, u"--at"_s, u"23:30"_s, u"--for"_s, u"1h"_s}}) {
         SCOPED_TRACE(args.join(u' ').toStdString());
         const Outcome o = run(args);
         EXPECT_EQ(o.exitCode, 2);
@@ -127,37 +88,33 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     }
 
     // Without the program, changes are refused and status reads the files without writing.
-    for (const QStringList& args :
-         std::vector<QStringList>{{QStringLiteral("open")},
-                                  {QStringLiteral("quit")},
-                                  {QStringLiteral("add"), QStringLiteral("Email")},
-                                  {QStringLiteral("plan"), QStringLiteral("Email")}}) {
+    for (const QStringList& args : std::vector<QStringList>{
+             {u"open"_s}, {u"quit"_s}, {u"add"_s, u"Email"_s}, {u"plan"_s, u"Email"_s}}) {
         const Outcome o = run(args);
         EXPECT_EQ(o.exitCode, 1) << args.join(u' ').toStdString();
         EXPECT_TRUE(o.err.contains("not running")) << o.err.toStdString();
     }
-    const Outcome status = run({QStringLiteral("status")});
+    const Outcome status = run({u"status"_s});
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.out.startsWith("Shallow work: Email, ")) << status.out.toStdString();
     EXPECT_TRUE(status.err.contains("not running"));
-    EXPECT_EQ(file(QStringLiteral("blocks.json")), before);
-    EXPECT_FALSE(m_home.exists(QStringLiteral("data/Quillmere/planned.json")));
+    EXPECT_EQ(file(u"blocks.json"_s), before);
+    EXPECT_FALSE(QFile::exists(m_session.dataFile(u"planned.json"_s)));
 }
 
 TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
     // A shallow block runs until nine.
-    const WorkBlock email{
-        QUuid::createUuid(), QStringLiteral("Email"), today, 525, 15, WorkKind::shallow, {}, {}};
-    m_home.write(QStringLiteral("data/Quillmere/blocks.json"),
-                 json::encodeList(std::vector<WorkBlock>{email}));
+    const WorkBlock email{QUuid::createUuid(), u"Email"_s, today, 525, 15,
+                          WorkKind::shallow,   {},         {}};
+    m_session.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{email}));
     test::FakeTimeProgram program;
-    ASSERT_TRUE(program.start(m_env, binary, fakeStart));
+    ASSERT_TRUE(program.start(m_session.environment(), binary, fakeStart));
     ASSERT_TRUE(serviceUp()) << program.process().readAll().toStdString();
 
     // The interface as a script finds it.
-    const QDBusMessage introspection = m_bus->call(QDBusMessage::createMethodCall(
-        bus::serviceName(), bus::objectPath(),
-        QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect")));
+    const QDBusMessage introspection = m_bus->call(
+        QDBusMessage::createMethodCall(bus::serviceName(), bus::objectPath(),
+                                       u"org.freedesktop.DBus.Introspectable"_s, u"Introspect"_s));
     const QString xml = introspection.arguments().value(0).toString();
     for (const char* part :
          {"<method name=\"AddBlock\">", "<method name=\"AddBacklogItem\">",
@@ -169,9 +126,8 @@ TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
 
     // The feed a bar reads, on the same faked clock.
     test::FakeTimeProgram feed;
-    ASSERT_TRUE(feed.start(
-        m_env, binary, fakeStart, QProcess::SeparateChannels,
-        {QStringLiteral("status"), QStringLiteral("--json"), QStringLiteral("--follow")}));
+    ASSERT_TRUE(feed.start(m_session.environment(), binary, fakeStart,
+                           {u"status"_s, u"--json"_s, u"--follow"_s}, QProcess::SeparateChannels));
     QProcess& follow = feed.process();
     std::vector<QJsonObject> lines;
     const auto readLines = [&](int timeoutMs, auto done) {
@@ -185,48 +141,42 @@ TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
         return done();
     };
     const auto classNow = [&] {
-        return lines.empty() ? QString() : lines.back().value(QStringLiteral("class")).toString();
+        return lines.empty() ? QString() : lines.back().value(u"class"_s).toString();
     };
     ASSERT_TRUE(readLines(5000, [&] { return !lines.empty(); }));
-    EXPECT_EQ(classNow(), QStringLiteral("shallow"));
-    EXPECT_EQ(lines.back().value(QStringLiteral("text")).toString(),
-              QStringLiteral("Email · 1 m left"));
+    EXPECT_EQ(classNow(), u"shallow"_s);
+    EXPECT_EQ(lines.back().value(u"text"_s).toString(), u"Email · 1 m left"_s);
 
     // A key binding adds work: the block lands in the file and a taken time is refused.
-    EXPECT_EQ(run({QStringLiteral("add"), QStringLiteral("Write chapter"), QStringLiteral("--at"),
-                   QStringLiteral("9:00"), QStringLiteral("--for"), QStringLiteral("45m")})
-                  .exitCode,
-              0);
-    const Outcome taken = run({QStringLiteral("add"), QStringLiteral("Clash"),
-                               QStringLiteral("--at"), QStringLiteral("9:30")});
+    EXPECT_EQ(
+        run({u"add"_s, u"Write chapter"_s, u"--at"_s, u"9:00"_s, u"--for"_s, u"45m"_s}).exitCode,
+        0);
+    const Outcome taken = run({u"add"_s, u"Clash"_s, u"--at"_s, u"9:30"_s});
     EXPECT_EQ(taken.exitCode, 2);
     EXPECT_TRUE(taken.err.contains("overlaps")) << taken.err.toStdString();
-    EXPECT_EQ(
-        run({QStringLiteral("plan"), QStringLiteral(" Read paper "), QStringLiteral("--shallow")})
-            .exitCode,
-        0);
+    EXPECT_EQ(run({u"plan"_s, u" Read paper "_s, u"--shallow"_s}).exitCode, 0);
     std::vector<WorkBlock> now = blocks();
     ASSERT_EQ(now.size(), 2u);
-    EXPECT_EQ(now[1].title, QStringLiteral("Write chapter"));
+    EXPECT_EQ(now[1].title, u"Write chapter"_s);
     EXPECT_EQ(now[1].kind, WorkKind::deep);
     EXPECT_EQ(now[1].startMinutes, 540);
     EXPECT_EQ(now[1].durationMinutes, 45);
     EXPECT_EQ(now[1].day, today);
-    const auto planned = json::decodeList<PlannedBlock>(file(QStringLiteral("planned.json")));
+    const auto planned = json::decodeList<PlannedBlock>(file(u"planned.json"_s));
     ASSERT_TRUE(planned && planned->size() == 1);
-    EXPECT_EQ(planned->front().title, QStringLiteral("Read paper"));
+    EXPECT_EQ(planned->front().title, u"Read paper"_s);
     EXPECT_EQ(planned->front().kind, WorkKind::shallow);
 
     // Nine o'clock: the shallow block ends and the deep one starts, and the feed says so.
-    ASSERT_TRUE(readLines(30000, [&] { return classNow() == QStringLiteral("deep"); }))
+    ASSERT_TRUE(readLines(30000, [&] { return classNow() == u"deep"_s; }))
         << "lines seen: " << lines.size();
-    EXPECT_EQ(lines.back().value(QStringLiteral("percentage")).toInt(), 0);
-    const Outcome status = run({QStringLiteral("status")});
+    EXPECT_EQ(lines.back().value(u"percentage"_s).toInt(), 0);
+    const Outcome status = run({u"status"_s});
     EXPECT_EQ(status.out.trimmed(), QByteArray("Deep work: Write chapter, 45 m left"));
 
     // open hands the panel over; quit ends the program, and the feed goes on without it.
-    EXPECT_EQ(run({QStringLiteral("open")}).exitCode, 0);
-    EXPECT_EQ(run({QStringLiteral("quit")}).exitCode, 0);
+    EXPECT_EQ(run({u"open"_s}).exitCode, 0);
+    EXPECT_EQ(run({u"quit"_s}).exitCode, 0);
     EXPECT_TRUE(program.process().waitForFinished(5000));
     EXPECT_EQ(program.process().exitCode(), 0);
     EXPECT_EQ(follow.state(), QProcess::Running);
@@ -236,12 +186,12 @@ TEST_F(Scripting, TwoStartsAtOnceLeaveOneProgram) {
     QProcess first;
     QProcess second;
     for (QProcess* p : {&first, &second}) {
-        p->setProcessEnvironment(m_env);
+        p->setProcessEnvironment(m_session.environment());
         p->start(binary, {});
     }
+    ASSERT_TRUE(first.waitForStarted(5000) && second.waitForStarted(5000));
     ASSERT_TRUE(serviceUp());
     // One of them hands over and leaves; the other stays and is the one on the bus.
-    ASSERT_TRUE(first.waitForStarted(5000) && second.waitForStarted(5000));
     QElapsedTimer clock;
     clock.start();
     while (first.state() == QProcess::Running && second.state() == QProcess::Running &&
@@ -256,6 +206,6 @@ TEST_F(Scripting, TwoStartsAtOnceLeaveOneProgram) {
     ASSERT_EQ(stays.state(), QProcess::Running);
     EXPECT_EQ(m_bus->interface()->servicePid(bus::serviceName()).value(),
               static_cast<uint>(stays.processId()));
-    EXPECT_EQ(run({QStringLiteral("quit")}).exitCode, 0);
+    EXPECT_EQ(run({u"quit"_s}).exitCode, 0);
     EXPECT_TRUE(stays.waitForFinished(5000));
 }

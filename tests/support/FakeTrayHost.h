@@ -7,7 +7,8 @@
 namespace quillmere::test {
 
 // The part of a desktop's StatusNotifierItem host that the program talks to: the watcher that
-// items register with.
+// items register with, and the host's ear for an item's tooltip, which it redraws on each
+// NewToolTip.
 class FakeWatcher final : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
@@ -29,8 +30,18 @@ public:
                bus.registerService(service());
     }
 
+    bool countToolTips(QDBusConnection& bus, const QString& item) {
+        return bus.connect(item, QStringLiteral("/StatusNotifierItem"),
+                           QStringLiteral("org.kde.StatusNotifierItem"),
+                           QStringLiteral("NewToolTip"), this, SLOT(toolTipChanged()));
+    }
+    int toolTipChanges = 0;
+
 public Q_SLOTS:
     void RegisterStatusNotifierItem(const QString& service) { m_items << service; }
+
+private Q_SLOTS:
+    void toolTipChanged() { ++toolTipChanges; }
 
 private:
     QStringList m_items;

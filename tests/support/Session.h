@@ -1,0 +1,243 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace quillmere::test {
+
+// The first line a started helper prints (Xvfb's display, dbus-daemon's address), or nothing
+// when it does not start or says nothing within ten seconds.
+inline QByteArray firstLine(QProcess& p) {
+    if (!p.waitForStarted(5000))
+        return {};
+    QElapsedTimer clock;
+    clock.start();
+    while (!p.canReadLine() && clock.elapsed() < 10000)
+        p.waitForReadyRead(200);
+    return p.readLine().trimmed();
+}
+
+// A program started under a faked wall clock (libfaketime), in a process group of its own, so
+// ending the group never leaves anything of it behind.
+class FakeTimeProgram {
+public:
+    ~FakeTimeProgram() { terminate(); }
+
+    // `fakeStart` is libfaketime's absolute form, for example "@2024-03-04 10:30:00".
+    bool start(QProcessEnvironment env, const QString& binary, const QString& fakeStart,
+               const QStringList& args = {},
+               QProcess::ProcessChannelMode channels = QProcess::MergedChannels) {
+        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        // libfaketime is preloaded ahead of all others, which a sanitized build must allow.
+        env.insert(QStringLiteral("ASAN_OPTIONS"), env.value(QStringLiteral("ASAN_OPTIONS")) +
+                                                       QStringLiteral(":verify_asan_link_order=0"));
+        // Preloaded straight into the program rather than through the `faketime` wrapper: the
+        // wrapper names a semaphore after its own process id and fails when a killed run left
+        // one behind under a reused id.
+        env.insert(QStringLiteral("FAKETIME"), fakeStart);
+        const QString preload = env.value(QStringLiteral("LD_PRELOAD"));
+        env.insert(QStringLiteral("LD_PRELOAD"),
+                   QStringLiteral(QUILLMERE_LIBFAKETIME) +
+                       (preload.isEmpty() ? QString() : u':' + preload));
+        m_process.setProcessChannelMode(channels);
+        m_process.setChildProcessModifier([] { setpgid(0, 0); });
+        m_process.setProcessEnvironment(env);
+        m_process.start(binary, args);
+        if (!m_process.waitForStarted(5000))
+            return false;
+        m_group = static_cast<pid_t>(m_process.processId());
+        m_sinceStart.start();
+        return true;
+    }
+
+    // Ends the program as a session's end does; true when it was gone within five seconds.
+    bool terminate() { return end(SIGTERM); }
+    bool end(int signal) {
+        if (m_group <= 0) // never kill(0, …): that would be the test's own process group
+            return true;
+        kill(-m_group, signal);
+        m_process.waitForFinished(5000);
+        QElapsedTimer clock;
+        clock.start();
+        while (kill(-m_group, 0) == 0 && clock.elapsed() < 5000)
+            QThread::msleep(50);
+        const bool ended = kill(-m_group, 0) != 0;
+        kill(-m_group, SIGKILL);
+        m_group = 0;
+        return ended;
+    }
+
+    QProcess& process() { return m_process; }
+    pid_t pid() const { return static_cast<pid_t>(m_process.processId()); }
+    bool running() const { return m_process.state() == QProcess::Running; }
+    qint64 elapsed() const { return m_sinceStart.elapsed(); }
+
+private:
+    QProcess m_process;
+    pid_t m_group = 0;
+    QElapsedTimer m_sinceStart;
+};
+
+// A desktop session of its own for the real program: a data, config and runtime folder, and
+// after start() an 800 × 600 X server, a private session bus and, when asked, a real
+// notification daemon (dunst). Everything it started is killed when it goes, and with this
+// process should that die first. Without start() the program runs headless and busless.
+class Session {
+public:
+    Session() {
+        m_env = QProcessEnvironment::systemEnvironment();
+        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
+            m_env.remove(QString::fromLatin1(name));
+        m_env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        m_env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_dir.path());
+        m_env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
+        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
+        m_env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+        QDir().mkpath(dataFile(QString()));
+    }
+    ~Session() {
+        // The daemon first, then what it runs on.
+        for (auto it = m_processes.rbegin(); it != m_processes.rend(); ++it) {
+            (*it)->terminate();
+            if (!(*it)->waitForFinished(2000)) {
+                (*it)->kill();
+                (*it)->waitForFinished(2000);
+            }
+        }
+    }
+    // Returns what did not start, or nothing. From here on the program picks its platform
+    // itself, as on a desktop.
+    QString start(bool withNotificationDaemon) {
+        QProcess& x = spawn(QStringLiteral("Xvfb"),
+                            QStringLiteral("-displayfd 1 -nolisten tcp "
+                                           "-screen 0 800x600x24")
+                                .split(u' '),
+                            true);
+        const QByteArray display = firstLine(x);
+        if (display.isEmpty())
+            return QStringLiteral("Xvfb did not start: ") + x.errorString();
+        m_env.insert(QStringLiteral("DISPLAY"), u':' + QString::fromLatin1(display));
+        m_env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+
+        // A session bus without service activation, so nothing but what we start can answer.
+        QFile conf(m_dir.filePath(QStringLiteral("bus.conf")));
+        if (!conf.open(QIODevice::WriteOnly))
+            return conf.errorString();
+        conf.write(
+            "<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(m_dir.path()) +
+            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+            "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+            "<allow own=\"*\"/></policy></busconfig>\n");
+        conf.close();
+        m_address =
+            firstLine(spawn(QStringLiteral("dbus-daemon"),
+                            {QStringLiteral("--config-file=") + conf.fileName(),
+                             QStringLiteral("--nofork"), QStringLiteral("--print-address=1")},
+                            true));
+        if (m_address.isEmpty())
+            return QStringLiteral("dbus-daemon did not start");
+        m_env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromLatin1(m_address));
+        if (!withNotificationDaemon)
+            return {};
+
+        QProcess& daemon = spawn(QStringLiteral("dunst"), {});
+        if (!daemon.waitForStarted(5000))
+            return QStringLiteral("dunst did not start");
+        QElapsedTimer clock;
+        clock.start();
+        while (!notificationsOwned())
+            if (clock.elapsed() > 30000)
+                return QStringLiteral("dunst never took the notification name");
+            else
+                QThread::msleep(50);
+        return {};
+    }
+
+    // A helper on the session (a tray, a daemon), ended with it. Its output goes nowhere, but
+    // for the standard output of one whose first line is read: nothing drains a pipe.
+    QProcess& spawn(const QString& program, const QStringList& args, bool firstLineRead = false) {
+        auto p = std::make_unique<QProcess>();
+        p->setProcessEnvironment(m_env);
+        p->setStandardErrorFile(QProcess::nullDevice());
+        if (!firstLineRead)
+            p->setStandardOutputFile(QProcess::nullDevice());
+        p->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+        p->start(program, args);
+        m_processes.push_back(std::move(p));
+        return *m_processes.back();
+    }
+
+    QByteArray address() const { return m_address; }
+    QString display() const { return m_env.value(QStringLiteral("DISPLAY")); }
+    // What the program and its clients run with on this session.
+    QProcessEnvironment environment() const { return m_env; }
+    QProcessEnvironment& environment() { return m_env; }
+
+    // The program's own data folder, XDG_DATA_HOME/Quillmere.
+    QString dataFile(const QString& name) const {
+        return m_dir.filePath(QStringLiteral("data/Quillmere/") + name);
+    }
+    void writeData(const QString& name, const QByteArray& bytes) const {
+        QFile f(dataFile(name));
+        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            f.write(bytes);
+    }
+    QByteArray readData(const QString& name) const {
+        QFile f(dataFile(name));
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+
+    // Runs a client on the session to its end.
+    struct Outcome {
+        int exitCode = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+    Outcome run(const QString& program, const QStringList& args) const {
+        QProcess p;
+        p.setProcessEnvironment(m_env);
+        p.start(program, args);
+        p.waitForFinished(10000);
+        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+                p.readAllStandardOutput(), p.readAllStandardError()};
+    }
+    // Whether a mapped window's name matches the (extended) regular expression.
+    bool shows(const QString& name) const {
+        return run(QStringLiteral("xdotool"),
+                   {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                    QStringLiteral("--name"), name})
+                   .exitCode == 0;
+    }
+
+private:
+    bool notificationsOwned() const {
+        return run(QStringLiteral("dbus-send"),
+                   {QStringLiteral("--session"), QStringLiteral("--print-reply"),
+                    QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
+                    QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
+                    QStringLiteral("string:org.freedesktop.Notifications")})
+            .out.contains("boolean true");
+    }
+
+    QTemporaryDir m_dir;
+    QProcessEnvironment m_env;
+    QByteArray m_address;
+    std::vector<std::unique_ptr<QProcess>> m_processes;
+};
+
+} // namespace quillmere::test
