@@ -539,12 +539,11 @@ void ScheduleView::paintGlyphs() {
     }
 }
 
-// The panel opens with the keyboard on the day, where the arrows and Tab work on the blocks;
-// Tab from there reaches the editor, Shift+Tab the header's buttons.
+// The panel opens with the keyboard on the day, wherever it was when the panel closed: the
+// arrows and Tab work on the blocks there; Tab reaches the editor, Shift+Tab the header.
 void ScheduleView::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    if (!isAncestorOf(focusWidget()))
-        m_timeline->setFocus(Qt::OtherFocusReason);
+    m_timeline->setFocus(Qt::OtherFocusReason);
 }
 
 void ScheduleView::changeEvent(QEvent* event) {
@@ -595,6 +594,8 @@ void ScheduleView::schedulePlanned(const PlannedBlock& planned) {
         refresh();
     else
         setSelectedID(block->id);
+    // As after drawing a block, the keyboard is on the day, where Return saves the draft.
+    m_timeline->setFocus(Qt::OtherFocusReason);
 }
 
 void ScheduleView::showDayFullBanner() {

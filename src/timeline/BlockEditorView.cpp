@@ -339,6 +339,8 @@ void BlockEditorView::buildButtons(QVBoxLayout* stack) {
     m_delete->setIconSize(QSize(16, 16));
     buttons->addWidget(m_delete);
     buttons->addStretch(1);
+    // Like the form's other buttons, Save takes the keyboard only from Tab.
+    m_save->setFocusPolicy(Qt::TabFocus);
     m_save->setDefault(true);
     m_save->setAutoDefault(false);
     buttons->addWidget(m_save);

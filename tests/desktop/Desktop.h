@@ -233,7 +233,11 @@ public:
         return rows[index];
     }
 
-    static bool isNowRed(QColor c) { return c.red() > 200 && c.green() < 140 && c.blue() < 140; }
+    // The now line's orange-leaning red, told apart from the crimson of deep work (whose blue
+    // outweighs its green) that fills the editor's chosen kind.
+    static bool isNowRed(QColor c) {
+        return c.red() > 200 && c.green() < 140 && c.blue() < 140 && c.green() >= c.blue();
+    }
     // The centre row of the now dot.
     std::optional<int> nowY() const {
         int first = -1;
