@@ -17,7 +17,7 @@ inline QColor secondaryColor(const QPalette& palette, qreal opacity = 1.0) {
 // that it keeps 3:1 against either.
 inline QColor destructiveRed(const QPalette& palette) {
     return palette.color(QPalette::Window).lightnessF() < 0.5 ? QColor(0xFF, 0x45, 0x3A)
-                                                               : QColor(0xD7, 0x00, 0x15);
+                                                              : QColor(0xD7, 0x00, 0x15);
 }
 
 } // namespace quillmere::ui
