@@ -4,6 +4,8 @@
 // tooltip follow the running block, and opens its panel when asked or the item is activated.
 
 #include "model/JsonCodec.h"
+#include "ui/ColorScheme.h"
+#include "ui/KindColors.h"
 
 #include "support/FakeTrayHost.h"
 #include "support/NotificationSession.h"
@@ -160,4 +162,60 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
     QTest::qWait(1000);
     EXPECT_EQ(watcher.toolTipChanges, 1);
     EXPECT_TRUE(program.running());
+}
+
+// With nothing running the tray shows an outline: by its symbolic name where that is
+// installed (a host tints it to suit its bar), else drawn in a colour that stands out on the
+// desktop's bar: light on GNOME's top bar, dark in both schemes, the palette's text colour
+// elsewhere (this program's own palette here, a light one). The kinds' bars stand out on dark
+// and light bars alike.
+TEST(QuillmereTray, TheIdleOutlineIsNamedOrDrawnToStandOutOnTheBar) {
+    const QColor darkBar(0x1d, 0x1d, 0x1d);
+    const QColor lightBar(0xf0, 0xf0, 0xf0);
+    const struct {
+        const char* desktop;
+        bool installed;
+        QColor bar;
+    } cases[] = {{"GNOME", true, {}}, {"GNOME", false, darkBar}, {"XFCE", false, lightBar}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.desktop) + (c.installed ? " with the symbol" : ""));
+        test::NotificationSession session;
+        ASSERT_NO_FATAL_FAILURE(session.start(false));
+        if (c.installed) {
+            const QString icons = session.path(u"data/icons/hicolor/symbolic/apps"_s);
+            ASSERT_TRUE(QDir().mkpath(icons));
+            QFile(icons + u"/org.quillmere.Quillmere-symbolic.svg"_s).open(QIODevice::WriteOnly);
+        }
+        // A connection of its own per session: a name already used is the old bus's.
+        QDBusConnection host = QDBusConnection::connectToBus(
+            QString::fromLatin1(session.address()),
+            u"host-"_s + QString::fromLatin1(c.desktop) + QString::number(c.installed));
+        test::FakeWatcher watcher;
+        ASSERT_TRUE(watcher.publish(host));
+        QProcessEnvironment env = session.environment();
+        env.insert(u"XDG_CURRENT_DESKTOP"_s, QString::fromLatin1(c.desktop));
+        test::FakeTimeProgram program;
+        ASSERT_TRUE(
+            program.start(env, QStringLiteral(QUILLMERE_BINARY), u"@2024-03-04 08:00:00"_s));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !watcher.items().isEmpty(); }, 10000));
+        const QString item = watcher.items().first();
+        const QString name = itemProperty(host, item, u"IconName"_s).toString();
+        if (c.installed) {
+            EXPECT_EQ(name, u"org.quillmere.Quillmere-symbolic"_s);
+            continue;
+        }
+        EXPECT_EQ(name, QString());
+        const QImage icon =
+            largestPixmap(itemProperty(host, item, u"IconPixmap"_s).value<QDBusArgument>());
+        ASSERT_FALSE(icon.isNull());
+        QColor ink(Qt::transparent);
+        for (int x = 0; x < icon.width(); ++x)
+            if (icon.pixelColor(x, icon.height() / 2).alpha() > ink.alpha())
+                ink = icon.pixelColor(x, icon.height() / 2);
+        ink.setAlpha(255);
+        EXPECT_GE(ui::contrastRatio(ink, c.bar), 4.5) << ink.name().toStdString();
+    }
+    for (const WorkKind kind : allWorkKinds)
+        for (const QColor& bar : {darkBar, lightBar})
+            EXPECT_GE(ui::contrastRatio(ui::kindColor(kind), bar), 3.0);
 }
