@@ -6,7 +6,6 @@
 #include "focus/NudgeTexts.h"
 #include "focus/NudgeView.h"
 #include "focus/RealFocusAids.h"
-#include "focus/ReminderNudge.h"
 #include "ui/KindColors.h"
 
 #include "support/FakeWallClock.h"
@@ -50,19 +49,16 @@ WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& t
     return {QUuid::createUuid(), title, u"2024-03-04"_s, start, duration, kind, {}, {}};
 }
 
-bool cardUp(NudgeCard& card) {
-    return card.panel() && card.panel()->isVisible();
-}
-
-// The card's title and detail, as one line.
-QString shown(NudgeCard& card) {
-    return card.model().title() + u'|' + card.model().detail();
-}
-
+const QString deep = ui::kindColor(WorkKind::deep).name();
+const QString shallow = ui::kindColor(WorkKind::shallow).name();
+const auto cardUp = [](NudgeCard& card) { return card.panel() && card.panel()->isVisible(); };
+// The card's title, detail and accent, as one line.
+const auto shown = [](NudgeCard& card) -> QString {
+    return card.model().title() + u'|' + card.model().detail() + u'|' +
+           card.model().accent().name();
+};
 // Blanks the card's title so the next show is seen even when it repeats the same words.
-void forget(NudgeCard& card) {
-    card.model().setTitle(QString());
-}
+const auto forget = [](NudgeCard& card) { card.model().setTitle(QString()); };
 
 // The aids as the shell makes them, on a faked clock and banners the test scripts.
 struct RealAids : testing::Test {
@@ -85,40 +81,38 @@ TEST_F(RealAids, TheFocusNudgeComesOnlyWhenABannerAppears) {
     aids.watchBanners(block(540, 65, WorkKind::deep));
     FocusNudge& nudge = *aids.focusNudge();
     NudgeCard& card = *aids.nudgeCard();
+    // Polls while the banner is up or down.
+    const auto poll = [&](bool present, int times = 1) {
+        banners->present = present;
+        for (int i = 0; i < times; ++i)
+            nudge.poll();
+    };
     // A banner goes away and a new one appears.
     const auto newBanner = [&] {
         forget(card);
-        banners->present = false;
-        nudge.poll();
-        banners->present = true;
-        nudge.poll();
+        poll(false);
+        poll(true);
     };
-
     EXPECT_TRUE(nudge.isWatching());
-    for (int i = 0; i < 3; ++i)
-        nudge.poll();
+    poll(true, 3);
     EXPECT_EQ(card.panel(), nullptr);
 
     newBanner();
     ASSERT_TRUE(cardUp(card));
-    EXPECT_EQ(shown(card), u"Stay focused|1 h 5 m left in Deep Work"_s);
-    EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::deep));
+    EXPECT_EQ(shown(card), u"Stay focused|1 h 5 m left in Deep Work|"_s + deep);
 
-    // A banner that stays gives no second nudge.
+    // A banner that stays gives no second nudge, however long it stays.
     forget(card);
-    for (int i = 0; i < 10; ++i) {
-        clock.advanceSecs(60);
-        nudge.poll();
-    }
+    clock.advanceSecs(600);
+    poll(true, 10);
     EXPECT_EQ(card.model().title(), QString());
 
     // A second watch swaps the block but keeps the edge state: the banner still up is old news.
     nudge.watch(block(540, 30, WorkKind::shallow, u"Inbox"_s));
-    nudge.poll();
+    poll(true);
     EXPECT_EQ(card.model().title(), QString());
     newBanner();
-    EXPECT_EQ(shown(card), u"Stay focused|20 m left in Inbox"_s); // it is 9:10
-    EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
+    EXPECT_EQ(shown(card), u"Stay focused|20 m left in Inbox|"_s + shallow); // it is 9:10
 
     // Past the end nothing is left, rather than a negative time.
     clock.set(QDate(2024, 3, 4), QTime(11, 15));
@@ -132,47 +126,36 @@ TEST_F(RealAids, TheFocusNudgeComesOnlyWhenABannerAppears) {
     EXPECT_EQ(card.model().title(), QString());
 }
 
-TEST(ReminderNudge, AnnouncesEachStartOnceWithItsTimes) {
-    NudgeCard card;
-    ReminderNudge reminder(card);
-    WorkBlock titled = block(540, 90, WorkKind::deep, u"Write report"_s);
-
-    reminder.offer(titled, 535);
-    EXPECT_EQ(shown(card), u"Deep Work in 5 m|Write report  ·  9:00 AM – 10:30 AM"_s);
-    EXPECT_EQ(card.model().accent(), ui::crimson());
-    forget(card);
-    reminder.offer(titled, 536);
-    EXPECT_EQ(card.model().title(), QString());
-
-    // A start that moved is a new start.
-    titled.startMinutes = 570;
-    reminder.offer(titled, 566);
-    EXPECT_EQ(shown(card), u"Deep Work in 4 m|Write report  ·  9:30 AM – 11:00 AM"_s);
-    titled.startMinutes = 540;
-    reminder.offer(titled, 542); // offered late: the minutes are not clamped
-    EXPECT_EQ(card.model().title(), u"Deep Work in -2 m"_s);
-
-    reminder.offer(block(780, 45, WorkKind::shallow), 775);
-    EXPECT_EQ(shown(card), u"Shallow Work in 5 m|1:00 PM – 1:45 PM"_s);
-    EXPECT_EQ(card.model().accent(), ui::kindColor(WorkKind::shallow));
-}
-
 TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDown) {
     // Stopping or an unknown sound makes nothing.
     aids.stopNoise();
     aids.stopWatchingBanners();
     aids.playSound(u"Tink"_s);
-    EXPECT_EQ(aids.noisePlayer(), nullptr);
-    EXPECT_EQ(aids.nudgeCard(), nullptr);
-    EXPECT_EQ(aids.focusNudge(), nullptr);
+    EXPECT_EQ(std::tuple(aids.noisePlayer(), aids.nudgeCard(), aids.focusNudge()),
+              std::tuple(nullptr, nullptr, nullptr));
 
-    // Nor does an idle refresh's stop take a reminder down: it stays for its time.
-    aids.offerReminder(block(545, 60, WorkKind::deep), 540);
-    aids.stopWatchingBanners();
-    aids.stopWatchingBanners();
+    // Reminders announce each start once, with the kind, the title and the times.
+    WorkBlock titled = block(540, 90, WorkKind::deep, u"Write report"_s);
+    aids.offerReminder(titled, 535);
     NudgeCard* card = aids.nudgeCard();
     ASSERT_NE(card, nullptr);
-    EXPECT_EQ(card->model().title(), u"Deep Work in 5 m"_s);
+    EXPECT_EQ(shown(*card), u"Deep Work in 5 m|Write report  ·  9:00 AM – 10:30 AM|"_s + deep);
+    forget(*card);
+    aids.offerReminder(titled, 536);
+    EXPECT_EQ(card->model().title(), QString());
+    // A start that moved is a new start; one offered late is not clamped.
+    titled.startMinutes = 570;
+    aids.offerReminder(titled, 566);
+    EXPECT_EQ(shown(*card), u"Deep Work in 4 m|Write report  ·  9:30 AM – 11:00 AM|"_s + deep);
+    titled.startMinutes = 540;
+    aids.offerReminder(titled, 542);
+    EXPECT_EQ(card->model().title(), u"Deep Work in -2 m"_s);
+    aids.offerReminder(block(780, 45, WorkKind::shallow), 775);
+    EXPECT_EQ(shown(*card), u"Shallow Work in 5 m|1:00 PM – 1:45 PM|"_s + shallow);
+
+    // Nor does an idle refresh's stop take a reminder down: it stays for its time.
+    aids.stopWatchingBanners();
+    aids.stopWatchingBanners();
     EXPECT_EQ(aids.focusNudge(), nullptr);
     EXPECT_TRUE(card->isDismissPending());
     QTest::qWait(NudgeCard::fadeOutMs + 100);
@@ -191,7 +174,7 @@ TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDo
     banners->present = true;
     ASSERT_TRUE(QTest::qWaitFor([&] { return cardUp(*card); }, 10000));
     EXPECT_EQ(banners->asked, before + 1);
-    EXPECT_EQ(shown(*card), u"Stay focused|1 h 5 m left in Deep Work"_s);
+    EXPECT_EQ(shown(*card), u"Stay focused|1 h 5 m left in Deep Work|"_s + deep);
 
     // The shell's anchor reaches the card even when set after the card exists.
     aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
@@ -211,41 +194,38 @@ TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
 
     ScriptedSilencer silencer;
     aids.setSilencer(&silencer);
-    const WorkBlock deep = block(540, 60, WorkKind::deep, u"Write"_s);
+    const WorkBlock write = block(540, 60, WorkKind::deep, u"Write"_s);
 
     // Whether the desktop could hold anything back decides whether a card follows.
     for (bool canSilence : {true, false}) {
         SCOPED_TRACE(canSilence);
         silencer.canSilence = canSilence;
-        aids.watchBanners(deep);
+        aids.watchBanners(write);
         ASSERT_NE(banners, nullptr);
+        NudgeCard& card = *aids.nudgeCard();
         banners->arrivals = {u"Before"_s}; // came before the block: not part of it
-        aids.silenceNotifications(deep);
+        aids.silenceNotifications(write);
         banners->present = true;
         banners->arrivals += {u"Mail"_s, u"Chat"_s, u"Mail"_s};
         aids.focusNudge()->poll();
-        EXPECT_EQ(aids.nudgeCard()->model().title() == nudgeTexts::stayFocused, !canSilence);
+        EXPECT_EQ(card.model().title() == nudgeTexts::stayFocused, !canSilence);
         banners->present = false;
         aids.stopWatchingBanners();
-        forget(*aids.nudgeCard());
+        forget(card);
         aids.endSilence();
-        if (canSilence) {
-            EXPECT_EQ(shown(*aids.nudgeCard()),
-                      u"While you focused|3 notifications · Mail, Chat"_s);
-            EXPECT_EQ(aids.nudgeCard()->model().accent(), ui::crimson());
-        } else {
-            EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
-        }
+        EXPECT_EQ(canSilence ? shown(card) : card.model().title(),
+                  canSilence ? u"While you focused|3 notifications · Mail, Chat|"_s + deep
+                             : QString());
         // Refreshes after the block tell nothing again.
-        forget(*aids.nudgeCard());
+        forget(card);
         aids.endSilence();
-        EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
-        aids.nudgeCard()->dismiss();
+        EXPECT_EQ(card.model().title(), QString());
+        card.dismiss();
     }
     // A quiet block in which nothing arrived ends without a card.
     silencer.canSilence = true;
     banners->arrivals = {u"Before"_s};
-    aids.silenceNotifications(deep);
+    aids.silenceNotifications(write);
     aids.endSilence();
     EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
 }

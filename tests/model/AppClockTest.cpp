@@ -1,5 +1,4 @@
 #include "model/AppClock.h"
-#include "model/TimeMath.h"
 
 #include "support/FakeWallClock.h"
 #include "support/Printers.h"
@@ -10,28 +9,23 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
 using namespace quillmere;
-using quillmere::test::FakeWallClock;
 using namespace Qt::StringLiterals;
 
 namespace {
 
-void drainEvents() {
-    for (int i = 0; i < 5; ++i)
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-}
-
 struct ClockFixture : ::testing::Test {
     test::TzGuard tz{"Europe/Berlin"};
-    FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(9, 0, 10))};
+    test::FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(9, 0, 10))};
     int ticks = 0;
-    std::unique_ptr<AppClock> clock = [this] {
-        auto made = std::make_unique<AppClock>(wall);
-        made->setOnTick([this] { ++ticks; });
-        return made;
-    }();
+    std::unique_ptr<AppClock> clock = std::make_unique<AppClock>(wall);
+    void SetUp() override {
+        clock->setOnTick([this] { ++ticks; });
+    }
+    static void drainEvents() {
+        for (int i = 0; i < 5; ++i)
+            QCoreApplication::processEvents();
+    }
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <span>
+#include <vector>
 
 using namespace quillmere;
 using namespace quillmere::TimeMath;
@@ -32,22 +33,21 @@ TEST(TimeMath, TextsOfTimesDurationsAndHoursIncludingTheEndsOfTheDay) {
     EXPECT_EQ(rangeString(540, 630), u"9:00 AM – 10:30 AM"_s);
 }
 
-TEST(TimeMath, DayKeysAndWeekdays) {
+TEST(TimeMath, DayKeysRoundTripWeekdaysCountFromSundayAndOnlyRealDatesInTheKeyFormParse) {
     test::TzGuard tz("UTC");
-    const QDateTime monday(QDate(2024, 3, 4), QTime(12, 0));
-    EXPECT_EQ(dayKey(monday), u"2024-03-04"_s);
-    EXPECT_EQ(dayKey(QDateTime(QDate(987, 1, 2), QTime(1, 0))), u"0987-01-02"_s);
-    EXPECT_EQ(weekday(monday), 2);
-    EXPECT_EQ(weekday(QDate(2024, 3, 3)), 1); // Sunday
-    EXPECT_EQ(weekday(QDate(2024, 3, 9)), 7); // Saturday
+    for (const auto& [key, date] :
+         {std::pair{"2024-02-29", QDate(2024, 2, 29)}, std::pair{"0987-01-02", QDate(987, 1, 2)},
+          std::pair{"9999-12-31", QDate(9999, 12, 31)}}) {
+        EXPECT_EQ(dayKey(QDateTime(date, QTime(1, 0))), QString::fromLatin1(key));
+        EXPECT_EQ(dateFromDayKey(QString::fromLatin1(key)), date);
+    }
     EXPECT_EQ(startOfDay(u"2024-03-04"_s), QDateTime(QDate(2024, 3, 4), QTime(0, 0)));
     EXPECT_FALSE(startOfDay(u"yesterday"_s));
-}
-
-TEST(TimeMath, OnlyRealDatesInTheExactKeyFormParse) {
-    EXPECT_EQ(dateFromDayKey(u"2024-02-29"_s), QDate(2024, 2, 29));
-    EXPECT_EQ(dateFromDayKey(u"0987-01-02"_s), QDate(987, 1, 2));
-    EXPECT_EQ(dateFromDayKey(u"9999-12-31"_s), QDate(9999, 12, 31));
+    // Sunday, Monday (also as an instant), Saturday.
+    EXPECT_EQ((std::vector{weekday(QDate(2024, 3, 3)),
+                           weekday(QDateTime(QDate(2024, 3, 4), QTime(12, 0))),
+                           weekday(QDate(2024, 3, 9))}),
+              (std::vector{1, 2, 7}));
     for (const char* key :
          {"2023-02-29", "2024-13-01", "0000-01-01", "2024-3-4", "2024/03/04", "2024-03-04x",
           "2024-03-0x", "2024-+3-04", "+024-03-04", "2024-03- 4", ""})
