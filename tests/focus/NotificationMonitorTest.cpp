@@ -5,6 +5,7 @@
 #include "focus/SessionBus.h"
 #include "focus/X11NotificationWindows.h"
 
+#include "support/FirstLine.h"
 #include "support/NotificationSession.h"
 #include "support/Printers.h"
 
@@ -142,12 +143,10 @@ TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSay
     };
     // Calls on the bus daemon itself.
     const auto call = [&](const QStringList& args) {
-        QProcess p;
-        p.start(u"dbus-send"_s,
-                QStringList{u"--bus="_s + QString::fromLatin1(address),
-                            u"--dest=org.freedesktop.DBus"_s, u"--type=method_call"_s} +
-                    args);
-        EXPECT_TRUE(p.waitForFinished(10000));
+        return QProcess::execute(
+            u"dbus-send"_s, QStringList{u"--bus="_s + QString::fromLatin1(address),
+                                        u"--dest=org.freedesktop.DBus"_s, u"--type=method_call"_s} +
+                                args);
     };
 
     // No bus, none that could be, no X server: no banner is ever present, and nothing is said.
@@ -172,18 +171,17 @@ TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSay
     QProcess daemon;
     daemon.start(u"dbus-daemon"_s,
                  {u"--config-file="_s + config, u"--nofork"_s, u"--print-address=1"_s});
-    ASSERT_TRUE(daemon.waitForStarted(5000));
-    ASSERT_TRUE(within(10000, [&] { return daemon.canReadLine(); }));
+    ASSERT_FALSE(test::firstLine(daemon).isEmpty());
     EXPECT_EQ(sessionBusAddress(), address);
     ASSERT_TRUE(within(20000, [&] { return monitor.state() == bannerWatch::BusState::refused; }));
     EXPECT_TRUE(bannerWatch::problemText().contains(u"does not allow"_s));
 
     writePolicy({});
-    call({u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus.ReloadConfig"_s});
+    EXPECT_EQ(call({u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus.ReloadConfig"_s}), 0);
     ASSERT_TRUE(within(20000, [&] { return monitor.isMonitoring(); }));
     EXPECT_TRUE(bannerWatch::problemText().isEmpty());
     // A request seen now is a banner, whoever it was addressed to.
-    call({u"/"_s, u"org.freedesktop.Notifications.Notify"_s, u"string:Mail"_s});
+    EXPECT_EQ(call({u"/"_s, u"org.freedesktop.Notifications.Notify"_s, u"string:Mail"_s}), 0);
     EXPECT_TRUE(within(20000, [&] { return monitor.bannerPresent(); }));
 
     // When the bus goes away, so do the banners it told of.
@@ -203,9 +201,8 @@ TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSay
 TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
     test::NotificationSession session;
     const QString dunstrc = session.environment().value(u"XDG_CONFIG_HOME"_s) + u"/dunst"_s;
-    ASSERT_TRUE(QDir().mkpath(dunstrc));
     QFile rc(dunstrc + u"/dunstrc"_s);
-    ASSERT_TRUE(rc.open(QIODevice::WriteOnly));
+    ASSERT_TRUE(QDir().mkpath(dunstrc) && rc.open(QIODevice::WriteOnly));
     rc.write("[urgency_low]\ntimeout = 12\n[urgency_normal]\ntimeout = 12\n");
     rc.close();
     ASSERT_NO_FATAL_FAILURE(session.start());

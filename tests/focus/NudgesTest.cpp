@@ -253,26 +253,9 @@ TEST(NudgeFrame, SitsUnderTheAnchorOrInTheTopRightAndNeverNearAnEdge) {
         EXPECT_EQ(nudgeTargetFrame(c.height, c.anchor, c.area), c.frame) << c.name;
 }
 
-TEST(NudgeView, DrawsTheDotInTheAccentAndGrowsWithItsText) {
-    NudgeModel model;
-    model.setTitle(u"Stay focused"_s);
-    model.setDetail(u"25 m left in Deep Work"_s);
-    model.setAccent(ui::kindColor(WorkKind::shallow));
-    NudgeView view(&model);
-    const int oneLine = view.height();
-    const QPoint dot = NudgeView::dotRect(view.height()).center();
-    EXPECT_EQ(view.grab().toImage().pixelColor(dot).rgb(), ui::kindColor(WorkKind::shallow).rgb());
-    model.setAccent(ui::crimson());
-    EXPECT_EQ(view.grab().toImage().pixelColor(dot).rgb(), ui::crimson().rgb());
-
-    model.setDetail(QStringLiteral("A detail long enough that it cannot possibly fit on one line "
-                                   "of a card this narrow, so it wraps"));
-    EXPECT_GT(view.height(), oneLine);
-}
-
 // Display times are scaled down but kept long against the gaps between the steps, and every
 // timing check is a lower bound, so a slow or loaded machine only makes the test wait longer.
-TEST(NudgeCard, ShowsInPlaceForItsLatestTimeComesBackFromAFadeAndGoesOnAClick) {
+TEST(NudgeCard, ShowsInPlaceInItsAccentForItsLatestTimeComesBackFromAFadeAndGoesOnAClick) {
     constexpr double shownSeconds = 2.0;
     NudgeCard card;
     card.setAnchorProvider([] { return std::optional<QRect>(QRect(400, 0, 22, 22)); });
@@ -293,6 +276,10 @@ TEST(NudgeCard, ShowsInPlaceForItsLatestTimeComesBackFromAFadeAndGoesOnAClick) {
     EXPECT_EQ(panel->y(), expected.y() - NudgeCard::dropDistance); // it drops in from above
     ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
     EXPECT_EQ(panel->x(), 411 - 140);
+    const auto dot = [&] {
+        return panel->grab().toImage().pixel(NudgeView::dotRect(panel->height()).center());
+    };
+    EXPECT_EQ(dot(), ui::crimson().rgb());
 
     QTest::qWait(static_cast<int>(std::max<qint64>(0, 500 - sinceFirst.elapsed())));
     ASSERT_EQ(panel->cardOpacity(), 1.0) << "the machine stalled past the first show's time";
@@ -301,6 +288,8 @@ TEST(NudgeCard, ShowsInPlaceForItsLatestTimeComesBackFromAFadeAndGoesOnAClick) {
     card.show(u"Two"_s, u"second"_s, ui::kindColor(WorkKind::shallow), shownSeconds);
     EXPECT_EQ(card.model().title() + card.model().detail(), u"Twosecond"_s);
     EXPECT_EQ(panel->pos(), expected.topLeft()); // no second drop
+    EXPECT_EQ(dot(), ui::kindColor(WorkKind::shallow).rgb());
+    const int oneLine = panel->height();
 
     // The first show's time ends 1.5 s after the second show; the card stays fully up until
     // the second's runs out, and then leaves. Seen leaving and acted on with no event in
@@ -325,10 +314,14 @@ TEST(NudgeCard, ShowsInPlaceForItsLatestTimeComesBackFromAFadeAndGoesOnAClick) {
     card.show(u"Up"_s, QString(), ui::crimson(), 60);
     ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
     card.dismiss();
-    card.show(u"Still up"_s, QString(), ui::crimson(), 60);
+    card.show(u"Still up"_s,
+              u"A detail long enough that it cannot possibly fit on one line of a card this "
+              u"narrow, so it wraps"_s,
+              ui::crimson(), 60);
     ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
     QTest::qWait(NudgeCard::fadeOutMs + 100);
     EXPECT_TRUE(fullyUp());
+    EXPECT_GT(panel->height(), oneLine); // it grows with its text
     card.dismiss();
     ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
 
