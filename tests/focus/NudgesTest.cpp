@@ -63,21 +63,18 @@ const auto forget = [](NudgeCard& card) { card.model().setTitle(QString()); };
 // The aids as the shell makes them, on a faked clock and banners the test scripts.
 struct RealAids : testing::Test {
     test::FakeWallClock clock;
-    ScriptedBanners* banners = nullptr;
-    bool bannerUpAtStart = false;
-    RealFocusAids aids{clock, [this] {
-                           auto source = std::make_unique<ScriptedBanners>();
-                           source->present = bannerUpAtStart;
-                           banners = source.get();
-                           return source;
-                       }};
+    // Handed to the aids when they first need banners, and looked at by the test after.
+    std::unique_ptr<ScriptedBanners> unclaimed = std::make_unique<ScriptedBanners>();
+    ScriptedBanners* banners = unclaimed.get();
+    RealFocusAids aids{clock,
+                       [this] { return std::unique_ptr<BannerSource>(std::move(unclaimed)); }};
 };
 
 } // namespace
 
 TEST_F(RealAids, TheFocusNudgeComesOnlyWhenABannerAppears) {
     // A banner already up when watching starts is no reason to nudge.
-    bannerUpAtStart = true;
+    banners->present = true;
     aids.watchBanners(block(540, 65, WorkKind::deep));
     FocusNudge& nudge = *aids.focusNudge();
     NudgeCard& card = *aids.nudgeCard();
@@ -127,12 +124,12 @@ TEST_F(RealAids, TheFocusNudgeComesOnlyWhenABannerAppears) {
 }
 
 TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDown) {
-    // Stopping or an unknown sound makes nothing.
+    // Stopping or an unknown sound makes nothing, nor asks for banners.
     aids.stopNoise();
     aids.stopWatchingBanners();
     aids.playSound(u"Tink"_s);
-    EXPECT_EQ(std::tuple(aids.noisePlayer(), aids.nudgeCard(), aids.focusNudge()),
-              std::tuple(nullptr, nullptr, nullptr));
+    EXPECT_EQ(std::tuple(aids.noisePlayer(), aids.nudgeCard(), aids.focusNudge(), !unclaimed),
+              std::tuple(nullptr, nullptr, nullptr, false));
 
     // Reminders announce each start once, with the kind, the title and the times.
     WorkBlock titled = block(540, 90, WorkKind::deep, u"Write report"_s);
@@ -163,7 +160,6 @@ TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDo
 
     // A watch that ends takes down any card, the reminder included.
     aids.watchBanners(block(540, 65, WorkKind::deep));
-    ASSERT_NE(banners, nullptr);
     aids.stopWatchingBanners();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
 
@@ -201,7 +197,6 @@ TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
         SCOPED_TRACE(canSilence);
         silencer.canSilence = canSilence;
         aids.watchBanners(write);
-        ASSERT_NE(banners, nullptr);
         NudgeCard& card = *aids.nudgeCard();
         banners->arrivals = {u"Before"_s}; // came before the block: not part of it
         aids.silenceNotifications(write);
@@ -232,13 +227,8 @@ TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
 
 TEST(NudgeFrame, SitsUnderTheAnchorOrInTheTopRightAndNeverNearAnEdge) {
     const QRect area(100, 30, 1600, 1000); // a screen right of another, below a top panel
-    const struct {
-        const char* name;
-        int height;
-        std::optional<QRect> anchor;
-        std::optional<QRect> area;
-        QRect frame;
-    } cases[] = {
+    using Case = std::tuple<const char*, int, std::optional<QRect>, std::optional<QRect>, QRect>;
+    const Case cases[] = {
         {"top right", 70, {}, area, QRect(1700 - 24 - 280, 36, 280, 70)},
         {"under the anchor", 70, QRect(900, 0, 24, 24), area, QRect(912 - 140, 36, 280, 70)},
         {"off the left edge", 70, QRect(102, 0, 20, 20), area, QRect(100 + 8, 36, 280, 70)},
@@ -249,8 +239,8 @@ TEST(NudgeFrame, SitsUnderTheAnchorOrInTheTopRightAndNeverNearAnEdge) {
         {"no screen known", 60, {}, {}, QRect(0, 0, 280, 60)},
         {"no height", -5, {}, {}, QRect(0, 0, 280, 0)},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(nudgeTargetFrame(c.height, c.anchor, c.area), c.frame) << c.name;
+    for (const auto& [name, height, anchor, screen, frame] : cases)
+        EXPECT_EQ(nudgeTargetFrame(height, anchor, screen), frame) << name;
 }
 
 // Display times are scaled down but kept long against the gaps between the steps, and every
@@ -310,8 +300,11 @@ TEST(NudgeCard, ShowsInPlaceInItsAccentForItsLatestTimeComesBackFromAFadeAndGoes
     ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
     EXPECT_EQ(panel->cardOpacity(), 0.0);
 
-    // A show right after a dismissal, before the fade has drawn a frame, still keeps it.
+    // Hidden cards come back with a fresh drop; a show right after a dismissal, before the
+    // fade has drawn a frame, still keeps it.
     card.show(u"Up"_s, QString(), ui::crimson(), 60);
+    EXPECT_TRUE(panel->isVisible());
+    EXPECT_EQ(panel->y(), expected.y() - NudgeCard::dropDistance);
     ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
     card.dismiss();
     card.show(u"Still up"_s,
@@ -322,13 +315,6 @@ TEST(NudgeCard, ShowsInPlaceInItsAccentForItsLatestTimeComesBackFromAFadeAndGoes
     QTest::qWait(NudgeCard::fadeOutMs + 100);
     EXPECT_TRUE(fullyUp());
     EXPECT_GT(panel->height(), oneLine); // it grows with its text
-    card.dismiss();
-    ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
-
-    // Hidden cards come back with a fresh drop.
-    card.show(u"Again"_s, QString(), ui::crimson(), 60);
-    EXPECT_TRUE(panel->isVisible());
-    EXPECT_EQ(panel->y(), expected.y() - NudgeCard::dropDistance);
     card.dismiss();
     card.dismiss();
     ASSERT_TRUE(QTest::qWaitFor(hidden, 10000));
