@@ -160,8 +160,7 @@ TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSay
             EXPECT_FALSE(source->bannerPresent());
         EXPECT_EQ(monitor.state(), bannerWatch::BusState::unreachable);
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
 
     writePolicy("<deny send_destination=\"org.freedesktop.DBus\" "
                 "send_interface=\"org.freedesktop.DBus.Monitoring\"/>");

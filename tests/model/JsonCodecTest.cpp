@@ -21,10 +21,6 @@ const RepeatRule sampleRule{ruleId, u"Standup"_s, WorkKind::shallow, 540,
                             15,     {2, 3},       u"2024-03-04"_s};
 const PlannedBlock samplePlanned{blockId, u"Inbox"_s, WorkKind::deep, 1000.5, true};
 
-template <typename T> std::optional<T> decodeText(const QByteArray& text) {
-    return decode<T>(QJsonDocument::fromJson(text).object());
-}
-
 // Encodes, checks how many keys the object has, and decodes it again.
 template <typename T> void expectRoundTrip(const T& value, qsizetype keyCount) {
     const QJsonObject encoded = json::encode(value);
@@ -62,21 +58,23 @@ TEST(JsonCodec, EveryRecordRoundTripsAndLeavesAbsentOptionalKeysOut) {
 }
 
 TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysAreAccepted) {
-    EXPECT_EQ(decodeText<WorkBlock>(R"({
+    EXPECT_EQ(
+        decodeList<WorkBlock>(R"([{
         "id": "6f1d2c3b-4a59-4867-9786-a5b4c3d2e1f0", "title": "", "day": "2024-03-04",
         "startMinutes": -30, "durationMinutes": 60, "kind": "shallow",
-        "repeatRuleID": null, "createdAt": null, "colour": "green"})"),
-              (WorkBlock{blockId, {}, u"2024-03-04"_s, -30, 60, WorkKind::shallow, {}, {}}));
-    EXPECT_EQ(decodeText<RepeatRule>(R"({
+        "repeatRuleID": null, "createdAt": null, "colour": "green"}])"),
+        (std::vector{WorkBlock{blockId, {}, u"2024-03-04"_s, -30, 60, WorkKind::shallow, {}, {}}}));
+    EXPECT_EQ(
+        decodeList<RepeatRule>(R"([{
         "id": "0A1B2C3D-4E5F-4061-8273-94A5B6C7D8E9", "title": "Standup", "kind": "shallow",
-        "startMinutes": 540, "durationMinutes": 15, "weekdays": [2, 2, 3, 9]})"),
-              (RepeatRule{ruleId, u"Standup"_s, WorkKind::shallow, 540, 15, {2, 3, 9}, {}}));
+        "startMinutes": 540, "durationMinutes": 15, "weekdays": [2, 2, 3, 9]}])"),
+        (std::vector{RepeatRule{ruleId, u"Standup"_s, WorkKind::shallow, 540, 15, {2, 3, 9}, {}}}));
 
     // Files written before the later settings keys existed read as before, with their defaults.
     for (const char* later : {"}", R"(, "silenceNotifications": null})"})
-        EXPECT_EQ(decodeText<Settings>(R"({"chimesEnabled": false, "deepWorkNoise": "off",
+        EXPECT_EQ(json::decodeSettingsFile(R"({"chimesEnabled": false, "deepWorkNoise": "off",
             "noiseVolume": 0.5, "nudgesEnabled": true, "remindersEnabled": true)" +
-                                       QByteArray(later)),
+                                           QByteArray(later)),
                   (Settings{false, DeepWorkNoise::off, 0.5, true, true, false}))
             << later;
 }
