@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <span>
-#include <vector>
 
 using namespace quillmere;
 using namespace quillmere::TimeMath;
@@ -35,19 +34,20 @@ TEST(TimeMath, TextsOfTimesDurationsAndHoursIncludingTheEndsOfTheDay) {
 
 TEST(TimeMath, DayKeysRoundTripWeekdaysCountFromSundayAndOnlyRealDatesInTheKeyFormParse) {
     test::TzGuard tz("UTC");
-    for (const auto& [key, date] :
-         {std::pair{"2024-02-29", QDate(2024, 2, 29)}, std::pair{"0987-01-02", QDate(987, 1, 2)},
-          std::pair{"9999-12-31", QDate(9999, 12, 31)}}) {
-        EXPECT_EQ(dayKey(QDateTime(date, QTime(1, 0))), QString::fromLatin1(key));
-        EXPECT_EQ(dateFromDayKey(QString::fromLatin1(key)), date);
+    // Weekdays count from Sunday: 2024-03-03 is one, 2024-03-09 a Saturday.
+    const std::tuple<const char*, QDate, int> days[] = {{"2024-02-29", QDate(2024, 2, 29), 5},
+                                                        {"0987-01-02", QDate(987, 1, 2), 3},
+                                                        {"9999-12-31", QDate(9999, 12, 31), 6},
+                                                        {"2024-03-03", QDate(2024, 3, 3), 1},
+                                                        {"2024-03-09", QDate(2024, 3, 9), 7}};
+    for (const auto& [key, date, day] : days) {
+        const QDateTime instant(date, QTime(1, 0));
+        EXPECT_EQ(std::tuple(dayKey(instant), dateFromDayKey(QString::fromLatin1(key)),
+                             weekday(date), weekday(instant)),
+                  std::tuple(QString::fromLatin1(key), std::optional(date), day, day));
     }
     EXPECT_EQ(startOfDay(u"2024-03-04"_s), QDateTime(QDate(2024, 3, 4), QTime(0, 0)));
     EXPECT_FALSE(startOfDay(u"yesterday"_s));
-    // Sunday, Monday (also as an instant), Saturday.
-    EXPECT_EQ((std::vector{weekday(QDate(2024, 3, 3)),
-                           weekday(QDateTime(QDate(2024, 3, 4), QTime(12, 0))),
-                           weekday(QDate(2024, 3, 9))}),
-              (std::vector{1, 2, 7}));
     for (const char* key :
          {"2023-02-29", "2024-13-01", "0000-01-01", "2024-3-4", "2024/03/04", "2024-03-04x",
           "2024-03-0x", "2024-+3-04", "+024-03-04", "2024-03- 4", ""})
