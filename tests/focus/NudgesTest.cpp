@@ -49,13 +49,13 @@ WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& t
     return {QUuid::createUuid(), title, u"2024-03-04"_s, start, duration, kind, {}, {}};
 }
 
-const QString deep = ui::kindColor(WorkKind::deep).name();
-const QString shallow = ui::kindColor(WorkKind::shallow).name();
+const QString deep = ui::kindColor(WorkKind::deep).name(QColor::HexArgb);
+const QString shallow = ui::kindColor(WorkKind::shallow).name(QColor::HexArgb);
 const auto cardUp = [](NudgeCard& card) { return card.panel() && card.panel()->isVisible(); };
 // The card's title, detail and accent, as one line.
 const auto shown = [](NudgeCard& card) -> QString {
     return card.model().title() + u'|' + card.model().detail() + u'|' +
-           card.model().accent().name();
+           card.model().accent().name(QColor::HexArgb);
 };
 // Blanks the card's title so the next show is seen even when it repeats the same words.
 const auto forget = [](NudgeCard& card) { card.model().setTitle(QString()); };
