@@ -13,8 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <deque>
-#include <iterator>
 #include <numeric>
 #include <span>
 #include <vector>
@@ -27,32 +25,25 @@ namespace {
 
 // Hands out the words it was given, then silent words, and counts how often it was asked.
 struct ScriptedWords {
-    std::deque<std::uint32_t> words;
-    int drawn = 0;
+    std::vector<std::uint32_t> words;
+    std::size_t drawn = 0;
     std::uint32_t operator()() {
         ++drawn;
-        const std::uint32_t w = words.empty() ? SecureWordPool::silentWord : words.front();
-        if (!words.empty())
-            words.pop_front();
-        return w;
+        return drawn <= words.size() ? words[drawn - 1] : SecureWordPool::silentWord;
     }
 };
 
-bool rejected(std::uint64_t word) {
+const auto rejected = [](std::uint64_t word) {
     return static_cast<std::uint32_t>(word * whiteSteps) < rejectBelow;
-}
-
-float peakOf(std::span<const float> xs) {
-    float peak = 0;
-    for (float x : xs)
-        peak = std::max(peak, std::abs(x));
-    return peak;
-}
-
-double energyOf(std::span<const float> xs) {
+};
+const auto peakOf = [](std::span<const float> xs) {
+    return std::accumulate(xs.begin(), xs.end(), 0.0f,
+                           [](float peak, float x) { return std::max(peak, std::abs(x)); });
+};
+const auto energyOf = [](std::span<const float> xs) {
     return std::accumulate(xs.begin(), xs.end(), 0.0,
                            [](double sum, float x) { return sum + double{x} * x; });
-}
+};
 
 } // namespace
 
@@ -74,23 +65,7 @@ TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpread) 
     EXPECT_NEAR(std::sqrt(energyOf(out) / frames - mean * mean), 0.2, 0.02);
 }
 
-TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
-    SecureWordPool pool(4096);
-    pool.prepare(4096);
-    BrownNoise noise;
-    std::vector<float> first(2000);
-    noise.render(first.data(), first.size(), 1.0f, pool);
-    ASSERT_NE(noise.last, 0.0f);
-
-    const float before = noise.last;
-    // The next sample continues from the stored level: with white noise of exactly 0 (the
-    // silent word) the output is the old level leaked once.
-    ScriptedWords silent;
-    float next = 0;
-    noise.render(&next, 1, 0.5f, silent);
-    EXPECT_FLOAT_EQ(next, before / 1.02f * 3.5f * 0.5f);
-
-    // Volume scales the output but never the state.
+TEST(BrownNoise, VolumeOnlyScalesAndTheStateCarriesOver) {
     BrownNoise a;
     BrownNoise b;
     ScriptedWords wa{{1u << 30, 3u << 30, 0x12345678u, 0xdeadbeefu}};
@@ -101,19 +76,20 @@ TEST(BrownNoise, StateCarriesOverAndVolumeOnlyScales) {
     b.render(muted.data(), 4, 0.0f, wb);
     EXPECT_EQ(a.last, b.last);
     EXPECT_EQ(muted, (std::array<float, 4>{}));
+
+    // The next sample continues from the stored level: with white noise of exactly 0 (the
+    // silent word, all the script has left) the output is the old level leaked once.
+    const float before = a.last;
+    ASSERT_NE(before, 0.0f);
+    float next = 0;
+    a.render(&next, 1, 0.5f, wa);
+    EXPECT_FLOAT_EQ(next, before / 1.02f * 3.5f * 0.5f);
 }
 
 TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikely) {
-    EXPECT_EQ(whiteFromStep(0), -1.0f);
-    EXPECT_EQ(whiteFromStep(1u << 24), 1.0f);
-    EXPECT_EQ(whiteFromStep(1u << 23), 0.0f);
-    EXPECT_EQ(whiteFromStep(1), -1.0f + 0x1p-23f);
-
-    // The extreme words reach both ends.
-    ScriptedWords low{{1}};
-    EXPECT_EQ(drawStep(low), 0u);
-    ScriptedWords high{{0xffffffffu}};
-    EXPECT_EQ(drawStep(high), 1u << 24);
+    EXPECT_EQ((std::array{whiteFromStep(0), whiteFromStep(1u << 24), whiteFromStep(1u << 23),
+                          whiteFromStep(1)}),
+              (std::array{-1.0f, 1.0f, 0.0f, -1.0f + 0x1p-23f}));
 
     // 2^32 words over 2^24 + 1 steps: an unbiased draw gives each step exactly 255 accepted
     // words. Check the words around a spread of steps, including both ends.
@@ -126,38 +102,38 @@ TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikel
         EXPECT_EQ(accepted, 255) << "step " << k;
     }
 
-    // A word in the rejected stretch is skipped and the next one decides.
+    // The extreme words reach both ends; a word in the rejected stretch is skipped and the
+    // next one decides.
     ASSERT_TRUE(rejected(0));
-    ScriptedWords words{{0, 0, 0xffffffffu, 1}};
-    EXPECT_EQ(drawStep(words), 1u << 24);
-    EXPECT_EQ(words.drawn, 3);
+    for (const auto& [script, step, drawn] :
+         {std::tuple{ScriptedWords{{1}}, 0u, 1u},
+          std::tuple{ScriptedWords{{0xffffffffu}}, 1u << 24, 1u},
+          std::tuple{ScriptedWords{{0, 0, 0xffffffffu, 1}}, 1u << 24, 3u}}) {
+        ScriptedWords words = script;
+        EXPECT_EQ(std::pair(drawStep(words), words.drawn), std::pair(step, std::size_t{drawn}));
+    }
 }
 
 TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWordsAndEachPoolHasItsOwnKey) {
     SecureWordPool pool(8);
     SecureWordPool other(8);
+    // 64 secure words, sorted, are all distinct but for a one-in-ten-million chance.
     const auto draw64 = [](SecureWordPool& p) {
         p.prepare(2);
         std::vector<std::uint32_t> words(64);
-        std::generate(words.begin(), words.end(), std::ref(p));
-        std::sort(words.begin(), words.end());
+        std::ranges::generate(words, std::ref(p));
+        std::ranges::sort(words);
+        EXPECT_EQ(std::ranges::adjacent_find(words), words.end());
         return words;
     };
-    // 64 secure words are all distinct but for a one-in-ten-million chance; a second pool
-    // keyed by the kernel shares none of them but for a one-in-a-million chance.
+    // A second pool keyed by the kernel shares none of them but for a one-in-a-million chance.
     const std::vector<std::uint32_t> words = draw64(pool);
-    EXPECT_EQ(std::adjacent_find(words.begin(), words.end()), words.end());
-    std::vector<std::uint32_t> shared;
-    const std::vector<std::uint32_t> others = draw64(other);
-    std::set_intersection(words.begin(), words.end(), others.begin(), others.end(),
-                          std::back_inserter(shared));
-    EXPECT_TRUE(shared.empty());
+    EXPECT_EQ(std::ranges::find_first_of(words, draw64(other)), words.end());
 
     // Past the refills of one kernel key the stream carries on with a new key.
     for (unsigned i = 0; i <= SecureWordPool::refillsPerKernelKey; ++i)
         pool.prepare(8);
-    const std::vector<std::uint32_t> later = draw64(pool);
-    EXPECT_EQ(std::adjacent_find(later.begin(), later.end()), later.end());
+    draw64(pool);
 }
 
 TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
@@ -180,10 +156,9 @@ TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
     }
     // The two are different sounds: the glass is brighter (crosses zero more often).
     const auto crossings = [](std::span<const float> xs) {
-        int n = 0;
-        for (std::size_t i = 1; i < xs.size(); ++i)
-            n += (xs[i - 1] < 0) != (xs[i] < 0);
-        return n / static_cast<double>(xs.size());
+        return std::transform_reduce(xs.begin() + 1, xs.end(), xs.begin(), 0.0, std::plus<>(),
+                                     [](float x, float prev) { return (x < 0) != (prev < 0); }) /
+               static_cast<double>(xs.size());
     };
     EXPECT_GT(crossings(chimes::samples(u"Glass"_s)),
               2 * crossings(chimes::samples(u"Submarine"_s)));
@@ -199,8 +174,7 @@ TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
     qputenv("SDL_AUDIODRIVER", "no-such-driver");
     NoisePlayer player;
     player.play(0.5f);
-    EXPECT_FALSE(player.hasDevice());
-    EXPECT_FALSE(player.isRunning());
+    EXPECT_EQ(std::pair(player.hasDevice(), player.isRunning()), std::pair(false, false));
     test::DiskAudio disk;
     player.stop(); // nothing to stop yet
 
@@ -215,8 +189,7 @@ TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
     EXPECT_GE(disk.samples().size(), before);
     QTest::qWait(150);
     player.stop();
-    EXPECT_FALSE(player.isRunning());
-    EXPECT_FALSE(player.hasDevice());
+    EXPECT_EQ(std::pair(player.hasDevice(), player.isRunning()), std::pair(false, false));
     const std::vector<float> out = disk.samples();
     EXPECT_GT(out.size(), 4096u);
     QTest::qWait(200);

@@ -32,22 +32,22 @@ TEST(TimeMath, TextsOfTimesDurationsAndHoursIncludingTheEndsOfTheDay) {
     EXPECT_EQ(rangeString(540, 630), u"9:00 AM – 10:30 AM"_s);
 }
 
-TEST(TimeMath, DayKeysAndWeekdays) {
+TEST(TimeMath, DayKeysRoundTripWeekdaysCountFromSundayAndOnlyRealDatesInTheKeyFormParse) {
     test::TzGuard tz("UTC");
-    const QDateTime monday(QDate(2024, 3, 4), QTime(12, 0));
-    EXPECT_EQ(dayKey(monday), u"2024-03-04"_s);
-    EXPECT_EQ(dayKey(QDateTime(QDate(987, 1, 2), QTime(1, 0))), u"0987-01-02"_s);
-    EXPECT_EQ(weekday(monday), 2);
-    EXPECT_EQ(weekday(QDate(2024, 3, 3)), 1); // Sunday
-    EXPECT_EQ(weekday(QDate(2024, 3, 9)), 7); // Saturday
+    // Weekdays count from Sunday: 2024-03-03 is one, 2024-03-09 a Saturday.
+    const std::tuple<const char*, QDate, int> days[] = {{"2024-02-29", QDate(2024, 2, 29), 5},
+                                                        {"0987-01-02", QDate(987, 1, 2), 3},
+                                                        {"9999-12-31", QDate(9999, 12, 31), 6},
+                                                        {"2024-03-03", QDate(2024, 3, 3), 1},
+                                                        {"2024-03-09", QDate(2024, 3, 9), 7}};
+    for (const auto& [key, date, day] : days) {
+        const QDateTime instant(date, QTime(1, 0));
+        EXPECT_EQ(std::tuple(dayKey(instant), dateFromDayKey(QString::fromLatin1(key)),
+                             weekday(date), weekday(instant)),
+                  std::tuple(QString::fromLatin1(key), std::optional(date), day, day));
+    }
     EXPECT_EQ(startOfDay(u"2024-03-04"_s), QDateTime(QDate(2024, 3, 4), QTime(0, 0)));
     EXPECT_FALSE(startOfDay(u"yesterday"_s));
-}
-
-TEST(TimeMath, OnlyRealDatesInTheExactKeyFormParse) {
-    EXPECT_EQ(dateFromDayKey(u"2024-02-29"_s), QDate(2024, 2, 29));
-    EXPECT_EQ(dateFromDayKey(u"0987-01-02"_s), QDate(987, 1, 2));
-    EXPECT_EQ(dateFromDayKey(u"9999-12-31"_s), QDate(9999, 12, 31));
     for (const char* key :
          {"2023-02-29", "2024-13-01", "0000-01-01", "2024-3-4", "2024/03/04", "2024-03-04x",
           "2024-03-0x", "2024-+3-04", "+024-03-04", "2024-03- 4", ""})
