@@ -5,9 +5,9 @@
 #include "focus/SessionBus.h"
 #include "focus/X11NotificationWindows.h"
 
-#include "support/FirstLine.h"
 #include "support/NotificationSession.h"
 #include "support/Printers.h"
+#include "support/Session.h"
 
 #include <QDir>
 #include <QElapsedTimer>
