@@ -241,6 +241,7 @@ BlockEditorView::BlockEditorView(QWidget* parent)
     buildButtons(stack);
     saveOnReturn();
     orderTabs();
+    restyle();
     refreshControls();
 }
 
@@ -437,6 +438,12 @@ void BlockEditorView::refreshIcons() {
     const QColor trash =
         m_delete->isEnabled() ? ui::destructiveRed(pal) : ui::secondaryColor(m_delete->palette());
     m_delete->setIcon(ui::Glyphs::icon(QStringLiteral("trash"), trash));
+}
+
+// The style sheets hold colours from the palette, so they are written when it changes (and
+// once at the start), not with every edit: each one re-polishes its widget.
+void BlockEditorView::restyle() {
+    const QPalette& pal = palette();
 
     // The kind picker is a segmented track: the chosen segment filled in its kind's colour
     // with white text (at least 4.5:1 on either), the other plain, so the choice reads at a
@@ -518,8 +525,10 @@ bool BlockEditorView::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void BlockEditorView::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::PaletteChange)
+    if (event->type() == QEvent::PaletteChange) {
+        restyle();
         refreshIcons();
+    }
     QWidget::changeEvent(event);
 }
 

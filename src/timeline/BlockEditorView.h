@@ -151,6 +151,7 @@ private:
     void commit();
     void refreshControls();
     void refreshIcons();
+    void restyle();
 
     BlockEditorInput m_input;
     QLineEdit* m_title;
