@@ -1,4 +1,5 @@
 #include "store/StatsDB.h"
+#include "store/StatsQueries.h"
 
 #include "support/StoreHarness.h"
 
@@ -60,12 +61,31 @@ TEST_F(HostileEnvironment, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirL
         EXPECT_EQ(dir.read(file), QByteArray("not json")) << file.toStdString();
 }
 
-TEST_F(HostileEnvironment, ADamagedOrLockedStatisticsDatabaseStillFreezesTheEndedBlock) {
+// The statistics file may be missing, damaged or held by another writer: the record reads as
+// empty with a one-line reason, the file is left as it is, and a block that ends still freezes.
+TEST_F(HostileEnvironment, AMissingDamagedOrLockedStatisticsFileReadsEmptyAndTheEndedBlockFreezes) {
+    const QString path = dir.file(u"stats.sqlite"_s);
     const WorkBlock block = makeBlock(u"Write"_s, today, 480, 60);
     seedBlocks({block});
     wall.set(monday, QTime(9, 0, 0, 100)); // just after the block's end
-    const QByteArray garbage(4096, 'z');
+    const auto expectEmpty = [&](StatsQueries::ReadProblem problem) {
+        const StatsQueries::StatsRecord record = StatsQueries::readRecord(path, monday);
+        EXPECT_TRUE(record.confirmed.empty() && record.topTitles.empty());
+        EXPECT_EQ(record.problem, problem);
+        EXPECT_FALSE(StatsQueries::explanation(problem).isEmpty());
+        EXPECT_FALSE(StatsQueries::explanation(problem).contains(u'\n'));
+        auto rowsProblem = StatsQueries::ReadProblem::none;
+        EXPECT_TRUE(StatsQueries::readRows(path, &rowsProblem).empty());
+        EXPECT_EQ(rowsProblem, problem);
+    };
+    expectEmpty(StatsQueries::ReadProblem::missing);
+    EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
+    dir.write(u"stats.sqlite"_s, QByteArray());  // a file SQLite made no table in
+    expectEmpty(StatsQueries::ReadProblem::missing);
+
+    const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
     dir.write(u"stats.sqlite"_s, garbage);
+    expectEmpty(StatsQueries::ReadProblem::damaged);
     open();
     EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{block.id});
     EXPECT_TRUE(store->isFrozen(block));
@@ -73,20 +93,25 @@ TEST_F(HostileEnvironment, ADamagedOrLockedStatisticsDatabaseStillFreezesTheEnde
 
     // Another writer holds an exclusive transaction while the store starts and confirms.
     store.reset();
-    QFile::remove(dir.file(u"stats.sqlite"_s));
+    QFile::remove(path);
+    const auto insert = [&](WorkKind kind, Minutes duration) {
+        StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, kind, 540, duration});
+    };
+    insert(WorkKind::deep, 60);
     sqlite3* holder = nullptr;
-    ASSERT_EQ(sqlite3_open(dir.file(u"stats.sqlite"_s).toUtf8().constData(), &holder), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(holder,
-                           "CREATE TABLE other(x); BEGIN EXCLUSIVE; INSERT INTO other "
-                           "VALUES (1);",
-                           nullptr, nullptr, nullptr),
-              SQLITE_OK);
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &holder), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    expectEmpty(StatsQueries::ReadProblem::locked);
     open();
     EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
     sqlite3_exec(holder, "COMMIT;", nullptr, nullptr, nullptr);
     sqlite3_close(holder);
     store.reset();
-    EXPECT_TRUE(StatsDB(dir.file(u"stats.sqlite"_s)).confirmedIDs(today).isEmpty());
+    // Only the row from before: the confirmation was lost to the lock, and the reads left the
+    // file free for the next write.
+    EXPECT_EQ(StatsQueries::readDayMinutes(path), (StatsQueries::DayMinutes{{monday, {60, 0}}}));
+    insert(WorkKind::shallow, 30);
+    EXPECT_EQ(StatsQueries::readDayMinutes(path), (StatsQueries::DayMinutes{{monday, {60, 30}}}));
 }
 
 TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
