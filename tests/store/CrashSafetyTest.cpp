@@ -12,14 +12,13 @@ using namespace Qt::StringLiterals;
 
 TEST(CrashSafety, KillingTheProcessMidSaveNeverLeavesAMixOrAnEmptyFile) {
     TempDataDir dir;
-    const QString storm = QCoreApplication::applicationDirPath() + u"/save_storm"_s;
     QRandomGenerator random(20241122);
     // How many items each list holds after the last save known to have finished.
     std::map<QByteArray, qint64> saved{{"blocks", 0}, {"planned", 0}};
     for (int run = 0; run < 120 && !::testing::Test::HasFatalFailure(); ++run) {
         SCOPED_TRACE(run);
         QProcess process;
-        process.start(storm, {dir.path()});
+        process.start(QCoreApplication::applicationDirPath() + u"/save_storm"_s, {dir.path()});
         ASSERT_TRUE(process.waitForStarted(5000) && process.waitForReadyRead(10000));
         for (const QDeadlineTimer until(random.bounded(2, 60)); !until.hasExpired();)
             process.waitForReadyRead(1);

@@ -204,27 +204,24 @@ TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater)
     const QDateTime end = monday.addSecs(9 * 3600); // of a block from 8:00 to 9:00
     const QDateTime soon = end.addMSecs(100);
     const double endSeconds = TimeMath::referenceSeconds(end);
-    struct Case {
-        const char* label;
-        Minutes start, duration;
-        std::optional<double> createdAt;
-        QDateTime midnight, now;
-        bool due;
-    };
-    const Case cases[] = {
-        {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
-        {"at the end", 480, 60, {}, monday, end, true},
-        {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
-        {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
-        {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
-        {"created at the end", 480, 60, endSeconds, monday, soon, false},
-        {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
-        {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
-        {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
-    };
-    for (const Case& c : cases) {
-        WorkBlock block = makeBlock(u"b"_s, QString(), c.start, c.duration);
-        block.createdAt = c.createdAt;
-        EXPECT_EQ(Confirmation::isDue(block, c.midnight, c.now), c.due) << c.label;
+    // What, the block's start and length, when it was drawn, its day's midnight, now, and whether
+    // a confirmation is due.
+    const std::tuple<const char*, Minutes, Minutes, std::optional<double>, QDateTime, QDateTime,
+                     bool>
+        cases[] = {
+            {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
+            {"at the end", 480, 60, {}, monday, end, true},
+            {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
+            {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
+            {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
+            {"created at the end", 480, 60, endSeconds, monday, soon, false},
+            {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
+            {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
+            {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
+        };
+    for (const auto& [label, start, duration, createdAt, midnight, now, due] : cases) {
+        WorkBlock block = makeBlock(u"b"_s, QString(), start, duration);
+        block.createdAt = createdAt;
+        EXPECT_EQ(Confirmation::isDue(block, midnight, now), due) << label;
     }
 }

@@ -6,9 +6,7 @@ using namespace quillmere;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
-namespace {
 using Editing = StoreHarness;
-} // namespace
 
 TEST_F(Editing, TodayIsSortedAndTheStoredCopyDecidesRunningLockedAndFrozen) {
     wall.set(monday, QTime(10, 0, 10)); // too late to confirm the block that ended at 10:00
@@ -32,12 +30,11 @@ TEST_F(Editing, TodayIsSortedAndTheStoredCopyDecidesRunningLockedAndFrozen) {
     EXPECT_EQ(store->todayBlocks(), (std::vector{blocks[3], blocks[1], blocks[2], blocks[0]}));
     EXPECT_EQ(store->totalMinutesToday(WorkKind::deep), 120);
     EXPECT_EQ(store->totalMinutesToday(WorkKind::shallow), 120);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.block.title.toStdString());
-        EXPECT_EQ(store->isInProgress(c.block), c.running);
-        EXPECT_EQ(store->isLocked(c.block), c.locked);
-        EXPECT_EQ(store->isFrozen(c.block), c.locked);
-    }
+    for (const Case& c : cases)
+        EXPECT_EQ(std::tuple(store->isInProgress(c.block), store->isLocked(c.block),
+                             store->isFrozen(c.block)),
+                  std::tuple(c.running, c.locked, c.locked))
+            << c.block.title.toStdString();
     // An unsaved edit that moves the running block away is still judged by what is saved, and
     // a block never saved is not running.
     WorkBlock moved = blocks[0];

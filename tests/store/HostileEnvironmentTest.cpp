@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 using namespace quillmere;
+using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
@@ -68,24 +69,24 @@ TEST_F(HostileEnvironment, AMissingDamagedOrLockedStatisticsFileReadsEmptyAndThe
     const WorkBlock block = makeBlock(u"Write"_s, today, 480, 60);
     seedBlocks({block});
     wall.set(monday, QTime(9, 0, 0, 100)); // just after the block's end
-    const auto expectEmpty = [&](StatsQueries::ReadProblem problem) {
-        const StatsQueries::StatsRecord record = StatsQueries::readRecord(path, monday);
+    const auto expectEmpty = [&](ReadProblem problem) {
+        const StatsRecord record = readRecord(path, monday);
         EXPECT_TRUE(record.confirmed.empty() && record.topTitles.empty());
         EXPECT_EQ(record.problem, problem);
-        EXPECT_FALSE(StatsQueries::explanation(problem).isEmpty());
-        EXPECT_FALSE(StatsQueries::explanation(problem).contains(u'\n'));
-        auto rowsProblem = StatsQueries::ReadProblem::none;
-        EXPECT_TRUE(StatsQueries::readRows(path, &rowsProblem).empty());
+        EXPECT_FALSE(explanation(problem).isEmpty());
+        EXPECT_FALSE(explanation(problem).contains(u'\n'));
+        auto rowsProblem = ReadProblem::none;
+        EXPECT_TRUE(readRows(path, &rowsProblem).empty());
         EXPECT_EQ(rowsProblem, problem);
     };
-    expectEmpty(StatsQueries::ReadProblem::missing);
+    expectEmpty(ReadProblem::missing);
     EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
     dir.write(u"stats.sqlite"_s, QByteArray());  // a file SQLite made no table in
-    expectEmpty(StatsQueries::ReadProblem::missing);
+    expectEmpty(ReadProblem::missing);
 
     const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
     dir.write(u"stats.sqlite"_s, garbage);
-    expectEmpty(StatsQueries::ReadProblem::damaged);
+    expectEmpty(ReadProblem::damaged);
     open();
     EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{block.id});
     EXPECT_TRUE(store->isFrozen(block));
@@ -94,14 +95,11 @@ TEST_F(HostileEnvironment, AMissingDamagedOrLockedStatisticsFileReadsEmptyAndThe
     // Another writer holds an exclusive transaction while the store starts and confirms.
     store.reset();
     QFile::remove(path);
-    const auto insert = [&](WorkKind kind, Minutes duration) {
-        StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, kind, 540, duration});
-    };
-    insert(WorkKind::deep, 60);
+    StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::deep, 540, 60});
     sqlite3* holder = nullptr;
     ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &holder), SQLITE_OK);
     ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
-    expectEmpty(StatsQueries::ReadProblem::locked);
+    expectEmpty(ReadProblem::locked);
     open();
     EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
     sqlite3_exec(holder, "COMMIT;", nullptr, nullptr, nullptr);
@@ -109,9 +107,9 @@ TEST_F(HostileEnvironment, AMissingDamagedOrLockedStatisticsFileReadsEmptyAndThe
     store.reset();
     // Only the row from before: the confirmation was lost to the lock, and the reads left the
     // file free for the next write.
-    EXPECT_EQ(StatsQueries::readDayMinutes(path), (StatsQueries::DayMinutes{{monday, {60, 0}}}));
-    insert(WorkKind::shallow, 30);
-    EXPECT_EQ(StatsQueries::readDayMinutes(path), (StatsQueries::DayMinutes{{monday, {60, 30}}}));
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 0}}}));
+    StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::shallow, 540, 30});
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 30}}}));
 }
 
 TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
@@ -158,9 +156,7 @@ TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) 
     open();
     EXPECT_EQ(store->blocks(), lastSaved);
     store->deleteBlock(lastSaved.front().id);
-    Settings quiet;
-    quiet.chimesEnabled = false;
-    store->setSettings(quiet);
+    store->setSettings({.chimesEnabled = false});
     EXPECT_EQ(store->blocks().size(), lastSaved.size() - 1);
     EXPECT_EQ(dir.read(u"blocks.json"_s), bytes);
     EXPECT_FALSE(dir.exists(u"settings.json"_s));

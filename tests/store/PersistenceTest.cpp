@@ -9,9 +9,7 @@ using namespace quillmere;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
-namespace {
 using Persistence = StoreHarness;
-} // namespace
 
 TEST_F(Persistence, AFirstStartWritesNothingAndSettingsAreWrittenOnlyWhenTheyChange) {
     const QString folder = dir.file(u"nested/Quillmere"_s);
