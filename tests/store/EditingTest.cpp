@@ -8,18 +8,18 @@ using namespace Qt::StringLiterals;
 
 using Editing = StoreHarness;
 
-TEST_F(Editing, TodayIsSortedAndTheStoredCopyDecidesRunningLockedAndFrozen) {
-    wall.set(monday, QTime(10, 0, 10)); // too late to confirm the block that ended at 10:00
+TEST_F(Editing, TodayIsSortedTheStoredCopyDecidesRunningLockedAndFrozenAndClearingKeepsTheFrozen) {
+    wall.set(monday, QTime(10, 0, 1)); // the block that ended at 10:00 is confirmed at start-up
     struct Case {
         WorkBlock block;
-        bool running, locked;
+        bool running, locked, frozen;
     };
     const Case cases[] = {
-        {makeBlock(u"running"_s, today, 600, 30), true, true},
-        {makeBlock(u"ended"_s, today, 540, 60), false, false},
-        {makeBlock(u"shallow"_s, today, 540, 120, WorkKind::shallow), true, false},
-        {makeBlock(u"early"_s, today, 480, 30), false, false},
-        {makeBlock(u"tomorrow"_s, u"2024-03-05"_s, 0, 30), false, false},
+        {makeBlock(u"running"_s, today, 600, 30), true, true, true},
+        {makeBlock(u"ended"_s, today, 540, 60), false, false, true},
+        {makeBlock(u"shallow"_s, today, 540, 120, WorkKind::shallow), true, false, false},
+        {makeBlock(u"early"_s, today, 480, 30), false, false, false},
+        {makeBlock(u"tomorrow"_s, u"2024-03-05"_s, 0, 30), false, false, false},
     };
     std::vector<WorkBlock> blocks;
     for (const Case& c : cases)
@@ -33,7 +33,7 @@ TEST_F(Editing, TodayIsSortedAndTheStoredCopyDecidesRunningLockedAndFrozen) {
     for (const Case& c : cases)
         EXPECT_EQ(std::tuple(store->isInProgress(c.block), store->isLocked(c.block),
                              store->isFrozen(c.block)),
-                  std::tuple(c.running, c.locked, c.locked))
+                  std::tuple(c.running, c.locked, c.frozen))
             << c.block.title.toStdString();
     // An unsaved edit that moves the running block away is still judged by what is saved, and
     // a block never saved is not running.
@@ -41,23 +41,15 @@ TEST_F(Editing, TodayIsSortedAndTheStoredCopyDecidesRunningLockedAndFrozen) {
     moved.startMinutes = 900;
     EXPECT_TRUE(store->isLocked(moved));
     EXPECT_FALSE(store->isInProgress(makeBlock(u"draft"_s, today, 590, 30)));
-}
 
-TEST_F(Editing, ClearTodayKeepsOtherDaysConfirmedAndRunningBlocksAndPinningIsKeptOnlyWhileSet) {
-    wall.set(monday, QTime(8, 0, 1)); // the morning block ended a second ago
-    const WorkBlock morning = makeBlock(u"morning"_s, today, 420, 60);
-    const WorkBlock running = makeBlock(u"running"_s, today, 480, 60);
-    const WorkBlock yesterday = makeBlock(u"y"_s, u"2024-03-03"_s, 600, 60);
-    seedBlocks({yesterday, morning, running, makeBlock(u"later"_s, today, 600, 60),
-                makeBlock(u"shallow"_s, today, 470, 30, WorkKind::shallow)});
-    open();
-    ASSERT_TRUE(store->confirmedIDs().contains(morning.id));
+    // Clearing today keeps other days and the frozen blocks.
     store->clearToday();
-    EXPECT_EQ(store->blocks(), (std::vector{yesterday, morning, running}));
-    for (const WorkBlock& b : std::vector(store->blocks()))
+    EXPECT_EQ(store->blocks(), (std::vector{blocks[0], blocks[1], blocks[4]}));
+    for (const WorkBlock& b : blocks)
         store->deleteBlock(b.id);
     EXPECT_EQ(dir.read(u"blocks.json"_s), QByteArray("[\n]\n"));
 
+    // A backlog item keeps its pin only while it is set.
     PlannedBlock item{QUuid::createUuid(), u"Inbox"_s, WorkKind::deep, 1.0, true};
     store->addPlanned(item);
     item.pinned.reset();
