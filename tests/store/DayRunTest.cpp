@@ -53,19 +53,16 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     QStringList seen; // the tray's tooltip, or the kind under way, at a few moments
     const auto look = [&] { seen << aids.toolTip.value_or(u"-"_s); };
     std::optional<QDateTime> wakeAt0930;
-    WorkBlock drawnOverPast = makeBlock(u"Past"_s, today, 720, 30);
+    WorkBlock drawnOverPast = makeBlock(u"Past"_s, today, 720, 30); // drawn at 13:05
+    drawnOverPast.createdAt = TimeMath::referenceSeconds(QDateTime(monday, QTime(13, 5)));
     at(monday, QTime(7, 30), [&] { store->deleteBlock(standupBlock); });
     at(monday, QTime(9, 30), [&] { wakeAt0930 = clock.pendingWake(); });
     at(monday, QTime(10, 30, 5), look);
     at(monday, QTime(12, 30, 5), look);
-    at(monday, QTime(13, 5), [&] {
-        drawnOverPast.createdAt = TimeMath::referenceSeconds(wall.now());
-        store->add(drawnOverPast);
-    });
+    at(monday, QTime(13, 5), [&] { store->add(drawnOverPast); });
     at(monday, QTime(13, 10, 5), [&] { seen << rawValue(store->currentKind().value()); });
     at(monday, QTime(13, 15, 5), look);
     at(monday, QTime(15, 56), [&] {
-        later = *store->savedBlock(later.id);
         later.startMinutes = 958;
         store->update(later);
     });
@@ -131,8 +128,7 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         clock.tick();
         open();
         runUntil(QDateTime(day.addDays(1), QTime(1, 0)));
-        const QString key = day.toString(Qt::ISODate);
-        EXPECT_EQ(stamps(key), (QStringList{u"Early"_s, u"Noon"_s}));
+        EXPECT_EQ(stamps(day.toString(Qt::ISODate)), (QStringList{u"Early"_s, u"Noon"_s}));
         EXPECT_EQ(clock.today(), day.addDays(1).toString(Qt::ISODate));
         for (const WorkBlock& block : store->blocks())
             EXPECT_TRUE(TimeMath::dateFromDayKey(block.day).has_value());

@@ -72,7 +72,6 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnouncedAndOnlyChangesAreWritt
     seedBlocks({write});
     seedRules({tuesdays});
     open();
-    processEvents();
 
     int heard = 0, stale = 0;
     for (const auto signal : {&BlockStore::blocksChanged, &BlockStore::rulesChanged,
@@ -83,20 +82,16 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnouncedAndOnlyChangesAreWritt
         });
 
     const PlannedBlock inbox{QUuid::createUuid(), u"Inbox"_s, WorkKind::deep, 1.0, {}};
-    PlannedBlock pinned = inbox;
-    pinned.pinned = true;
+    const PlannedBlock pinned{inbox.id, inbox.title, inbox.kind, inbox.createdAt, true};
     WorkBlock moved = write;
     moved.startMinutes = 615;
+    const Weekdays twoDays{2, 4};
     const PlannedBlock unknown{QUuid::createUuid(), u"?"_s, WorkKind::deep, 0, {}};
     const std::tuple<const char*, std::function<void()>, const char*> operations[] = {
         {"add", [&] { store->add(makeBlock(u"Mail"_s, today, 720, 30)); }, "blocks"},
         {"update", [&] { store->update(moved); }, "blocks"},
         {"update of an unknown block", [&] { store->update(makeBlock(u"?"_s, today, 0, 15)); }, ""},
-        {"new repeat rule",
-         [&] {
-             store->setRepeat({2, 4}, write.id);
-         },
-         "blocks rules"},
+        {"new repeat rule", [&] { store->setRepeat(twoDays, write.id); }, "blocks rules"},
         // The block is the caller's to save: a rule that follows it writes only the rules.
         {"changed repeat rule", [&] { store->setRepeat({2}, write.id); }, "rules"},
         {"removed repeat rule", [&] { store->setRepeat({}, write.id); }, "blocks rules"},
