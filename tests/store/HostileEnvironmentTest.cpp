@@ -4,6 +4,7 @@
 #include "support/StoreHarness.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 #include <sqlite3.h>
 #include <sys/mount.h>
@@ -17,17 +18,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 using HostileEnvironment = StoreHarness;
-
-// A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
-// with the right to mount, which CI machines have.
-struct SmallTmpfs {
-    QByteArray path;
-    bool mounted = ::mount("tmpfs", path.constData(), "tmpfs", 0, "size=64k") == 0;
-    ~SmallTmpfs() {
-        if (mounted)
-            ::umount2(path.constData(), MNT_DETACH);
-    }
-};
 
 } // namespace
 
@@ -130,11 +120,12 @@ TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
 }
 
 TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "mounting a small tmpfs needs root";
-    SmallTmpfs disk{dir.path().toLocal8Bit()};
-    if (!disk.mounted)
-        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
+    // A tmpfs of its own over the data folder, for a full disk and then a read-only folder. It
+    // needs root with the right to mount, which CI machines have.
+    const QByteArray path = dir.path().toLocal8Bit();
+    if (::geteuid() != 0 || ::mount("tmpfs", path.constData(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "this machine does not let the test mount a small tmpfs";
+    const auto unmount = qScopeGuard([&] { ::umount2(path.constData(), MNT_DETACH); });
     open();
     std::vector<WorkBlock> lastSaved;
     for (int i = 0; i < 2000; ++i) {
@@ -151,7 +142,7 @@ TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) 
 
     // Read-only now: what was saved is read, and no change is ever written.
     store.reset();
-    ASSERT_EQ(::mount("tmpfs", disk.path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(::mount("tmpfs", path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
     const QByteArray bytes = dir.read(u"blocks.json"_s).value();
     open();
     EXPECT_EQ(store->blocks(), lastSaved);

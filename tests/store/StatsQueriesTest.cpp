@@ -52,13 +52,11 @@ struct StatsFile : ::testing::Test {
 
 TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignIds) {
     const QUuid id = QUuid::createUuid();
-    {
-        StatsDB stats(path);
-        ASSERT_TRUE(stats.isOpen());
-        stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
-        stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
-        stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
-    }
+    StatsDB stats(path);
+    ASSERT_TRUE(stats.isOpen());
+    stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
+    stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
+    stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
     EXPECT_EQ(sql(u"SELECT sql FROM sqlite_master WHERE name = 'confirmed_blocks'"_s),
               QStringList{u"CREATE TABLE confirmed_blocks (id TEXT PRIMARY KEY, day TEXT NOT NULL, "
                           u"title TEXT NOT NULL, kind TEXT NOT NULL, start_minutes INTEGER NOT "
@@ -73,7 +71,7 @@ TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignId
         " VALUES (NULL, '2024-03-04', 't', 'deep', 1, 1), ('garbage', '2024-03-04', 't', "
         "'deep', 1, 1), ('6f1d2c3b-4a59-4867-9786-a5b4c3d2e1f0', '2024-03-04', 't', "
         "'deep', 1, 1);"_s);
-    EXPECT_EQ(StatsDB(path).confirmedIDs(u"2024-03-04"_s),
+    EXPECT_EQ(stats.confirmedIDs(u"2024-03-04"_s),
               (QSet<QUuid>{id, QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s)}));
 
     // A file that cannot be opened gives no handle and quiet calls.
@@ -141,13 +139,8 @@ TEST(StatsFigures, TotalsStreaksAndAverage) {
         {QDate(2024, 3, 31), {60, 60}}, {QDate(2024, 4, 1), {60, 0}},
         {QDate(2024, 4, 2), {60, 0}},
     };
-    struct Case {
-        QDate today;
-        Qt::DayOfWeek first;
-        KindMinutes week, month;
-        Streaks streaks;
-    };
-    const Case cases[] = {
+    // Today, the first day of the week, the week's and the month's minutes, and the streaks.
+    const std::tuple<QDate, Qt::DayOfWeek, KindMinutes, KindMinutes, Streaks> cases[] = {
         // Tuesday after New Year: the week began on Monday 1 January, or on Sunday 31 December.
         {QDate(2024, 1, 2), Qt::Monday, {135, 15}, {135, 15}, {3, 4}},
         {QDate(2024, 1, 2), Qt::Sunday, {165, 15}, {135, 15}, {3, 4}},
@@ -158,10 +151,10 @@ TEST(StatsFigures, TotalsStreaksAndAverage) {
         {QDate(2024, 4, 2), Qt::Monday, {120, 0}, {120, 0}, {4, 4}},
         {QDate(2024, 3, 31), Qt::Saturday, {240, 60}, {120, 60}, {2, 4}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::PrintToString(c.today));
-        EXPECT_EQ(totals(days, c.today, c.first), (Totals{c.week, c.month, {465, 105}}));
-        EXPECT_EQ(deepStreaks(days, c.today), c.streaks);
+    for (const auto& [today, first, week, month, streaks] : cases) {
+        SCOPED_TRACE(::testing::PrintToString(today));
+        EXPECT_EQ(totals(days, today, first), (Totals{week, month, {465, 105}}));
+        EXPECT_EQ(deepStreaks(days, today), streaks);
     }
     // 465 deep minutes over 9 days worked is 51.67.
     EXPECT_EQ(averageDeepPerDayWorked(days), 52);
@@ -196,8 +189,7 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
 )"));
 }
 
-TEST(StatsPlan, PlannedMinutesFromTheKeptBlocks) {
-    TempDataDir dir;
+TEST_F(StatsFile, PlannedMinutesComeFromTheKeptBlocks) {
     const QString file = dir.file(u"blocks.json"_s);
     dir.write(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{
                                     makeBlock(u"a"_s, u"2024-03-04"_s, 540, 90),
