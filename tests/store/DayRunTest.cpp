@@ -27,8 +27,6 @@ struct DayRun : StoreHarness {
     }
 };
 
-const QDate tuesday(2024, 3, 5);
-
 } // namespace
 
 TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
@@ -67,7 +65,7 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
         store->update(later);
     });
     at(monday, QTime(23, 30), [&] { open(); }); // a restart reloads the day's confirmations
-    runUntil(QDateTime(tuesday, QTime(0, 30)));
+    runUntil(QDateTime(monday.addDays(1), QTime(0, 30)));
 
     EXPECT_EQ(aids.calls.join(u", "_s),
               u"remind Focus at 595, noise 0.1, sound Submarine, watch Focus, remind Write at 655, "
@@ -116,9 +114,8 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
 
 TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     TzGuard::set("America/New_York");
-    const RepeatRule early = makeRule(u"Early"_s, 120, 60, {1, 2, 3, 4, 5, 6, 7});
-    const RepeatRule noon = makeRule(u"Noon"_s, 720, 60, {1, 2, 3, 4, 5, 6, 7});
-    seedRules({early, noon});
+    seedRules({makeRule(u"Early"_s, 120, 60, {1, 2, 3, 4, 5, 6, 7}),
+               makeRule(u"Noon"_s, 720, 60, {1, 2, 3, 4, 5, 6, 7})});
     // Boundary wakes count minutes as elapsed time from midnight, as durations do, so on these
     // days the wake for noon lands an hour off the wall clock's noon.
     for (const auto& [day, noonWake] : {std::pair{QDate(2024, 3, 10), QTime(13, 0)},
