@@ -36,7 +36,6 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
         window.show();
         QCoreApplication::processEvents();
     };
-    const auto label = [&](const char* name) { return child<QLabel>(&window, name); };
     // What a view shows at the middle of `r`.
     const auto pixel = [](QWidget* view, const QRectF& r) {
         return view->grab().toImage().pixelColor(r.center().toPoint());
@@ -57,8 +56,7 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     show(today);
     auto* chart = window.findChild<DaysChartView*>();
     const StatsGeometry::DaysChart g = chart->geometry();
-    ASSERT_EQ(g.days, 14);
-    EXPECT_EQ(g.scaleMinutes, 240);
+    EXPECT_EQ(std::pair(g.days, g.scaleMinutes), std::pair(14, Minutes{240}));
     const QColor background = pixel(chart, g.slot(0));
     const QRectF done = g.doneColumn(13), planned = g.plannedColumn(13);
     const std::pair<QRectF, QColor> expected[] = {
@@ -85,8 +83,8 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
         {"month.shallow", "2 h"},   {"allTime.deep", "12 h 45 m"}, {"allTime.shallow", "2 h 30 m"},
         {"currentStreak", "1 day"}, {"longestStreak", "1 day"},    {"averageDeep", "1 h 49 m"}};
     for (const auto& [name, text] : figures)
-        EXPECT_EQ(label(name)->text(), QString::fromUtf8(text)) << name;
-    EXPECT_FALSE(label("problem")->isVisible());
+        EXPECT_EQ(child<QLabel>(&window, name)->text(), QString::fromUtf8(text)) << name;
+    EXPECT_FALSE(child<QLabel>(&window, "problem")->isVisible());
 
     // The heatmap puts weeks in columns from the locale's first weekday, today in the last.
     for (const auto& [first, firstCell, todayRow] :
@@ -122,9 +120,9 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     dir.write(u"stats.sqlite"_s, QByteArray(2048, 'x'));
     content = loadStatsContent(dir.path(), today, {}, Qt::Monday);
     show(today);
-    EXPECT_TRUE(label("problem")->isVisible());
-    EXPECT_EQ(label("problem")->text(), explanation(ReadProblem::damaged));
-    EXPECT_EQ(label("allTime.deep")->text(), u"0 m"_s);
+    EXPECT_TRUE(child<QLabel>(&window, "problem")->isVisible());
+    EXPECT_EQ(child<QLabel>(&window, "problem")->text(), explanation(ReadProblem::damaged));
+    EXPECT_EQ(child<QLabel>(&window, "allTime.deep")->text(), u"0 m"_s);
     EXPECT_FALSE(window.exportTo(dir.file(u"out.csv"_s), StatsWindow::ExportFormat::csv));
     EXPECT_FALSE(dir.exists(u"out.csv"_s));
 
@@ -134,5 +132,5 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
         .insert({QUuid(), u"2024-03-04"_s, u"A, B"_s, WorkKind::deep, 540, 60});
     ASSERT_TRUE(window.exportTo(dir.file(u"out.json"_s), StatsWindow::ExportFormat::json));
     EXPECT_EQ(dir.read(u"out.json"_s), toJson(readRows(statsDatabasePath(dir.path()))));
-    EXPECT_EQ(label("exportStatus")->text(), u"Exported 1 block to out.json."_s);
+    EXPECT_EQ(child<QLabel>(&window, "exportStatus")->text(), u"Exported 1 block to out.json."_s);
 }
