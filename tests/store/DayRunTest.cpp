@@ -16,14 +16,16 @@ using ::testing::Contains;
 namespace {
 
 struct DayRun : StoreHarness {
-    int stampedOn(const QString& day, const QUuid& rule) const {
-        return static_cast<int>(std::ranges::count_if(store->blocks(), [&](const WorkBlock& b) {
-            return b.day == day && b.repeatRuleID == rule;
-        }));
+    // The titles of the blocks rules stamped on `day`, sorted.
+    QStringList stamps(const QString& day) const {
+        QStringList titles;
+        for (const WorkBlock& b : store->blocks())
+            if (b.day == day && b.repeatRuleID)
+                titles << b.title;
+        titles.sort();
+        return titles;
     }
 };
-
-const QDate tuesday(2024, 3, 5);
 
 } // namespace
 
@@ -41,38 +43,29 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     open();
 
     // Start-up stamped Monday's rules once and marked every rule as considered.
-    EXPECT_EQ(stampedOn(today, standup.id), 1);
-    EXPECT_EQ(stampedOn(today, focus.id), 1);
-    EXPECT_EQ(stampedOn(today, tuesdayOnly.id), 0);
+    EXPECT_EQ(stamps(today), (QStringList{u"Focus"_s, u"Standup"_s}));
     for (const RepeatRule& rule : rulesOnDisk())
         EXPECT_EQ(rule.lastStampedDay, today);
 
-    const auto stamped = [&](const RepeatRule& rule) {
-        return std::ranges::find(store->blocks(), std::optional(rule.id), &WorkBlock::repeatRuleID)
-            ->id;
-    };
-    const QUuid standupBlock = stamped(standup), focusBlock = stamped(focus);
+    const QUuid standupBlock = store->todayBlocks()[0].id, focusBlock = store->todayBlocks()[1].id;
     QStringList seen; // the tray's tooltip, or the kind under way, at a few moments
     const auto look = [&] { seen << aids.toolTip.value_or(u"-"_s); };
     std::optional<QDateTime> wakeAt0930;
-    WorkBlock drawnOverPast = makeBlock(u"Past"_s, today, 720, 30);
+    WorkBlock drawnOverPast = makeBlock(u"Past"_s, today, 720, 30); // drawn at 13:05
+    drawnOverPast.createdAt = TimeMath::referenceSeconds(QDateTime(monday, QTime(13, 5)));
     at(monday, QTime(7, 30), [&] { store->deleteBlock(standupBlock); });
     at(monday, QTime(9, 30), [&] { wakeAt0930 = clock.pendingWake(); });
     at(monday, QTime(10, 30, 5), look);
     at(monday, QTime(12, 30, 5), look);
-    at(monday, QTime(13, 5), [&] {
-        drawnOverPast.createdAt = TimeMath::referenceSeconds(wall.now());
-        store->add(drawnOverPast);
-    });
+    at(monday, QTime(13, 5), [&] { store->add(drawnOverPast); });
     at(monday, QTime(13, 10, 5), [&] { seen << rawValue(store->currentKind().value()); });
     at(monday, QTime(13, 15, 5), look);
     at(monday, QTime(15, 56), [&] {
-        later = *store->savedBlock(later.id);
         later.startMinutes = 958;
         store->update(later);
     });
     at(monday, QTime(23, 30), [&] { open(); }); // a restart reloads the day's confirmations
-    runUntil(QDateTime(tuesday, QTime(0, 30)));
+    runUntil(QDateTime(monday.addDays(1), QTime(0, 30)));
 
     EXPECT_EQ(aids.calls.join(u", "_s),
               u"remind Focus at 595, noise 0.1, sound Submarine, watch Focus, remind Write at 655, "
@@ -87,15 +80,12 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
         EXPECT_THAT(wakes, Contains(QDateTime(monday, t.addMSecs(100))));
 
     // The deleted stamped block did not come back on Monday; Tuesday got its own stamps.
-    EXPECT_EQ(stampedOn(today, standup.id), 0);
-    EXPECT_EQ(stampedOn(u"2024-03-05"_s, focus.id), 1);
-    EXPECT_EQ(stampedOn(u"2024-03-05"_s, tuesdayOnly.id), 1);
-    EXPECT_EQ(stampedOn(u"2024-03-05"_s, standup.id), 0);
+    EXPECT_EQ(stamps(today), QStringList{u"Focus"_s});
+    EXPECT_EQ(stamps(u"2024-03-05"_s), (QStringList{u"Focus"_s, u"Tuesday"_s}));
 
     // Each block that ended while the program ran was confirmed once, under its own day even
     // when it ended at midnight; the one drawn over the past never was.
-    StatsDB stats(dir.file(u"stats.sqlite"_s));
-    const QSet<QUuid> confirmed = stats.confirmedIDs(today);
+    const QSet<QUuid> confirmed = StatsDB(dir.file(u"stats.sqlite"_s)).confirmedIDs(today);
     EXPECT_EQ(confirmed, (QSet{write.id, mail.id, later.id, lastOfDay.id, focusBlock}));
     EXPECT_EQ(store->confirmedIDs(), confirmed);
     EXPECT_EQ(StatsQueries::readRows(dir.file(u"stats.sqlite"_s)).back().title, u"Shallow Work"_s);
@@ -107,23 +97,14 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
     seedBlocks({makeBlock(u"Deep"_s, today, 540, 60)});
     wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
     open();
-    Settings settings = store->settings();
-    settings.deepWorkNoise = DeepWorkNoise::off;
-    settings.nudgesEnabled = false;
-    settings.chimesEnabled = false;
-    at(monday, QTime(9, 35), [&] {
-        Settings silenced = store->settings();
-        silenced.silenceNotifications = true;
-        store->setSettings(silenced);
-    });
-    at(monday, QTime(9, 40), [&] { store->setSettings(settings); });
-    at(monday, QTime(9, 50), [&] {
-        settings.chimesEnabled = true;
-        settings.noiseVolume = 0.5;
-        settings.deepWorkNoise = DeepWorkNoise::brown;
-        settings.silenceNotifications = true;
-        store->setSettings(settings);
-    });
+    const std::pair<QTime, Settings> changes[] = {
+        {QTime(9, 35), {.silenceNotifications = true}},
+        {QTime(9, 40),
+         {.chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .nudgesEnabled = false}},
+        {QTime(9, 50), {.noiseVolume = 0.5, .nudgesEnabled = false, .silenceNotifications = true}},
+    };
+    for (const auto& change : changes)
+        at(monday, change.first, [&] { store->setSettings(change.second); });
     runUntil(QDateTime(monday, QTime(10, 1)));
     // Silencing follows the deep block even with the banner nudge off.
     EXPECT_EQ(aids.calls.join(u", "_s),
@@ -133,9 +114,8 @@ TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
 
 TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     TzGuard::set("America/New_York");
-    const RepeatRule early = makeRule(u"Early"_s, 120, 60, {1, 2, 3, 4, 5, 6, 7});
-    const RepeatRule noon = makeRule(u"Noon"_s, 720, 60, {1, 2, 3, 4, 5, 6, 7});
-    seedRules({early, noon});
+    seedRules({makeRule(u"Early"_s, 120, 60, {1, 2, 3, 4, 5, 6, 7}),
+               makeRule(u"Noon"_s, 720, 60, {1, 2, 3, 4, 5, 6, 7})});
     // Boundary wakes count minutes as elapsed time from midnight, as durations do, so on these
     // days the wake for noon lands an hour off the wall clock's noon.
     for (const auto& [day, noonWake] : {std::pair{QDate(2024, 3, 10), QTime(13, 0)},
@@ -145,9 +125,7 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         clock.tick();
         open();
         runUntil(QDateTime(day.addDays(1), QTime(1, 0)));
-        const QString key = day.toString(Qt::ISODate);
-        EXPECT_EQ(stampedOn(key, early.id), 1);
-        EXPECT_EQ(stampedOn(key, noon.id), 1);
+        EXPECT_EQ(stamps(day.toString(Qt::ISODate)), (QStringList{u"Early"_s, u"Noon"_s}));
         EXPECT_EQ(clock.today(), day.addDays(1).toString(Qt::ISODate));
         for (const WorkBlock& block : store->blocks())
             EXPECT_TRUE(TimeMath::dateFromDayKey(block.day).has_value());
@@ -170,11 +148,8 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
     TzGuard::set("America/New_York");
     runUntil(wall.now().addSecs(300));
     EXPECT_EQ(clock.today(), u"2024-06-03"_s);
-    for (const QString& key : {u"2024-06-03"_s, u"2024-06-04"_s}) {
-        EXPECT_LE(stampedOn(key, early.id), 1);
-        EXPECT_LE(stampedOn(key, noon.id), 1);
-    }
-    EXPECT_EQ(stampedOn(u"2024-06-04"_s, noon.id), 1);
+    for (const QString& key : {u"2024-06-03"_s, u"2024-06-04"_s})
+        EXPECT_EQ(stamps(key), (QStringList{u"Early"_s, u"Noon"_s})) << key.toStdString();
 }
 
 TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
@@ -206,14 +181,11 @@ TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
         EXPECT_TRUE(result.rulesChanged);
         for (const RepeatRule& r : rules)
             EXPECT_EQ(r.lastStampedDay, key) << r.title.toStdString();
+        // Rules already considered today are passed over, even when their time is free.
+        const StampResult again = stampRules(rules, {}, key, 2, 0);
+        EXPECT_TRUE(again.stamped.empty());
+        EXPECT_FALSE(again.rulesChanged);
     }
-
-    // A rule already considered today is passed over, even when its time is free.
-    std::vector<RepeatRule> considered{rule("x", 540, 60)};
-    considered[0].lastStampedDay = key;
-    const StampResult again = stampRules(considered, {}, key, 2, 0);
-    EXPECT_TRUE(again.stamped.empty());
-    EXPECT_FALSE(again.rulesChanged);
 }
 
 TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
@@ -222,27 +194,24 @@ TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater)
     const QDateTime end = monday.addSecs(9 * 3600); // of a block from 8:00 to 9:00
     const QDateTime soon = end.addMSecs(100);
     const double endSeconds = TimeMath::referenceSeconds(end);
-    struct Case {
-        const char* label;
-        Minutes start, duration;
-        std::optional<double> createdAt;
-        QDateTime midnight, now;
-        bool due;
-    };
-    const Case cases[] = {
-        {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
-        {"at the end", 480, 60, {}, monday, end, true},
-        {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
-        {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
-        {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
-        {"created at the end", 480, 60, endSeconds, monday, soon, false},
-        {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
-        {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
-        {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
-    };
-    for (const Case& c : cases) {
-        WorkBlock block = makeBlock(u"b"_s, QString(), c.start, c.duration);
-        block.createdAt = c.createdAt;
-        EXPECT_EQ(Confirmation::isDue(block, c.midnight, c.now), c.due) << c.label;
+    // What, the block's start and length, when it was drawn, its day's midnight, now, and whether
+    // a confirmation is due.
+    const std::tuple<const char*, Minutes, Minutes, std::optional<double>, QDateTime, QDateTime,
+                     bool>
+        cases[] = {
+            {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
+            {"at the end", 480, 60, {}, monday, end, true},
+            {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
+            {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
+            {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
+            {"created at the end", 480, 60, endSeconds, monday, soon, false},
+            {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
+            {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
+            {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
+        };
+    for (const auto& [label, start, duration, createdAt, midnight, now, due] : cases) {
+        WorkBlock block = makeBlock(u"b"_s, QString(), start, duration);
+        block.createdAt = createdAt;
+        EXPECT_EQ(Confirmation::isDue(block, midnight, now), due) << label;
     }
 }

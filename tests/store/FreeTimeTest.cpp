@@ -57,13 +57,8 @@ TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
     const std::vector<WorkBlock> today{makeBlock(QStringLiteral("a"), day, 540, 60),
                                        makeBlock(QStringLiteral("b"), day, 630, 30)};
     using Start = std::optional<Minutes>;
-    struct Case {
-        Start start;
-        Start duration;
-        std::variant<Placement, PlacementFault> expected;
-    };
     const auto at = [](Minutes s, Minutes d) { return Placement{s, d}; };
-    const Case cases[] = {
+    const std::tuple<Start, Start, std::variant<Placement, PlacementFault>> cases[] = {
         {{}, {}, at(600, 30)},              // where the add buttons would put it
         {{}, 30, at(600, 30)},              // the first half hour free after now
         {{}, 45, at(660, 45)},              // 10:00-10:30 is too short for 45 m
@@ -80,7 +75,7 @@ TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
         {1380, 90, PlacementFault::pastMidnight},
         {{}, 1440, PlacementFault::dayFull},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(show(placeBlock(today, 530, c.start, c.duration)), show(c.expected))
-            << c.start.value_or(-1) << " for " << c.duration.value_or(0);
+    for (const auto& [start, duration, expected] : cases)
+        EXPECT_EQ(show(placeBlock(today, 530, start, duration)), show(expected))
+            << start.value_or(-1) << " for " << duration.value_or(0);
 }

@@ -1,31 +1,23 @@
 #include "store/StatsDB.h"
+#include "store/StatsQueries.h"
 
 #include "support/StoreHarness.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 #include <sqlite3.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
 using namespace quillmere;
+using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
 namespace {
 
 using HostileEnvironment = StoreHarness;
-
-// A tmpfs of its own, for a full disk or a read-only folder; unmounted afterwards. Needs root
-// with the right to mount, which CI machines have.
-struct SmallTmpfs {
-    QByteArray path;
-    bool mounted = ::mount("tmpfs", path.constData(), "tmpfs", 0, "size=64k") == 0;
-    ~SmallTmpfs() {
-        if (mounted)
-            ::umount2(path.constData(), MNT_DETACH);
-    }
-};
 
 } // namespace
 
@@ -60,12 +52,31 @@ TEST_F(HostileEnvironment, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirL
         EXPECT_EQ(dir.read(file), QByteArray("not json")) << file.toStdString();
 }
 
-TEST_F(HostileEnvironment, ADamagedOrLockedStatisticsDatabaseStillFreezesTheEndedBlock) {
+// The statistics file may be missing, damaged or held by another writer: the record reads as
+// empty with a one-line reason, the file is left as it is, and a block that ends still freezes.
+TEST_F(HostileEnvironment, AMissingDamagedOrLockedStatisticsFileReadsEmptyAndTheEndedBlockFreezes) {
+    const QString path = dir.file(u"stats.sqlite"_s);
     const WorkBlock block = makeBlock(u"Write"_s, today, 480, 60);
     seedBlocks({block});
     wall.set(monday, QTime(9, 0, 0, 100)); // just after the block's end
-    const QByteArray garbage(4096, 'z');
+    const auto expectEmpty = [&](ReadProblem problem) {
+        const StatsRecord record = readRecord(path, monday);
+        EXPECT_TRUE(record.confirmed.empty() && record.topTitles.empty());
+        EXPECT_EQ(record.problem, problem);
+        EXPECT_FALSE(explanation(problem).isEmpty());
+        EXPECT_FALSE(explanation(problem).contains(u'\n'));
+        auto rowsProblem = ReadProblem::none;
+        EXPECT_TRUE(readRows(path, &rowsProblem).empty());
+        EXPECT_EQ(rowsProblem, problem);
+    };
+    expectEmpty(ReadProblem::missing);
+    EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
+    dir.write(u"stats.sqlite"_s, QByteArray());  // a file SQLite made no table in
+    expectEmpty(ReadProblem::missing);
+
+    const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
     dir.write(u"stats.sqlite"_s, garbage);
+    expectEmpty(ReadProblem::damaged);
     open();
     EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{block.id});
     EXPECT_TRUE(store->isFrozen(block));
@@ -73,20 +84,22 @@ TEST_F(HostileEnvironment, ADamagedOrLockedStatisticsDatabaseStillFreezesTheEnde
 
     // Another writer holds an exclusive transaction while the store starts and confirms.
     store.reset();
-    QFile::remove(dir.file(u"stats.sqlite"_s));
+    QFile::remove(path);
+    StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::deep, 540, 60});
     sqlite3* holder = nullptr;
-    ASSERT_EQ(sqlite3_open(dir.file(u"stats.sqlite"_s).toUtf8().constData(), &holder), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(holder,
-                           "CREATE TABLE other(x); BEGIN EXCLUSIVE; INSERT INTO other "
-                           "VALUES (1);",
-                           nullptr, nullptr, nullptr),
-              SQLITE_OK);
+    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &holder), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
+    expectEmpty(ReadProblem::locked);
     open();
     EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
     sqlite3_exec(holder, "COMMIT;", nullptr, nullptr, nullptr);
     sqlite3_close(holder);
     store.reset();
-    EXPECT_TRUE(StatsDB(dir.file(u"stats.sqlite"_s)).confirmedIDs(today).isEmpty());
+    // Only the row from before: the confirmation was lost to the lock, and the reads left the
+    // file free for the next write.
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 0}}}));
+    StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::shallow, 540, 30});
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 30}}}));
 }
 
 TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
@@ -107,11 +120,12 @@ TEST_F(HostileEnvironment, TheDataFolderIsAFileOrADanglingSymlink) {
 }
 
 TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "mounting a small tmpfs needs root";
-    SmallTmpfs disk{dir.path().toLocal8Bit()};
-    if (!disk.mounted)
-        GTEST_SKIP() << "this machine does not allow mounting a tmpfs";
+    // A tmpfs of its own over the data folder, for a full disk and then a read-only folder. It
+    // needs root with the right to mount, which CI machines have.
+    const QByteArray path = dir.path().toLocal8Bit();
+    if (::geteuid() != 0 || ::mount("tmpfs", path.constData(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "this machine does not let the test mount a small tmpfs";
+    const auto unmount = qScopeGuard([&] { ::umount2(path.constData(), MNT_DETACH); });
     open();
     std::vector<WorkBlock> lastSaved;
     for (int i = 0; i < 2000; ++i) {
@@ -128,14 +142,12 @@ TEST_F(HostileEnvironment, AFullDiskThenAReadOnlyFolderKeepTheLastCompleteFile) 
 
     // Read-only now: what was saved is read, and no change is ever written.
     store.reset();
-    ASSERT_EQ(::mount("tmpfs", disk.path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(::mount("tmpfs", path.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
     const QByteArray bytes = dir.read(u"blocks.json"_s).value();
     open();
     EXPECT_EQ(store->blocks(), lastSaved);
     store->deleteBlock(lastSaved.front().id);
-    Settings quiet;
-    quiet.chimesEnabled = false;
-    store->setSettings(quiet);
+    store->setSettings({.chimesEnabled = false});
     EXPECT_EQ(store->blocks().size(), lastSaved.size() - 1);
     EXPECT_EQ(dir.read(u"blocks.json"_s), bytes);
     EXPECT_FALSE(dir.exists(u"settings.json"_s));

@@ -1,5 +1,6 @@
 // A process that does nothing but change and save every list, as fast as it can, reporting
-// each finished save on stdout. The crash test kills it at random moments.
+// each finished save of blocks and planned items on stdout. The crash test kills it at random
+// moments.
 #include "store/BlockStore.h"
 
 #include <QCoreApplication>
@@ -17,27 +18,20 @@ int main(int argc, char** argv) {
     AppClock clock(wall);
     NoFocusAids aids;
     BlockStore store(clock, aids, QString::fromLocal8Bit(argv[1]));
-    const auto report = [](const char* list, long long n) {
-        std::printf("%s %lld\n", list, n);
-        std::fflush(stdout);
-    };
-    report("ready", 0);
+    // One whole line per write, so a kill never leaves half a report.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::printf("ready\n");
     const QString today = store.todayKey();
     for (;;) {
         const auto n = static_cast<Minutes>(store.blocks().size());
         store.add({QUuid::createUuid(), QString::number(n), today, (n * 15) % 1440, 15,
                    WorkKind::deep, std::nullopt, std::nullopt});
-        report("blocks", n + 1);
+        std::printf("blocks %lld\n", static_cast<long long>(n + 1));
         const auto p = static_cast<qint64>(store.planned().size());
         store.addPlanned(
             {QUuid::createUuid(), QString::number(p), WorkKind::shallow, 0.0, std::nullopt});
-        report("planned", p + 1);
-        const int day = static_cast<int>(n % 7) + 1;
-        store.setRepeat({day}, store.blocks().front().id);
-        report("rules", day);
-        Settings settings = store.settings();
-        settings.noiseVolume = static_cast<double>(n % 1000 + 1) / 1000.0;
-        store.setSettings(settings);
-        report("settings", n % 1000 + 1);
+        std::printf("planned %lld\n", static_cast<long long>(p + 1));
+        store.setRepeat({static_cast<int>(n % 7) + 1}, store.blocks().front().id);
+        store.setSettings({.noiseVolume = static_cast<double>(n % 1000 + 1) / 1000.0});
     }
 }

@@ -10,17 +10,7 @@ using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
-namespace quillmere::StatsQueries {
-inline void PrintTo(const KindMinutes& m, std::ostream* os) {
-    *os << "{deep " << m.deep << ", shallow " << m.shallow << "}";
-}
-} // namespace quillmere::StatsQueries
-
 namespace {
-
-QDate date(const char* text) {
-    return QDate::fromString(QString::fromLatin1(text), Qt::ISODate);
-}
 
 // A statistics file made by the store's own schema, with a connection of the test's own to write
 // rows of any shape and to look at what the store wrote.
@@ -36,27 +26,25 @@ struct StatsFile : ::testing::Test {
     }
     void TearDown() override { sqlite3_close(db); }
 
-    void exec(const QString& sql) const {
-        char* error = nullptr;
-        sqlite3_exec(db, sql.toUtf8().constData(), nullptr, nullptr, &error);
-        ASSERT_EQ(error, nullptr) << error;
-    }
-    QStringList column(const char* sql) const {
+    // Runs SQL on the test's own connection; the first column of the rows it gives.
+    QStringList sql(const QString& statement) const {
         QStringList out;
-        sqlite3_stmt* st = nullptr;
-        sqlite3_prepare_v2(db, sql, -1, &st, nullptr);
-        while (sqlite3_step(st) == SQLITE_ROW)
-            out << QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)));
-        sqlite3_finalize(st);
+        char* error = nullptr;
+        const auto collect = [](void* to, int, char** values, char**) {
+            static_cast<QStringList*>(to)->append(QString::fromUtf8(values[0]));
+            return 0;
+        };
+        sqlite3_exec(db, statement.toUtf8().constData(), collect, &out, &error);
+        EXPECT_EQ(error, nullptr) << error;
         return out;
     }
     // `kind` and `duration` are SQL literals, so bad rows are spelled like good ones.
     void row(const char* day, const QString& title, const char* kind, const char* duration) const {
         static int serial = 0;
-        exec(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, "
-             u"duration_minutes) VALUES ('ID-%1', '%2', '%3', %4, 540, %5);"_s.arg(++serial)
-                 .arg(QString::fromLatin1(day), QString(title).replace(u'\'', u"''"_s),
-                      QString::fromLatin1(kind), QString::fromLatin1(duration)));
+        sql(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, "
+            u"duration_minutes) VALUES ('ID-%1', '%2', '%3', %4, 540, %5);"_s.arg(++serial)
+                .arg(QString::fromLatin1(day), QString(title).replace(u'\'', u"''"_s),
+                     QString::fromLatin1(kind), QString::fromLatin1(duration)));
     }
 };
 
@@ -64,28 +52,26 @@ struct StatsFile : ::testing::Test {
 
 TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignIds) {
     const QUuid id = QUuid::createUuid();
-    {
-        StatsDB stats(path);
-        ASSERT_TRUE(stats.isOpen());
-        stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
-        stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
-        stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
-    }
-    EXPECT_EQ(column("SELECT sql FROM sqlite_master WHERE name = 'confirmed_blocks'"),
+    StatsDB stats(path);
+    ASSERT_TRUE(stats.isOpen());
+    stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
+    stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
+    stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
+    EXPECT_EQ(sql(u"SELECT sql FROM sqlite_master WHERE name = 'confirmed_blocks'"_s),
               QStringList{u"CREATE TABLE confirmed_blocks (id TEXT PRIMARY KEY, day TEXT NOT NULL, "
                           u"title TEXT NOT NULL, kind TEXT NOT NULL, start_minutes INTEGER NOT "
                           u"NULL, duration_minutes INTEGER NOT NULL, journal TEXT)"_s});
-    EXPECT_EQ(column("SELECT id || '|' || title || '|' || kind || '|' || start_minutes || '|' "
-                     "|| duration_minutes || '|' || typeof(journal) FROM confirmed_blocks "
-                     "WHERE day = '2024-03-04'"),
+    EXPECT_EQ(sql(u"SELECT id || '|' || title || '|' || kind || '|' || start_minutes || '|' "
+                  "|| duration_minutes || '|' || typeof(journal) FROM confirmed_blocks "
+                  "WHERE day = '2024-03-04'"_s),
               QStringList{json::uuidText(id) + u"|Write|deep|540|60|null"_s});
 
     // Rows written by anyone else: a null id and text that is no identifier are skipped.
-    exec(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes)"
-         " VALUES (NULL, '2024-03-04', 't', 'deep', 1, 1), ('garbage', '2024-03-04', 't', "
-         "'deep', 1, 1), ('6f1d2c3b-4a59-4867-9786-a5b4c3d2e1f0', '2024-03-04', 't', "
-         "'deep', 1, 1);"_s);
-    EXPECT_EQ(StatsDB(path).confirmedIDs(u"2024-03-04"_s),
+    sql(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes)"
+        " VALUES (NULL, '2024-03-04', 't', 'deep', 1, 1), ('garbage', '2024-03-04', 't', "
+        "'deep', 1, 1), ('6f1d2c3b-4a59-4867-9786-a5b4c3d2e1f0', '2024-03-04', 't', "
+        "'deep', 1, 1);"_s);
+    EXPECT_EQ(stats.confirmedIDs(u"2024-03-04"_s),
               (QSet<QUuid>{id, QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s)}));
 
     // A file that cannot be opened gives no handle and quiet calls.
@@ -125,74 +111,62 @@ TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
         row("2024-03-03", u"Bad"_s, "'deep'", duration);
 
     const DayMinutes expected{
-        {date("2023-12-31"), {120, 15}}, {date("2024-01-01"), {0, 45}},
-        {date("2024-02-03"), {600, 0}},  {date("2024-02-04"), {60, 0}},
-        {date("2024-03-01"), {240, 0}},  {date("2024-03-02"), {0, 900}},
-        {date("2024-03-03"), {15, 0}},   {date("2024-03-04"), {60, 0}},
-        {date("2024-03-05"), {900, 0}},  {date("2024-03-31"), {120, 1440}},
+        {QDate(2023, 12, 31), {120, 15}}, {QDate(2024, 1, 1), {0, 45}},
+        {QDate(2024, 2, 3), {600, 0}},    {QDate(2024, 2, 4), {60, 0}},
+        {QDate(2024, 3, 1), {240, 0}},    {QDate(2024, 3, 2), {0, 900}},
+        {QDate(2024, 3, 3), {15, 0}},     {QDate(2024, 3, 4), {60, 0}},
+        {QDate(2024, 3, 5), {900, 0}},    {QDate(2024, 3, 31), {120, 1440}},
     };
     ReadProblem problem = ReadProblem::damaged;
     EXPECT_EQ(readDayMinutes(path, &problem), expected);
     EXPECT_EQ(problem, ReadProblem::none);
-    const StatsRecord record = readRecord(path, date("2024-03-04"));
+    const StatsRecord record = readRecord(path, QDate(2024, 3, 4));
     EXPECT_EQ(record.confirmed, expected);
     EXPECT_EQ(record.problem, ReadProblem::none);
     const std::vector<TitleMinutes> top{
         {u"Alpha"_s, 120}, {u"Code, review"_s, 120}, {u"Thesis"_s, 120}, {u"Small"_s, 15}};
     EXPECT_EQ(record.topTitles, top);
-    EXPECT_EQ(readTopDeepTitles(path, date("2024-02-04"), date("2024-03-04"), 2),
+    EXPECT_EQ(readTopDeepTitles(path, QDate(2024, 2, 4), QDate(2024, 3, 4), 2),
               std::vector(top.begin(), top.begin() + 2));
-    // The export keeps the same rows, in day order.
-    const auto exported = readRows(path);
-    ASSERT_EQ(exported.size(), std::size(rows));
-    EXPECT_EQ(exported.front().day, u"2023-12-31"_s);
-    EXPECT_EQ(exported.back().day, u"2024-03-31"_s);
+    EXPECT_EQ(readRows(path).size(), std::size(rows)); // the export skips the same rows
 }
 
 TEST(StatsFigures, TotalsStreaksAndAverage) {
     const DayMinutes days{
-        {date("2023-12-29"), {60, 0}},  {date("2023-12-30"), {0, 30}}, // shallow only: no streak
-        {date("2023-12-31"), {30, 0}},  {date("2024-01-01"), {45, 15}},
-        {date("2024-01-02"), {90, 0}},  {date("2024-03-30"), {60, 0}},
-        {date("2024-03-31"), {60, 60}}, {date("2024-04-01"), {60, 0}},
-        {date("2024-04-02"), {60, 0}},
+        {QDate(2023, 12, 29), {60, 0}}, {QDate(2023, 12, 30), {0, 30}}, // shallow only: no streak
+        {QDate(2023, 12, 31), {30, 0}}, {QDate(2024, 1, 1), {45, 15}},
+        {QDate(2024, 1, 2), {90, 0}},   {QDate(2024, 3, 30), {60, 0}},
+        {QDate(2024, 3, 31), {60, 60}}, {QDate(2024, 4, 1), {60, 0}},
+        {QDate(2024, 4, 2), {60, 0}},
     };
-    struct Case {
-        const char* today;
-        Qt::DayOfWeek first;
-        KindMinutes week, month;
-        Streaks streaks;
-    };
-    const Case cases[] = {
+    // Today, the first day of the week, the week's and the month's minutes, and the streaks.
+    const std::tuple<QDate, Qt::DayOfWeek, KindMinutes, KindMinutes, Streaks> cases[] = {
         // Tuesday after New Year: the week began on Monday 1 January, or on Sunday 31 December.
-        {"2024-01-02", Qt::Monday, {135, 15}, {135, 15}, {3, 4}},
-        {"2024-01-02", Qt::Sunday, {165, 15}, {135, 15}, {3, 4}},
+        {QDate(2024, 1, 2), Qt::Monday, {135, 15}, {135, 15}, {3, 4}},
+        {QDate(2024, 1, 2), Qt::Sunday, {165, 15}, {135, 15}, {3, 4}},
         // Not worked yet today: the streak up to yesterday still counts.
-        {"2024-01-03", Qt::Monday, {135, 15}, {135, 15}, {3, 4}},
-        {"2024-01-04", Qt::Monday, {135, 15}, {135, 15}, {0, 4}},
+        {QDate(2024, 1, 3), Qt::Monday, {135, 15}, {135, 15}, {3, 4}},
+        {QDate(2024, 1, 4), Qt::Monday, {135, 15}, {135, 15}, {0, 4}},
         // Across the change to summer time on 31 March.
-        {"2024-04-02", Qt::Monday, {120, 0}, {120, 0}, {4, 4}},
-        {"2024-03-31", Qt::Saturday, {240, 60}, {120, 60}, {2, 4}},
+        {QDate(2024, 4, 2), Qt::Monday, {120, 0}, {120, 0}, {4, 4}},
+        {QDate(2024, 3, 31), Qt::Saturday, {240, 60}, {120, 60}, {2, 4}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.today);
-        const Totals sums = totals(days, date(c.today), c.first);
-        EXPECT_EQ(sums.week, c.week);
-        EXPECT_EQ(sums.month, c.month);
-        EXPECT_EQ(sums.allTime, (KindMinutes{465, 105}));
-        EXPECT_EQ(deepStreaks(days, date(c.today)), c.streaks);
+    for (const auto& [today, first, week, month, streaks] : cases) {
+        SCOPED_TRACE(::testing::PrintToString(today));
+        EXPECT_EQ(totals(days, today, first), (Totals{week, month, {465, 105}}));
+        EXPECT_EQ(deepStreaks(days, today), streaks);
     }
     // 465 deep minutes over 9 days worked is 51.67.
     EXPECT_EQ(averageDeepPerDayWorked(days), 52);
     EXPECT_EQ(averageDeepPerDayWorked({}), 0);
-    EXPECT_EQ(deepStreaks({}, date("2024-01-01")), (Streaks{0, 0}));
+    EXPECT_EQ(deepStreaks({}, QDate(2024, 1, 1)), (Streaks{0, 0}));
 }
 
 TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
-    exec(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes) "
-         "VALUES ('B', '2024-03-04', 'Plain', 'shallow', 600, 15),"
-         " ('A', '2024-03-04', 'Write, then \"edit\"' || char(13, 10) || 'again', 'deep', 540, 60),"
-         " ('C', '2024-03-05', 'Über' || char(10) || 'größe', 'deep', 0, 30);"_s);
+    sql(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, duration_minutes) "
+        "VALUES ('B', '2024-03-04', 'Plain', 'shallow', 600, 15),"
+        " ('A', '2024-03-04', 'Write, then \"edit\"' || char(13, 10) || 'again', 'deep', 540, 60),"
+        " ('C', '2024-03-05', 'Über' || char(10) || 'größe', 'deep', 0, 30);"_s);
     const auto rows = readRows(path);
     EXPECT_EQ(toCsv(rows), QByteArray("id,day,title,kind,start_minutes,duration_minutes\r\n"
                                       "A,2024-03-04,\"Write, then \"\"edit\"\"\r\nagain\",deep,"
@@ -215,54 +189,7 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
 )"));
 }
 
-TEST(StatsFileProblems, MissingDamagedAndLockedFilesReadAsAnEmptyRecordAndStayUntouched) {
-    TempDataDir dir;
-    const QString path = dir.file(u"stats.sqlite"_s);
-    const QDate today = date("2024-03-04");
-    const auto expectEmpty = [&](ReadProblem problem) {
-        const StatsRecord record = readRecord(path, today);
-        EXPECT_TRUE(record.confirmed.empty());
-        EXPECT_TRUE(record.topTitles.empty());
-        EXPECT_EQ(record.problem, problem);
-        EXPECT_FALSE(explanation(problem).isEmpty());
-        EXPECT_FALSE(explanation(problem).contains(u'\n'));
-        ReadProblem rowsProblem = ReadProblem::none;
-        EXPECT_TRUE(readRows(path, &rowsProblem).empty());
-        EXPECT_EQ(rowsProblem, problem);
-    };
-    const auto insert = [&](const char* title, WorkKind kind, Minutes duration) {
-        StatsDB(path).insert({QUuid::createUuid(), u"2024-03-04"_s, QString::fromLatin1(title),
-                              kind, 540, duration});
-    };
-
-    expectEmpty(ReadProblem::missing);
-    EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
-
-    dir.write(u"stats.sqlite"_s, QByteArray()); // a file SQLite made no table in
-    expectEmpty(ReadProblem::missing);
-
-    const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
-    dir.write(u"stats.sqlite"_s, garbage);
-    expectEmpty(ReadProblem::damaged);
-    EXPECT_EQ(dir.read(u"stats.sqlite"_s), garbage);
-
-    QFile::remove(path);
-    insert("Write", WorkKind::deep, 60);
-    sqlite3* writer = nullptr;
-    ASSERT_EQ(sqlite3_open(path.toUtf8().constData(), &writer), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(writer, "BEGIN EXCLUSIVE;", nullptr, nullptr, nullptr), SQLITE_OK);
-    expectEmpty(ReadProblem::locked);
-    sqlite3_exec(writer, "COMMIT;", nullptr, nullptr, nullptr);
-    sqlite3_close(writer);
-
-    // Once the writer is done the record is back, and the reads left the store free to write.
-    EXPECT_EQ(readRecord(path, today).confirmed, (DayMinutes{{today, {60, 0}}}));
-    insert("More", WorkKind::shallow, 30);
-    EXPECT_EQ(readRecord(path, today).confirmed, (DayMinutes{{today, {60, 30}}}));
-}
-
-TEST(StatsPlan, PlannedMinutesFromTheKeptBlocks) {
-    TempDataDir dir;
+TEST_F(StatsFile, PlannedMinutesComeFromTheKeptBlocks) {
     const QString file = dir.file(u"blocks.json"_s);
     dir.write(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{
                                     makeBlock(u"a"_s, u"2024-03-04"_s, 540, 90),
@@ -272,7 +199,7 @@ TEST(StatsPlan, PlannedMinutesFromTheKeptBlocks) {
                                     makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45),
                                 }));
     EXPECT_EQ(readPlannedMinutes(file),
-              (DayMinutes{{date("2024-03-04"), {120, 30}}, {date("2024-03-05"), {45, 0}}}));
+              (DayMinutes{{QDate(2024, 3, 4), {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
     dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
     EXPECT_TRUE(readPlannedMinutes(file).empty());
     EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());

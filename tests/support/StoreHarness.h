@@ -89,6 +89,13 @@ struct StoreHarness : ::testing::Test {
     std::vector<PlannedBlock> plannedOnDisk() const {
         return onDisk<PlannedBlock>(QStringLiteral("planned.json"));
     }
+    // Whether every file holds just what the store holds; a missing file holds nothing.
+    bool savedAsHeld() const {
+        const auto settings = dir.read(QStringLiteral("settings.json")).value_or("{}");
+        return blocksOnDisk() == store->blocks() && rulesOnDisk() == store->rules() &&
+               plannedOnDisk() == store->planned() &&
+               json::decodeSettingsFile(settings).value_or(Settings{}) == store->settings();
+    }
 
     // Moves the wall clock and delivers the tick the clock's timers would deliver.
     void tickAt(const QDateTime& instant) {
