@@ -100,8 +100,11 @@ SingleInstance::SingleInstance(QString folder, QObject* parent)
 
 SingleInstance::~SingleInstance() {
     delete m_listening;
-    if (m_listener >= 0)
+    if (m_listener >= 0) {
         ::close(m_listener);
+        // The socket goes with the program that listened on it, before its lock is let go.
+        QFile::remove(socketPath());
+    }
 }
 
 QString SingleInstance::lockPath() const {
