@@ -1,16 +1,12 @@
-#include "desktop/ApplicationId.h"
-#include "model/JsonCodec.h"
+#include "EndToEnd.h"
 
-#include "support/Printers.h"
-#include "support/Session.h"
+#include "desktop/ApplicationId.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -24,7 +20,7 @@ namespace {
 
 // Monday 2024-03-04, two seconds before 11:00 in Berlin.
 const QString fakeStart = u"@2024-03-04 10:59:58"_s;
-const QString today = u"2024-03-04"_s;
+using test::today;
 
 // Every open, read, write, creation or removal inside a folder while it is watched.
 class FolderWatch {
@@ -67,10 +63,9 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     test::Session home;
     RepeatRule mondays{QUuid::createUuid(), u"Standup"_s, WorkKind::shallow, 780, 15, {2},
                        u"2024-02-26"_s};
-    WorkBlock ending{
-        QUuid::createUuid(), u"Deep morning"_s, today, 600, 60, WorkKind::deep, {}, {}};
+    const WorkBlock ending = test::block(u"Deep morning"_s, 600, 60);
     home.writeData(u"rules.json"_s, json::encodeList(std::vector<RepeatRule>{mondays}));
-    home.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{ending}));
+    test::writeBlocks(home, {ending});
     auto read = [&](const QString& name) { return home.readData(name); };
 
     test::FakeTimeProgram first;
@@ -80,16 +75,15 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     std::vector<WorkBlock> blocks;
     std::vector<RepeatRule> rules;
     while (first.elapsed() < 4000) {
-        blocks = json::decodeList<WorkBlock>(read(u"blocks.json"_s)).value_or(blocks);
+        blocks = test::readBlocks(home);
         rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
         if (blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today)
             break;
         QThread::msleep(100);
     }
     ASSERT_EQ(blocks.size(), 2u) << first.process().readAll().toStdString();
-    EXPECT_EQ(blocks[1].repeatRuleID, mondays.id);
-    EXPECT_EQ(blocks[1].day, today);
-    EXPECT_EQ(blocks[1].startMinutes, 780);
+    EXPECT_EQ(std::tie(blocks[1].repeatRuleID, blocks[1].day, blocks[1].startMinutes),
+              std::tuple(mondays.id, today, 780));
     ASSERT_EQ(rules.size(), 1u);
     EXPECT_EQ(rules[0].lastStampedDay, today);
 
