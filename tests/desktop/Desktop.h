@@ -50,10 +50,8 @@ public:
     // Debian's trayer on the top edge, on the right; it grows by one 24-pixel slot per
     // embedded icon.
     void startTrayer() {
-        spawn(u"trayer"_s,
-              QStringLiteral("--edge top --align right --widthtype request --height 24 "
-                             "--transparent false --SetDockType false --expand false")
-                  .split(u' '));
+        spawn(u"trayer"_s, u"--edge top --align right --widthtype request --height 24 "
+                           "--transparent false --SetDockType false --expand false"_s.split(u' '));
         ASSERT_TRUE(waitFor([&] { return trayRect().has_value(); }, 10000))
             << "trayer never showed its panel";
     }

@@ -50,6 +50,13 @@ protected:
                                  ::testing::UnitTest::GetInstance()->current_test_info()->name()) +
                              u".png"_s);
     }
+    // Once the panel has closed, it is opened again from the icon, after the moment in which a
+    // click on the icon would count as the closing one's echo.
+    void reopen() {
+        ASSERT_TRUE(waitFor([&] { return !panelOpen(); }, 3000)) << "the panel did not close";
+        QTest::qWait(400);
+        ASSERT_NO_FATAL_FAILURE(openPanel());
+    }
     void openPanel() {
         const std::optional<QRect> opened = desk.openFromTray();
         ASSERT_TRUE(opened) << "the panel did not open from the tray icon";
@@ -165,8 +172,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
         desk.move(at(200, minuteY(16 * 60) - 2));
         desk.key(u"Escape"_s);
         desk.xdotool({u"mouseup"_s, u"1"_s});
-        ASSERT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
-        ASSERT_NO_FATAL_FAILURE(openPanel());
+        ASSERT_NO_FATAL_FAILURE(reopen());
     }
 
     // Draw 1 PM to 2 PM, low on the timeline, and save at once with Return: the next drag
@@ -196,18 +202,17 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     desk.click(at(200, minuteY(13 * 60 + 30)));
     ASSERT_NO_FATAL_FAILURE(expectDeepCardAboveEditor(60));
     // Dragged up by an hour, its bottom edge half an hour down, its top edge a quarter down.
-    struct Step {
+    const struct {
         const char* name;
         int from;
         int to;
         Spans saved;
-    };
-    const Step steps[] = {
+    } steps[] = {
         {"moved", minuteY(13 * 60 + 30), minuteY(12 * 60 + 30), {{12 * 60, 60}}},
         {"bottom edge", minuteY(13 * 60) - 3, minuteY(13 * 60 + 30) - 3, {{12 * 60, 90}}},
         {"top edge", minuteY(12 * 60) + 3, minuteY(12 * 60 + 15) + 3, {{12 * 60 + 15, 75}}},
     };
-    for (const Step& step : steps) {
+    for (const auto& step : steps) {
         SCOPED_TRACE(step.name);
         desk.drag(at(200, step.from), at(200, step.to));
         saveEdits();
@@ -218,9 +223,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // Tab chooses the block, Down moves it a quarter later, Return saves; Escape lets go of
     // the block, and a second Escape closes the panel.
     desk.key(u"Escape"_s);
-    ASSERT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
-    QTest::qWait(400); // a click on the icon this soon would count as the closing one's echo
-    ASSERT_NO_FATAL_FAILURE(openPanel());
+    ASSERT_NO_FATAL_FAILURE(reopen());
     for (const char* k : {"Tab", "Down", "Return"})
         desk.key(QString::fromLatin1(k));
     EXPECT_EQ(savedSpans({{12 * 60 + 30, 75}}), (Spans{{12 * 60 + 30, 75}}));
@@ -229,9 +232,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     QTest::qWait(300);
     EXPECT_TRUE(panelOpen()) << "the first Escape only lets go of the block";
     desk.key(u"Escape"_s);
-    EXPECT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
-    QTest::qWait(400);
-    ASSERT_NO_FATAL_FAILURE(openPanel());
+    ASSERT_NO_FATAL_FAILURE(reopen());
 
     // "Add Deep Work" drafts the next free hour, 10:30 to 11:30; Return saves it, it runs, and
     // the icon in the tray turns crimson.
@@ -274,8 +275,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // A click outside closes the panel, so does a click on the icon while it is open; the
     // icon's menu opens it too; Quit ends the program.
     desk.click(QPoint(100, 300));
-    EXPECT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
-    ASSERT_NO_FATAL_FAILURE(openPanel());
+    ASSERT_NO_FATAL_FAILURE(reopen());
     const QPoint icon(desk.trayRect()->right() - 12, 12);
     desk.click(icon);
     EXPECT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
@@ -327,9 +327,7 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
         // Opened by a request, the panel holds no pointer grab here: closed from the icon and
         // opened from it, it is as the user opens it.
         desk.click(QPoint(desk.trayRect()->right() - 12, 12));
-        ASSERT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
-        QTest::qWait(400); // a click on the icon this soon would count as the closing one's echo
-        ASSERT_NO_FATAL_FAILURE(openPanel());
+        ASSERT_NO_FATAL_FAILURE(reopen());
     }
     const QPoint trayHeader = at(100, header + 17);
     const QPoint plus = at(340 - 14 - 8, header + 17);
@@ -346,6 +344,11 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
     const auto expanded = [&] {
         const PanelShot s = shot();
         return s.divider(1) - s.divider(0) > 40;
+    };
+    const auto expand = [&] {
+        if (!expanded())
+            desk.click(trayHeader);
+        return waitFor(expanded, 3000);
     };
 
     // A click on the tray's header expands it, passing through heights in between.
@@ -404,8 +407,7 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
     }
 
     // The open tray leaves the wheel to the timeline.
-    desk.click(trayHeader);
-    ASSERT_TRUE(waitFor(expanded, 3000));
+    ASSERT_TRUE(expand());
     const int nowBefore = shot().nowY().value_or(0);
     desk.wheel(at(200, 400), 5, 3);
     EXPECT_TRUE(waitFor([&] { return shot().nowY().value_or(0) < nowBefore; }, 2000))
@@ -421,35 +423,28 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
         waitFor([&] { return desk.readList(u"planned.json"_s)[1][u"pinned"_s].toBool(); }, 3000));
 
     // The plus button opens the entry row with the focus in it; Return adds.
-    const QString alpha = u"Alpha"_s;
-    const QString beta = u"Beta"_s;
-    const QString report = u"Write report"_s;
-    const QString call = u"Call Bob"_s;
-    const QString paper = u"Read paper"_s;
     desk.click(plus);
-    desk.type(report);
+    desk.type(u"Write report"_s);
     desk.key(u"Return"_s);
-    expectTitles(QStringList{alpha, beta, report}, __LINE__);
+    expectTitles({u"Alpha"_s, u"Beta"_s, u"Write report"_s}, __LINE__);
 
     // A click on Beta while the entry row holds a title: the trimmed title is added, Beta's
     // draft opens, and saving it keeps the pinned Beta in the backlog.
     desk.click(plus);
     desk.type(u"  Call Bob "_s);
     desk.click(at(150, rowY(1, 3)));
-    expectTitles(QStringList{alpha, beta, report, call}, __LINE__);
+    expectTitles({u"Alpha"_s, u"Beta"_s, u"Write report"_s, u"Call Bob"_s}, __LINE__);
     EXPECT_TRUE(waitFor([&] { return shot().dividers().size() == 3; }, 2000)) << "no draft opened";
     saveEdits();
     expectBlocks({u"Beta shallow"_s}, __LINE__);
-    expectTitles(QStringList{alpha, beta, report, call}, __LINE__);
+    expectTitles({u"Alpha"_s, u"Beta"_s, u"Write report"_s, u"Call Bob"_s}, __LINE__);
 
     // Scheduling an unpinned entry and saving its draft takes it off the backlog.
-    if (!expanded())
-        desk.click(trayHeader);
-    ASSERT_TRUE(waitFor(expanded, 3000));
+    ASSERT_TRUE(expand());
     desk.click(at(150, rowY(2, 4)));
     desk.key(u"Return"_s);
     expectBlocks({u"Beta shallow"_s, u"Write report deep"_s}, __LINE__);
-    expectTitles(QStringList{alpha, beta, call}, __LINE__);
+    expectTitles({u"Alpha"_s, u"Beta"_s, u"Call Bob"_s}, __LINE__);
 
     // Collapsing animates as expanding did.
     ASSERT_TRUE(expanded());
@@ -458,20 +453,16 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
 
     // A title typed and left by a click outside the panel is kept as the panel closes.
     desk.click(plus);
-    desk.type(paper);
+    desk.type(u"Read paper"_s);
     desk.click(QPoint(100, 300));
-    EXPECT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
-    expectTitles(QStringList{alpha, beta, call, paper}, __LINE__);
-
-    ASSERT_NO_FATAL_FAILURE(openPanel());
-    if (!expanded())
-        desk.click(trayHeader);
-    ASSERT_TRUE(waitFor(expanded, 3000));
+    ASSERT_NO_FATAL_FAILURE(reopen());
+    expectTitles({u"Alpha"_s, u"Beta"_s, u"Call Bob"_s, u"Read paper"_s}, __LINE__);
+    ASSERT_TRUE(expand());
 
     // Deleting the top row with the pointer: the next row slides under it.
     desk.move(at(150, rowY(0, 4)));
     desk.click(at(deleteX, rowY(0, 4)));
-    expectTitles(QStringList{beta, call, paper}, __LINE__);
+    expectTitles({u"Beta"_s, u"Call Bob"_s, u"Read paper"_s}, __LINE__);
     QTest::qWait(500);
     ASSERT_TRUE(desk.program().running() && desk.trayHasIcon())
         << "deleting a row with the pointer ended the program";

@@ -49,13 +49,6 @@ private:
     int m_fd;
 };
 
-QString sqlite(const QString& db, const QString& query) {
-    QProcess p;
-    p.start(u"sqlite3"_s, {db, query});
-    p.waitForFinished(5000);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-}
-
 } // namespace
 
 TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
@@ -74,13 +67,13 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     // Start-up stamps Monday's rule onto today and writes both files.
     std::vector<WorkBlock> blocks;
     std::vector<RepeatRule> rules;
-    while (first.elapsed() < 4000) {
-        blocks = test::readBlocks(home);
-        rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
-        if (blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today)
-            break;
-        QThread::msleep(100);
-    }
+    test::waitFor(
+        [&] {
+            blocks = test::readBlocks(home);
+            rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
+            return blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today;
+        },
+        4000);
     ASSERT_EQ(blocks.size(), 2u) << first.process().readAll().toStdString();
     EXPECT_EQ(std::tie(blocks[1].repeatRuleID, blocks[1].day, blocks[1].startMinutes),
               std::tuple(mondays.id, today, 780));
@@ -90,7 +83,10 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     // The block ends two seconds after start; five seconds after start it is on record.
     QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - first.elapsed())));
     const QString stats = home.dataFile(u"stats.sqlite"_s);
-    EXPECT_EQ(sqlite(stats, u"SELECT id, day, start_minutes FROM confirmed_blocks"_s),
+    EXPECT_EQ(QString::fromUtf8(
+                  home.run(u"sqlite3"_s,
+                           {stats, u"SELECT id, day, start_minutes FROM confirmed_blocks"_s})
+                      .out.trimmed()),
               ending.id.toString(QUuid::WithoutBraces).toUpper() + u"|"_s + today + u"|600"_s);
     ASSERT_EQ(first.process().state(), QProcess::Running);
 
@@ -108,12 +104,7 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     const QByteArray rulesBefore = read(u"rules.json"_s);
     FolderWatch watch(home.dataFile(QString()));
     // The second start runs on the real clock: it must not get as far as reading any file.
-    QProcess second;
-    second.setProcessEnvironment(home.environment());
-    second.start(QStringLiteral(QUILLMERE_BINARY), {});
-    ASSERT_TRUE(second.waitForFinished(5000));
-    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_EQ(home.run(QStringLiteral(QUILLMERE_BINARY), {}).exitCode, 0);
     EXPECT_EQ(watch.events(), QStringList());
     EXPECT_EQ(first.process().state(), QProcess::Running);
     EXPECT_EQ(read(u"blocks.json"_s), blocksBefore);

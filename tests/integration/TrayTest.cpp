@@ -28,16 +28,6 @@ namespace {
 
 const QString itemInterface = u"org.kde.StatusNotifierItem"_s;
 
-QVariant itemProperty(QDBusConnection& bus, const QString& service, const QString& name) {
-    QDBusMessage get = QDBusMessage::createMethodCall(
-        service, u"/StatusNotifierItem"_s, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
-    get.setArguments({itemInterface, name});
-    const QDBusMessage reply = bus.call(get, QDBus::Block, 5000);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return {};
-    return reply.arguments().first().value<QDBusVariant>().variant();
-}
-
 // The largest picture of an a(iiay) icon, its pixels in network-order ARGB.
 QImage largestPixmap(const QDBusArgument& arg) {
     QImage best;
@@ -94,8 +84,13 @@ struct TrayDesktop {
         EXPECT_TRUE(waitFor([&] { return !watcher.items().isEmpty(); }, 10000));
         return watcher.items().value(0);
     }
+    // One of the item's properties, or nothing when it has none.
     QVariant property(const QString& item, const char* name) {
-        return itemProperty(host, item, QString::fromLatin1(name));
+        QDBusMessage get = QDBusMessage::createMethodCall(
+            item, u"/StatusNotifierItem"_s, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+        get.setArguments({itemInterface, QString::fromLatin1(name)});
+        const QDBusMessage reply = host.call(get, QDBus::Block, 5000);
+        return reply.arguments().value(0).value<QDBusVariant>().variant();
     }
     QImage pixmap(const QString& item) {
         return largestPixmap(property(item, "IconPixmap").value<QDBusArgument>());

@@ -208,8 +208,9 @@ public:
         QProcess p;
         p.setProcessEnvironment(m_env);
         p.start(program, args);
-        p.waitForFinished(10000);
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+        // One still running after ten seconds counts as failed, not as its default exit code.
+        const bool finished = p.waitForFinished(10000);
+        return {finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
                 p.readAllStandardOutput(), p.readAllStandardError()};
     }
     // Whether a mapped window's name matches the (extended) regular expression.
