@@ -19,6 +19,10 @@
 
 namespace quillmere::test {
 
+inline bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    return QTest::qWaitFor(condition, timeoutMs);
+}
+
 // One desktop for one scenario: the shared session (an 800 × 600 X server and a private bus,
 // no notification daemon), optionally an XEmbed tray (trayer), the real program on the
 // session's data folder under a faked wall clock, and the user's pointer and keyboard through
@@ -46,10 +50,8 @@ public:
     // Debian's trayer on the top edge, on the right; it grows by one 24-pixel slot per
     // embedded icon.
     void startTrayer() {
-        spawn(QStringLiteral("trayer"),
-              QStringLiteral("--edge top --align right --widthtype request --height 24 "
-                             "--transparent false --SetDockType false --expand false")
-                  .split(u' '));
+        spawn(u"trayer"_s, u"--edge top --align right --widthtype request --height 24 "
+                           "--transparent false --SetDockType false --expand false"_s.split(u' '));
         ASSERT_TRUE(waitFor([&] { return trayRect().has_value(); }, 10000))
             << "trayer never showed its panel";
     }
@@ -134,50 +136,41 @@ public:
 
     // `settleMs`: time for the program to see the event before the next one comes.
     void xdotool(const QStringList& args, int settleMs = 120) const {
-        EXPECT_EQ(Session::run(QStringLiteral("xdotool"), args).exitCode, 0)
-            << args.join(u' ').toStdString();
+        EXPECT_EQ(Session::run(u"xdotool"_s, args).exitCode, 0) << args.join(u' ').toStdString();
         QTest::qWait(settleMs);
     }
     void move(QPoint at) const {
-        xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y())});
+        xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y())});
     }
     void click(QPoint at, int button = 1) const {
         move(at);
-        xdotool({QStringLiteral("click"), QString::number(button)});
+        xdotool({u"click"_s, QString::number(button)});
     }
     // Press, glide in steps (as a hand does), release.
     void drag(QPoint from, QPoint to) const {
         move(from);
-        xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+        xdotool({u"mousedown"_s, u"1"_s});
         constexpr int steps = 6;
         for (int i = 1; i <= steps; ++i)
             move(from + (to - from) * i / steps);
-        xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+        xdotool({u"mouseup"_s, u"1"_s});
     }
-    void type(const QString& text) const {
-        xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), text});
-    }
-    void key(const QString& name) const { xdotool({QStringLiteral("key"), name}); }
+    void type(const QString& text) const { xdotool({u"type"_s, u"--delay"_s, u"20"_s, text}); }
+    void key(const QString& name) const { xdotool({u"key"_s, name}); }
     void wheel(QPoint at, int button, int times) const {
         move(at);
-        xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QString::number(times),
-                 QStringLiteral("--delay"), QStringLiteral("30"), QString::number(button)});
+        xdotool({u"click"_s, u"--repeat"_s, QString::number(times), u"--delay"_s, u"30"_s,
+                 QString::number(button)});
     }
 
-    // Clicks the icon in trayer and waits for the panel.
+    // The panel, opened by a click on the icon in trayer unless it is open already.
     std::optional<QRect> openFromTray() const {
-        const std::optional<QRect> tray = trayRect();
-        if (!tray || tray->width() < 24)
-            return std::nullopt;
-        click(QPoint(tray->right() - 12, 12));
+        if (!panel() && trayHasIcon())
+            click(QPoint(trayRect()->right() - 12, 12));
         waitFor([&] { return panel().has_value(); }, 10000);
         // The popup paints right after it maps.
         QTest::qWait(300);
         return panel();
-    }
-
-    static bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-        return QTest::qWaitFor(condition, timeoutMs);
     }
 
 private:
@@ -224,13 +217,10 @@ public:
         }
         return rows;
     }
-    std::optional<int> divider(int index) const {
+    // The index-th divider from the top (from the bottom when negative), or 0.
+    int divider(qsizetype index) const {
         const QList<int> rows = dividers();
-        if (index < 0)
-            index += static_cast<int>(rows.size());
-        if (index < 0 || index >= rows.size())
-            return std::nullopt;
-        return rows[index];
+        return rows.value(index < 0 ? rows.size() + index : index, 0);
     }
 
     // The now line's orange-leaning red, told apart from the crimson of deep work (whose blue
@@ -240,17 +230,10 @@ public:
     }
     // The centre row of the now dot.
     std::optional<int> nowY() const {
-        int first = -1;
-        int last = -1;
-        for (int y = 0; y < m_image.height(); ++y)
-            if (isNowRed(at(nowDotX, y))) {
-                if (first < 0)
-                    first = y;
-                last = y;
-            }
-        if (first < 0)
+        const QList<int> rows = rowsWhere(nowDotX, 0, m_image.height(), isNowRed);
+        if (rows.isEmpty())
             return std::nullopt;
-        return (first + last) / 2;
+        return (rows.first() + rows.last()) / 2;
     }
     // Where a minute of today is, counted from the now dot at `nowMinutes`.
     std::optional<int> minuteY(int minutes, int nowMinutes) const {
@@ -273,38 +256,29 @@ public:
         return rows;
     }
 
-    // The editor's seven day toggles: the rows below `top` where seven discs of 14 to 20
-    // pixels stand side by side in the right half of the panel.
+    // The editor's seven day toggles: the boxes around the rows below `top` where seven discs
+    // of 14 to 20 pixels stand side by side in the right half of the panel.
     QList<QRect> dayToggles(int top) const {
-        QList<int> centreRows;
-        QList<QPair<int, int>> spans;
+        QList<QRect> boxes;
         for (int y = top; y < m_image.height(); ++y) {
-            QList<QPair<int, int>> found;
-            int start = -1;
-            for (int x = m_image.width() / 2; x < m_image.width() - 2; ++x) {
+            QList<QRect> row;
+            for (int x = m_image.width() / 2, start = -1; x < m_image.width() - 2; ++x) {
                 const bool ink = !isBackground(x, y);
                 if (ink && start < 0)
                     start = x;
                 if (!ink && start >= 0) {
-                    found << qMakePair(start, x - 1);
+                    row << QRect(start, y, x - start, 1);
                     start = -1;
                 }
             }
-            bool small = found.size() == 7;
-            for (const auto& span : found)
-                small = small && span.second - span.first >= 13 && span.second - span.first < 20;
-            if (small) {
-                centreRows << y;
-                spans = found; // the widest row is the circles' middle
-            }
+            const auto disc = [](const QRect& r) { return r.width() >= 14 && r.width() <= 20; };
+            if (row.size() != 7 || !std::all_of(row.begin(), row.end(), disc))
+                continue;
+            if (boxes.isEmpty())
+                boxes = row;
+            for (qsizetype i = 0; i < 7; ++i)
+                boxes[i] |= row[i];
         }
-        QList<QRect> boxes;
-        if (centreRows.isEmpty())
-            return boxes;
-        const int mid = (centreRows.first() + centreRows.last()) / 2;
-        const int half = (centreRows.last() - centreRows.first()) / 2;
-        for (const auto& span : spans)
-            boxes << QRect(span.first, mid - half, span.second - span.first + 1, 2 * half + 1);
         return boxes;
     }
     // The darkest grey level inside a box.

@@ -17,7 +17,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <mutex>
 #include <set>
 
@@ -26,23 +25,30 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// A desktop's do-not-disturb as its user sees and switches it.
+class UserSwitch : public QObject {
+public:
+    virtual bool isOn() = 0;
+    virtual void userSets(bool on) = 0;
+};
+
 // The standard notification service as far as the controller uses it. It runs in a thread of
 // its own, as a server in another process would, so that the controller's blocking calls get
 // their answers. Plasma holds banners back while any inhibition is held.
-class StandInServer final : public QObject {
+class StandInServer final : public UserSwitch {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-    Q_PROPERTY(bool Inhibited READ inhibited)
+    Q_PROPERTY(bool Inhibited READ isOn)
 
 public:
     explicit StandInServer(QString name) : m_name(std::move(name)) {}
 
-    bool inhibited() const {
+    bool isOn() override {
         std::lock_guard lock(m_mutex);
         return m_userOn || !m_cookies.empty();
     }
     // The user's own switch; switching off clears every inhibition, as the applet does.
-    void setUserOn(bool on) {
+    void userSets(bool on) override {
         std::lock_guard lock(m_mutex);
         m_userOn = on;
         if (!on)
@@ -68,7 +74,7 @@ public Q_SLOTS:
 
 private:
     QString m_name;
-    mutable std::mutex m_mutex;
+    std::mutex m_mutex;
     bool m_userOn = false;
     std::set<uint> m_cookies;
     uint m_lastCookie = 0;
@@ -76,8 +82,10 @@ private:
 
 // The switches of the servers that keep do-not-disturb on an interface of their own, as those
 // interfaces are documented. Each lives beside a StandInServer in the same thread.
-class SwitchStandIn : public QObject {
+class SwitchStandIn : public UserSwitch {
 public:
+    bool isOn() override { return on; }
+    void userSets(bool value) override { on = value; }
     std::atomic<bool> on = false;
 };
 
@@ -89,17 +97,22 @@ public Q_SLOTS:
     void SetDnd(bool value) { on = value; }
 };
 
-// mako keeps a list of active modes; do-not-disturb is one of them, beside the user's own.
+// mako keeps a list of active modes; do-not-disturb is one of them, beside the user's own,
+// and its user switches it by mode, keeping the others.
 class MakoStandIn final : public SwitchStandIn {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "fr.emersion.Mako")
 public:
-    QStringList modes() {
+    void userSets(bool on) override {
+        QStringList modes = ListModes();
+        modes.removeAll(u"do-not-disturb"_s);
+        SetModes(on ? modes << u"do-not-disturb"_s : modes);
+    }
+public Q_SLOTS:
+    QStringList ListModes() {
         std::lock_guard lock(m_mutex);
         return m_modes;
     }
-public Q_SLOTS:
-    QStringList ListModes() { return modes(); }
     void SetModes(const QStringList& modes) {
         std::lock_guard lock(m_mutex);
         m_modes = modes;
@@ -116,28 +129,28 @@ class XfconfStandIn final : public SwitchStandIn, protected QDBusContext {
     Q_CLASSINFO("D-Bus Interface", "org.xfce.Xfconf")
 public Q_SLOTS:
     QDBusVariant GetProperty(const QString& channel, const QString& property) {
-        if (!ours(channel, property))
+        if (!PropertyExists(channel, property))
             sendErrorReply(u"org.xfce.Xfconf.Error.PropertyNotFound"_s, property);
         return QDBusVariant(bool(on));
     }
     bool PropertyExists(const QString& channel, const QString& property) {
-        return ours(channel, property);
+        return channel == u"xfce4-notifyd" && property == u"/do-not-disturb";
     }
     void SetProperty(const QString& channel, const QString& property, const QDBusVariant& value) {
-        if (channel == u"xfce4-notifyd" && property == u"/do-not-disturb")
+        if (PropertyExists(channel, property))
             on = value.variant().toBool();
-    }
-
-private:
-    static bool ours(const QString& channel, const QString& property) {
-        return channel == u"xfce4-notifyd" && property == u"/do-not-disturb";
     }
 };
 
-// One server, with what its user sees and does.
-struct Desktop {
-    std::function<bool()> isOn;
-    std::function<void(bool)> userSets;
+// GNOME's own schema, in GSettings' memory backend: banners off is do-not-disturb.
+class GnomeSettings final : public UserSwitch {
+public:
+    ~GnomeSettings() override { g_object_unref(m_settings); }
+    bool isOn() override { return !g_settings_get_boolean(m_settings, "show-banners"); }
+    void userSets(bool on) override { g_settings_set_boolean(m_settings, "show-banners", !on); }
+
+private:
+    GSettings* m_settings = g_settings_new("org.gnome.desktop.notifications");
 };
 
 // A private bus, and on it, when asked, a stand-in server in a thread of its own.
@@ -152,16 +165,13 @@ protected:
         ASSERT_TRUE(m_bus.isConnected());
     }
     void TearDown() override {
-        if (m_gnome)
-            g_object_unref(m_gnome);
         if (m_standIn) {
-            m_serverBus.unregisterObject(u"/org/freedesktop/Notifications"_s);
             QDBusConnection::disconnectFromBus(u"dnd-test-server"_s);
             m_thread.quit();
             m_thread.wait();
             delete m_standIn;
-            m_switch.reset();
         }
+        m_switch.reset();
         QDBusConnection::disconnectFromBus(u"dnd-test"_s);
     }
 
@@ -171,10 +181,16 @@ protected:
         m_standIn = new StandInServer(name);
         m_standIn->moveToThread(&m_thread);
         m_thread.start();
-        ASSERT_TRUE(m_serverBus.registerObject(u"/org/freedesktop/Notifications"_s, m_standIn,
-                                               QDBusConnection::ExportAllSlots |
-                                                   QDBusConnection::ExportAllProperties));
-        ASSERT_TRUE(m_serverBus.registerService(u"org.freedesktop.Notifications"_s));
+        ASSERT_NO_FATAL_FAILURE(serve(m_standIn, u"org.freedesktop.Notifications"_s,
+                                      u"/org/freedesktop/Notifications"_s));
+    }
+    void serve(QObject* object, const QString& service, const QString& path) {
+        object->moveToThread(&m_thread);
+        ASSERT_TRUE(m_serverBus.registerObject(
+            path, object, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties));
+        if (!service.isEmpty()) {
+            ASSERT_TRUE(m_serverBus.registerService(service));
+        }
     }
 
     bool recorded() const { return m_folder.exists(QString(QuietDesktop::recordName)); }
@@ -185,9 +201,7 @@ protected:
     QDBusConnection m_serverBus{u"none"_s};
     QThread m_thread;
     StandInServer* m_standIn = nullptr;
-    std::unique_ptr<SwitchStandIn> m_switch;
-    GSettings* m_gnome = nullptr;
-    Desktop m_desktop;
+    std::unique_ptr<UserSwitch> m_switch; // where the server keeps the switch elsewhere
 };
 
 // Each server switched the way its user would. dunst's own switch is met end to end, with the
@@ -197,80 +211,56 @@ protected:
     void SetUp() override {
         ASSERT_NO_FATAL_FAILURE(DoNotDisturbBus::SetUp());
         const QString server = QString::fromLatin1(GetParam());
-        startStandIn(server);
+        ASSERT_NO_FATAL_FAILURE(startStandIn(server));
         const auto withSwitch = [&](SwitchStandIn* standIn, const QString& service,
                                     const QString& path) {
             m_switch.reset(standIn);
-            m_switch->moveToThread(&m_thread);
-            ASSERT_TRUE(
-                m_serverBus.registerObject(path, m_switch.get(), QDBusConnection::ExportAllSlots));
-            if (!service.isEmpty()) {
-                ASSERT_TRUE(m_serverBus.registerService(service));
-            }
-            m_desktop = {[this] { return m_switch->on.load(); },
-                         [this](bool on) {
-                             // mako's user switches by mode, keeping the others.
-                             if (auto* mako = dynamic_cast<MakoStandIn*>(m_switch.get())) {
-                                 QStringList modes = mako->modes();
-                                 modes.removeAll(u"do-not-disturb"_s);
-                                 mako->SetModes(on ? modes << u"do-not-disturb"_s : modes);
-                             } else {
-                                 m_switch->on = on;
-                             }
-                         }};
+            serve(standIn, service, path);
         };
         if (server == u"SwayNotificationCenter")
-            return withSwitch(new SwayncStandIn, u"org.erikreider.swaync.cc"_s,
-                              u"/org/erikreider/swaync/cc"_s);
-        if (server == u"mako")
-            return withSwitch(new MakoStandIn, {}, u"/fr/emersion/Mako"_s);
-        if (server == u"Xfce Notify Daemon")
-            return withSwitch(new XfconfStandIn, u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s);
-        if (server == u"Plasma") {
-            m_desktop = {[this] { return m_standIn->inhibited(); },
-                         [this](bool on) { m_standIn->setUserOn(on); }};
-            return;
-        }
-        m_gnome = g_settings_new("org.gnome.desktop.notifications");
-        m_desktop = {[this] { return !g_settings_get_boolean(m_gnome, "show-banners"); },
-                     [this](bool on) { g_settings_set_boolean(m_gnome, "show-banners", !on); }};
+            withSwitch(new SwayncStandIn, u"org.erikreider.swaync.cc"_s,
+                       u"/org/erikreider/swaync/cc"_s);
+        else if (server == u"mako")
+            withSwitch(new MakoStandIn, {}, u"/fr/emersion/Mako"_s);
+        else if (server == u"Xfce Notify Daemon")
+            withSwitch(new XfconfStandIn, u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s);
+        else if (server == u"gnome-shell")
+            m_switch = std::make_unique<GnomeSettings>();
     }
+    UserSwitch& user() { return m_switch ? *m_switch : *m_standIn; }
 };
 
 } // namespace
 
 TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadIt) {
-    struct Case {
+    const struct {
         const char* name;
         bool userBefore;
         std::optional<bool> userDuring; // what the user switches to while the block runs
         bool after;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"off before", false, std::nullopt, false},
         {"the user's own, kept", true, std::nullopt, true},
         {"switched off during the block, not fought", false, false, false},
         {"the user's own, switched off during the block", true, false, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        m_desktop.userSets(c.userBefore);
+        user().userSets(c.userBefore);
         QuietDesktop quiet(m_folder.path(), m_bus);
         quiet.silence();
-        EXPECT_TRUE(m_desktop.isOn());
-        EXPECT_TRUE(quiet.isSilenced());
-        EXPECT_EQ(recorded(), !c.userBefore) << "a change must be recorded, and only a change";
+        // On, and recorded if it was a change, and only then.
+        EXPECT_EQ(std::tuple(user().isOn(), quiet.isSilenced(), recorded()),
+                  std::tuple(true, true, !c.userBefore));
         if (c.userDuring) {
-            m_desktop.userSets(*c.userDuring);
+            user().userSets(*c.userDuring);
             quiet.silence(); // the next refresh
-            EXPECT_EQ(m_desktop.isOn(), *c.userDuring);
+            EXPECT_EQ(user().isOn(), *c.userDuring);
         }
         quiet.restore();
-        EXPECT_EQ(m_desktop.isOn(), c.after);
-        EXPECT_FALSE(recorded());
+        EXPECT_EQ(std::tuple(user().isOn(), recorded()), std::tuple(c.after, false));
         if (auto* mako = dynamic_cast<MakoStandIn*>(m_switch.get())) {
-            EXPECT_TRUE(mako->modes().mid(0, 2) == (QStringList{u"default"_s, u"work"_s}))
-                << "the user's own modes were not kept";
+            EXPECT_EQ(mako->ListModes().mid(0, 2), (QStringList{u"default"_s, u"work"_s}));
         }
     }
 }
@@ -278,7 +268,7 @@ TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadIt) {
 // A run that never put the desktop back leaves its record; the next start repairs from it. A
 // record that names nothing we know is dropped without touching the desktop.
 TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
-    m_desktop.userSets(false);
+    user().userSets(false);
     QByteArray record;
     {
         QuietDesktop lost(m_folder.path(), m_bus);
@@ -290,19 +280,18 @@ TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
     // there the record has nothing left to undo.
     const bool dropsWithConnection = QString::fromLatin1(GetParam()) == u"Plasma";
     if (!dropsWithConnection)
-        m_desktop.userSets(true);
+        user().userSets(true);
     m_folder.write(QString(QuietDesktop::recordName), record);
     { QuietDesktop next(m_folder.path(), m_bus); }
-    EXPECT_FALSE(m_desktop.isOn());
-    EXPECT_FALSE(recorded());
+    EXPECT_EQ(std::tuple(user().isOn(), recorded()), std::tuple(false, false));
 
     for (const QByteArray& junk :
          {QByteArray("{\"server\": \"elsewhere\"}"), QByteArray("\x01{")}) {
-        m_desktop.userSets(true);
+        user().userSets(true);
         m_folder.write(QString(QuietDesktop::recordName), junk);
         { QuietDesktop next(m_folder.path(), m_bus); }
-        EXPECT_TRUE(m_desktop.isOn()) << junk.constData();
-        EXPECT_FALSE(recorded());
+        EXPECT_EQ(std::tuple(user().isOn(), recorded()), std::tuple(true, false))
+            << junk.constData();
     }
 }
 
@@ -326,10 +315,10 @@ TEST_F(DoNotDisturbBus, WithoutANotificationServerNothingChangesUntilOneStarts) 
 
     ASSERT_NO_FATAL_FAILURE(startStandIn(u"Plasma"_s));
     quiet.silence();
-    EXPECT_TRUE(m_standIn->inhibited());
+    EXPECT_TRUE(m_standIn->isOn());
     EXPECT_EQ(doNotDisturbProblemText(m_bus), QString());
     quiet.restore();
-    EXPECT_FALSE(m_standIn->inhibited());
+    EXPECT_FALSE(m_standIn->isOn());
 }
 
 #include "DoNotDisturbTest.moc"

@@ -2,24 +2,21 @@
 // a deep block, plays its noise into SDL's disk driver, and puts up its card on a real X
 // server when a real notification daemon shows a banner.
 
-#include "model/JsonCodec.h"
+#include "EndToEnd.h"
 
 #include "support/DiskAudio.h"
-#include "support/NotificationSession.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QTest>
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 
 using namespace quillmere;
 using namespace Qt::StringLiterals;
+using test::block;
+using test::waitFor;
 
 namespace {
 
@@ -30,7 +27,7 @@ struct Program : test::FakeTimeProgram {
             const Settings& settings, const QString& fakeStart,
             QProcessEnvironment env = QProcessEnvironment())
         : m_session(session), m_env(env.isEmpty() ? session.environment() : env) {
-        session.writeData(u"blocks.json"_s, json::encodeList(blocks));
+        test::writeBlocks(session, blocks);
         session.writeData(u"settings.json"_s, json::encodeStateFile(json::encode(settings)));
         startAt(fakeStart);
     }
@@ -53,14 +50,6 @@ QProcessEnvironment withDiskAudio(const test::Session& session) {
     return env;
 }
 
-WorkBlock deepBlock(const QString& title, Minutes start, Minutes duration) {
-    return {QUuid::createUuid(), title, u"2024-03-04"_s, start, duration, WorkKind::deep, {}, {}};
-}
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    return QTest::qWaitFor(condition, timeoutMs);
-}
-
 } // namespace
 
 // Noise is played at the set volume while deep work runs and not when it is off; it stops with
@@ -71,13 +60,10 @@ TEST(FocusAidsEndToEnd, NoisePlaysAtItsVolumeStopsWithItsBlockAndCarriesOnInTheN
     test::Session silentHome;
     // "Write" ends twenty seconds after the start; "Edit" begins a minute later. The chimes
     // would open a second device on the same file.
-    const std::vector<WorkBlock> blocks{deepBlock(u"Write"_s, 600, 60),
-                                        deepBlock(u"Edit"_s, 661, 30)};
-    Settings loud;
-    loud.noiseVolume = 0.5;
-    loud.chimesEnabled = false;
-    Settings off = loud;
-    off.deepWorkNoise = DeepWorkNoise::off;
+    const std::vector<WorkBlock> blocks{block(u"Write"_s, 600, 60), block(u"Edit"_s, 661, 30)};
+    const Settings loud{.chimesEnabled = false, .noiseVolume = 0.5};
+    const Settings off{
+        .chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .noiseVolume = 0.5};
 
     // Side by side, so the program without noise has had as long as the other has played.
     audio.use(u"loud.raw"_s);
@@ -155,7 +141,7 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
     {
         SCOPED_TRACE("a banner during the block");
         // "Write" ends ten seconds after the program starts, one minute of it left until then.
-        Program program(session, {deepBlock(u"Write"_s, 635, 25)}, Settings{}, u"10:59:50"_s);
+        Program program(session, {block(u"Write"_s, 635, 25)}, Settings{}, u"10:59:50"_s);
         const QString card = u"^Stay focused .* 1 m left in Write$"_s;
         const QString anyCard = u"^Stay focused"_s;
         auto banner = [&] {
@@ -180,10 +166,9 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
         SCOPED_TRACE("a reminder through heartbeats and boundaries");
         // At 13:55 the reminder for "Write" comes with the heartbeat's minute and the end of a
         // shallow block: three reasons to refresh within the card's six seconds.
-        WorkBlock inbox = deepBlock(u"Inbox"_s, 810, 25);
-        inbox.kind = WorkKind::shallow;
-        Program program(session, {inbox, deepBlock(u"Write"_s, 840, 60)}, Settings{},
-                        u"13:54:57"_s);
+        Program program(session,
+                        {block(u"Inbox"_s, 810, 25, WorkKind::shallow), block(u"Write"_s, 840, 60)},
+                        Settings{}, u"13:54:57"_s);
         auto cardShown = [&] { return session.shows(u"^Deep Work in 5 m"_s); };
         ASSERT_TRUE(waitFor(cardShown, 20000)) << "no reminder";
         QElapsedTimer up;
@@ -197,43 +182,39 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
 
     QProcessEnvironment env = session.environment();
     env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-    Settings quiet;
-    quiet.silenceNotifications = true;
-    quiet.deepWorkNoise = DeepWorkNoise::off;
+    const Settings quiet{.deepWorkNoise = DeepWorkNoise::off, .silenceNotifications = true};
     auto paused = [&] { return session.run(u"dunstctl"_s, {u"is-paused"_s}); };
     auto pausedWithin = [&](const char* state, int ms) {
         return waitFor([&] { return paused() == state; }, ms);
     };
-    struct Case {
+    // Each run ends as named: by its block ending (signal 0) or by a signal.
+    const struct {
         const char* name;
         bool userPaused;
-        QString start;
-        std::function<void(Program&)> end;
+        int signal;
+    } cases[] = {
+        {"the block ends", false, 0},
+        {"SIGTERM", false, SIGTERM},
+        {"SIGKILL, then the next start", false, SIGKILL},
+        {"SIGINT", false, SIGINT},
+        {"SIGHUP", false, SIGHUP},
+        {"SIGTERM with the user's own pause", true, SIGTERM},
     };
-    const std::vector<Case> cases{
-        {"the block ends", false, u"10:59:30"_s,
-         [&](Program& p) { EXPECT_TRUE(waitFor([&] { return p.elapsed() > 32000; }, 40000)); }},
-        {"SIGTERM", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.terminate()); }},
-        {"SIGKILL, then the next start", false, u"10:30:00"_s,
-         [&](Program& p) {
-             EXPECT_TRUE(p.end(SIGKILL));
-             EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
-             EXPECT_TRUE(p.recorded());
-             p.startAt(u"11:30:00"_s);
-             EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
-             EXPECT_FALSE(p.recorded());
-         }},
-        {"SIGINT", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.end(SIGINT)); }},
-        {"SIGHUP", false, u"10:30:00"_s, [](Program& p) { EXPECT_TRUE(p.end(SIGHUP)); }},
-        {"SIGTERM with the user's own pause", true, u"10:30:00"_s,
-         [](Program& p) { EXPECT_TRUE(p.terminate()); }},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         session.run(u"dunstctl"_s, {u"set-paused"_s, c.userPaused ? u"true"_s : u"false"_s});
-        Program program(session, {deepBlock(u"Write"_s, 600, 60)}, quiet, c.start, env);
+        Program program(session, {block(u"Write"_s, 600, 60)}, quiet,
+                        c.signal ? u"10:30:00"_s : u"10:59:30"_s, env);
         EXPECT_TRUE(pausedWithin("true", 20000)) << "not paused during the block";
-        c.end(program);
+        EXPECT_TRUE(c.signal ? program.end(c.signal)
+                             : waitFor([&] { return program.elapsed() > 32000; }, 40000));
+        if (c.signal == SIGKILL) {
+            EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
+            EXPECT_TRUE(program.recorded());
+            program.startAt(u"11:30:00"_s);
+            EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
+            EXPECT_FALSE(program.recorded());
+        }
         EXPECT_TRUE(pausedWithin(c.userPaused ? "true" : "false", 10000));
     }
 }

@@ -1,16 +1,12 @@
-#include "desktop/ApplicationId.h"
-#include "model/JsonCodec.h"
+#include "EndToEnd.h"
 
-#include "support/Printers.h"
-#include "support/Session.h"
+#include "desktop/ApplicationId.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QThread>
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
@@ -24,7 +20,7 @@ namespace {
 
 // Monday 2024-03-04, two seconds before 11:00 in Berlin.
 const QString fakeStart = u"@2024-03-04 10:59:58"_s;
-const QString today = u"2024-03-04"_s;
+using test::today;
 
 // Every open, read, write, creation or removal inside a folder while it is watched.
 class FolderWatch {
@@ -53,13 +49,6 @@ private:
     int m_fd;
 };
 
-QString sqlite(const QString& db, const QString& query) {
-    QProcess p;
-    p.start(u"sqlite3"_s, {db, query});
-    p.waitForFinished(5000);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-}
-
 } // namespace
 
 TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
@@ -67,10 +56,9 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     test::Session home;
     RepeatRule mondays{QUuid::createUuid(), u"Standup"_s, WorkKind::shallow, 780, 15, {2},
                        u"2024-02-26"_s};
-    WorkBlock ending{
-        QUuid::createUuid(), u"Deep morning"_s, today, 600, 60, WorkKind::deep, {}, {}};
+    const WorkBlock ending = test::block(u"Deep morning"_s, 600, 60);
     home.writeData(u"rules.json"_s, json::encodeList(std::vector<RepeatRule>{mondays}));
-    home.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{ending}));
+    test::writeBlocks(home, {ending});
     auto read = [&](const QString& name) { return home.readData(name); };
 
     test::FakeTimeProgram first;
@@ -79,24 +67,26 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     // Start-up stamps Monday's rule onto today and writes both files.
     std::vector<WorkBlock> blocks;
     std::vector<RepeatRule> rules;
-    while (first.elapsed() < 4000) {
-        blocks = json::decodeList<WorkBlock>(read(u"blocks.json"_s)).value_or(blocks);
-        rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
-        if (blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today)
-            break;
-        QThread::msleep(100);
-    }
+    test::waitFor(
+        [&] {
+            blocks = test::readBlocks(home);
+            rules = json::decodeList<RepeatRule>(read(u"rules.json"_s)).value_or(rules);
+            return blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today;
+        },
+        4000);
     ASSERT_EQ(blocks.size(), 2u) << first.process().readAll().toStdString();
-    EXPECT_EQ(blocks[1].repeatRuleID, mondays.id);
-    EXPECT_EQ(blocks[1].day, today);
-    EXPECT_EQ(blocks[1].startMinutes, 780);
+    EXPECT_EQ(std::tie(blocks[1].repeatRuleID, blocks[1].day, blocks[1].startMinutes),
+              std::tuple(mondays.id, today, 780));
     ASSERT_EQ(rules.size(), 1u);
     EXPECT_EQ(rules[0].lastStampedDay, today);
 
     // The block ends two seconds after start; five seconds after start it is on record.
     QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - first.elapsed())));
     const QString stats = home.dataFile(u"stats.sqlite"_s);
-    EXPECT_EQ(sqlite(stats, u"SELECT id, day, start_minutes FROM confirmed_blocks"_s),
+    EXPECT_EQ(QString::fromUtf8(
+                  home.run(u"sqlite3"_s,
+                           {stats, u"SELECT id, day, start_minutes FROM confirmed_blocks"_s})
+                      .out.trimmed()),
               ending.id.toString(QUuid::WithoutBraces).toUpper() + u"|"_s + today + u"|600"_s);
     ASSERT_EQ(first.process().state(), QProcess::Running);
 
@@ -114,12 +104,7 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     const QByteArray rulesBefore = read(u"rules.json"_s);
     FolderWatch watch(home.dataFile(QString()));
     // The second start runs on the real clock: it must not get as far as reading any file.
-    QProcess second;
-    second.setProcessEnvironment(home.environment());
-    second.start(QStringLiteral(QUILLMERE_BINARY), {});
-    ASSERT_TRUE(second.waitForFinished(5000));
-    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_EQ(home.run(QStringLiteral(QUILLMERE_BINARY), {}).exitCode, 0);
     EXPECT_EQ(watch.events(), QStringList());
     EXPECT_EQ(first.process().state(), QProcess::Running);
     EXPECT_EQ(read(u"blocks.json"_s), blocksBefore);

@@ -1,8 +1,6 @@
-#include "desktop/BusNames.h"
-#include "model/JsonCodec.h"
+#include "EndToEnd.h"
 
-#include "support/NotificationSession.h"
-#include "support/Printers.h"
+#include "desktop/BusNames.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -11,9 +9,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTest>
-
-#include <gtest/gtest.h>
 
 using namespace quillmere;
 using namespace Qt::StringLiterals;
@@ -23,7 +18,7 @@ namespace {
 const QString binary = QStringLiteral(QUILLMERE_BINARY);
 // Monday 2024-03-04 in Berlin, a few seconds before nine.
 const QString fakeStart = u"@2024-03-04 08:59:40"_s;
-const QString today = u"2024-03-04"_s;
+using test::block;
 
 using Outcome = test::Session::Outcome;
 
@@ -45,15 +40,11 @@ protected:
 
     Outcome run(const QStringList& args) const { return m_session.Session::run(binary, args); }
     bool serviceUp() const { // generous: a loaded machine starts slowly
-        return QTest::qWaitFor(
+        return test::waitFor(
             [&] { return m_bus->interface()->isServiceRegistered(bus::serviceName()).value(); },
             30000);
     }
     QByteArray file(const QString& name) const { return m_session.readData(name); }
-    std::vector<WorkBlock> blocks() const {
-        return json::decodeList<WorkBlock>(file(u"blocks.json"_s))
-            .value_or(std::vector<WorkBlock>{});
-    }
 
     test::NotificationSession m_session;
     std::unique_ptr<QDBusConnection> m_bus;
@@ -65,15 +56,9 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     // Commands run on the real clock: a shallow block fills yesterday, today and tomorrow.
     std::vector<WorkBlock> allDay;
     for (int day = -1; day <= 1; ++day)
-        allDay.push_back({QUuid::createUuid(),
-                          u"Email"_s,
-                          QDate::currentDate().addDays(day).toString(Qt::ISODate),
-                          0,
-                          1440,
-                          WorkKind::shallow,
-                          {},
-                          {}});
-    m_session.writeData(u"blocks.json"_s, json::encodeList(allDay));
+        allDay.push_back(block(u"Email"_s, 0, 1440, WorkKind::shallow,
+                               QDate::currentDate().addDays(day).toString(Qt::ISODate)));
+    test::writeBlocks(m_session, allDay);
     const QByteArray before = file(u"blocks.json"_s);
 
     // Every usage error is the parser's (app_tests' CommandLine cases); the binary turns one
@@ -102,14 +87,21 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     EXPECT_FALSE(QFile::exists(m_session.dataFile(u"planned.json"_s)));
 }
 
-TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
+TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock) {
     // A shallow block runs until nine.
-    const WorkBlock email{QUuid::createUuid(), u"Email"_s, today, 525, 15,
-                          WorkKind::shallow,   {},         {}};
-    m_session.writeData(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{email}));
-    test::FakeTimeProgram program;
-    ASSERT_TRUE(program.start(m_session.environment(), binary, fakeStart));
-    ASSERT_TRUE(serviceUp()) << program.process().readAll().toStdString();
+    test::writeBlocks(m_session, {block(u"Email"_s, 525, 15, WorkKind::shallow)});
+    // Two starts at once: one hands over and leaves, the other stays and is the one on the bus.
+    test::FakeTimeProgram starts[2];
+    for (test::FakeTimeProgram& start : starts)
+        ASSERT_TRUE(start.start(m_session.environment(), binary, fakeStart));
+    ASSERT_TRUE(serviceUp()) << starts[0].process().readAll().toStdString();
+    ASSERT_TRUE(test::waitFor([&] { return !starts[0].running() || !starts[1].running(); }, 10000));
+    test::FakeTimeProgram& program = starts[0].running() ? starts[0] : starts[1];
+    const QProcess& gone = (starts[0].running() ? starts[1] : starts[0]).process();
+    EXPECT_EQ(std::tuple(gone.exitStatus(), gone.exitCode()), std::tuple(QProcess::NormalExit, 0));
+    ASSERT_TRUE(program.running());
+    EXPECT_EQ(m_bus->interface()->servicePid(bus::serviceName()).value(),
+              static_cast<uint>(program.pid()));
 
     // The interface as a script finds it.
     const QDBusMessage introspection = m_bus->call(
@@ -155,17 +147,16 @@ TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
     EXPECT_EQ(taken.exitCode, 2);
     EXPECT_TRUE(taken.err.contains("overlaps")) << taken.err.toStdString();
     EXPECT_EQ(run({u"plan"_s, u" Read paper "_s, u"--shallow"_s}).exitCode, 0);
-    std::vector<WorkBlock> now = blocks();
+    const std::vector<WorkBlock> now = test::readBlocks(m_session);
     ASSERT_EQ(now.size(), 2u);
-    EXPECT_EQ(now[1].title, u"Write chapter"_s);
-    EXPECT_EQ(now[1].kind, WorkKind::deep);
-    EXPECT_EQ(now[1].startMinutes, 540);
-    EXPECT_EQ(now[1].durationMinutes, 45);
-    EXPECT_EQ(now[1].day, today);
+    WorkBlock added = block(u"Write chapter"_s, 540, 45);
+    added.id = now[1].id;
+    added.createdAt = now[1].createdAt;
+    EXPECT_EQ(now[1], added);
     const auto planned = json::decodeList<PlannedBlock>(file(u"planned.json"_s));
     ASSERT_TRUE(planned && planned->size() == 1);
-    EXPECT_EQ(planned->front().title, u"Read paper"_s);
-    EXPECT_EQ(planned->front().kind, WorkKind::shallow);
+    EXPECT_EQ(std::tuple(planned->front().title, planned->front().kind),
+              std::tuple(u"Read paper"_s, WorkKind::shallow));
 
     // Nine o'clock: the shallow block ends and the deep one starts, and the feed says so.
     ASSERT_TRUE(readLines(30000, [&] { return classNow() == u"deep"_s; }))
@@ -180,32 +171,4 @@ TEST_F(Scripting, CommandsReachTheProgramAndTheFeedFollowsTheClock) {
     EXPECT_TRUE(program.process().waitForFinished(5000));
     EXPECT_EQ(program.process().exitCode(), 0);
     EXPECT_EQ(follow.state(), QProcess::Running);
-}
-
-TEST_F(Scripting, TwoStartsAtOnceLeaveOneProgram) {
-    QProcess first;
-    QProcess second;
-    for (QProcess* p : {&first, &second}) {
-        p->setProcessEnvironment(m_session.environment());
-        p->start(binary, {});
-    }
-    ASSERT_TRUE(first.waitForStarted(5000) && second.waitForStarted(5000));
-    ASSERT_TRUE(serviceUp());
-    // One of them hands over and leaves; the other stays and is the one on the bus.
-    QElapsedTimer clock;
-    clock.start();
-    while (first.state() == QProcess::Running && second.state() == QProcess::Running &&
-           clock.elapsed() < 10000)
-        if (!first.waitForFinished(50))
-            second.waitForFinished(50);
-    QProcess& gone = first.state() == QProcess::Running ? second : first;
-    QProcess& stays = first.state() == QProcess::Running ? first : second;
-    EXPECT_EQ(gone.state(), QProcess::NotRunning);
-    EXPECT_EQ(gone.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(gone.exitCode(), 0);
-    ASSERT_EQ(stays.state(), QProcess::Running);
-    EXPECT_EQ(m_bus->interface()->servicePid(bus::serviceName()).value(),
-              static_cast<uint>(stays.processId()));
-    EXPECT_EQ(run({u"quit"_s}).exitCode, 0);
-    EXPECT_TRUE(stays.waitForFinished(5000));
 }

@@ -6,6 +6,8 @@
 
 namespace quillmere::test {
 
+using namespace Qt::StringLiterals;
+
 // The part of a desktop's StatusNotifierItem host that the program talks to: the watcher that
 // items register with, and the host's ear for an item's tooltip, which it redraws on each
 // NewToolTip.
@@ -17,7 +19,7 @@ class FakeWatcher final : public QObject {
     Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
 
 public:
-    static QString service() { return QStringLiteral("org.kde.StatusNotifierWatcher"); }
+    static QString service() { return u"org.kde.StatusNotifierWatcher"_s; }
 
     bool hostRegistered() const { return true; }
     int protocolVersion() const { return 0; }
@@ -25,15 +27,14 @@ public:
 
     // Takes the watcher's name on `bus`, as a tray host does when it starts.
     bool publish(QDBusConnection& bus) {
-        return bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), this,
+        return bus.registerObject(u"/StatusNotifierWatcher"_s, this,
                                   QDBusConnection::ExportAllContents) &&
                bus.registerService(service());
     }
 
     bool countToolTips(QDBusConnection& bus, const QString& item) {
-        return bus.connect(item, QStringLiteral("/StatusNotifierItem"),
-                           QStringLiteral("org.kde.StatusNotifierItem"),
-                           QStringLiteral("NewToolTip"), this, SLOT(toolTipChanged()));
+        return bus.connect(item, u"/StatusNotifierItem"_s, u"org.kde.StatusNotifierItem"_s,
+                           u"NewToolTip"_s, this, SLOT(toolTipChanged()));
     }
     int toolTipChanges = 0;
 

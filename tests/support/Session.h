@@ -18,6 +18,8 @@
 
 namespace quillmere::test {
 
+using namespace Qt::StringLiterals;
+
 // The first line a started helper prints (Xvfb's display, dbus-daemon's address), or nothing
 // when it does not start or says nothing within ten seconds.
 inline QByteArray firstLine(QProcess& p) {
@@ -40,18 +42,17 @@ public:
     bool start(QProcessEnvironment env, const QString& binary, const QString& fakeStart,
                const QStringList& args = {},
                QProcess::ProcessChannelMode channels = QProcess::MergedChannels) {
-        env.insert(QStringLiteral("FAKETIME_DONT_FAKE_MONOTONIC"), QStringLiteral("1"));
+        env.insert(u"FAKETIME_DONT_FAKE_MONOTONIC"_s, u"1"_s);
         // libfaketime is preloaded ahead of all others, which a sanitized build must allow.
-        env.insert(QStringLiteral("ASAN_OPTIONS"), env.value(QStringLiteral("ASAN_OPTIONS")) +
-                                                       QStringLiteral(":verify_asan_link_order=0"));
+        env.insert(u"ASAN_OPTIONS"_s,
+                   env.value(u"ASAN_OPTIONS"_s) + u":verify_asan_link_order=0"_s);
         // Preloaded straight into the program rather than through the `faketime` wrapper: the
         // wrapper names a semaphore after its own process id and fails when a killed run left
         // one behind under a reused id.
-        env.insert(QStringLiteral("FAKETIME"), fakeStart);
-        const QString preload = env.value(QStringLiteral("LD_PRELOAD"));
-        env.insert(QStringLiteral("LD_PRELOAD"),
-                   QStringLiteral(QUILLMERE_LIBFAKETIME) +
-                       (preload.isEmpty() ? QString() : u':' + preload));
+        env.insert(u"FAKETIME"_s, fakeStart);
+        const QString preload = env.value(u"LD_PRELOAD"_s);
+        env.insert(u"LD_PRELOAD"_s, QStringLiteral(QUILLMERE_LIBFAKETIME) +
+                                        (preload.isEmpty() ? QString() : u':' + preload));
         m_process.setProcessChannelMode(channels);
         m_process.setChildProcessModifier([] { setpgid(0, 0); });
         m_process.setProcessEnvironment(env);
@@ -101,12 +102,12 @@ public:
         m_env = QProcessEnvironment::systemEnvironment();
         for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"})
             m_env.remove(QString::fromLatin1(name));
-        m_env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        m_env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_dir.path());
-        m_env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
-        m_env.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
-        m_env.insert(QStringLiteral("TZ"), QStringLiteral("Europe/Berlin"));
-        m_env.insert(QStringLiteral("SDL_AUDIODRIVER"), QStringLiteral("dummy"));
+        m_env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        m_env.insert(u"XDG_RUNTIME_DIR"_s, m_dir.path());
+        m_env.insert(u"XDG_CONFIG_HOME"_s, m_dir.filePath(u"config"_s));
+        m_env.insert(u"XDG_DATA_HOME"_s, m_dir.filePath(u"data"_s));
+        m_env.insert(u"TZ"_s, u"Europe/Berlin"_s);
+        m_env.insert(u"SDL_AUDIODRIVER"_s, u"dummy"_s);
         QDir().mkpath(dataFile(QString()));
     }
     ~Session() {
@@ -122,19 +123,16 @@ public:
     // Returns what did not start, or nothing. From here on the program picks its platform
     // itself, as on a desktop.
     QString start(bool withNotificationDaemon) {
-        QProcess& x = spawn(QStringLiteral("Xvfb"),
-                            QStringLiteral("-displayfd 1 -nolisten tcp "
-                                           "-screen 0 800x600x24")
-                                .split(u' '),
-                            true);
+        QProcess& x = spawn(u"Xvfb"_s,
+                            u"-displayfd 1 -nolisten tcp -screen 0 800x600x24"_s.split(u' '), true);
         const QByteArray display = firstLine(x);
         if (display.isEmpty())
-            return QStringLiteral("Xvfb did not start: ") + x.errorString();
-        m_env.insert(QStringLiteral("DISPLAY"), u':' + QString::fromLatin1(display));
-        m_env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+            return u"Xvfb did not start: "_s + x.errorString();
+        m_env.insert(u"DISPLAY"_s, u':' + QString::fromLatin1(display));
+        m_env.remove(u"QT_QPA_PLATFORM"_s);
 
         // A session bus without service activation, so nothing but what we start can answer.
-        QFile conf(m_dir.filePath(QStringLiteral("bus.conf")));
+        QFile conf(m_dir.filePath(u"bus.conf"_s));
         if (!conf.open(QIODevice::WriteOnly))
             return conf.errorString();
         conf.write(
@@ -143,25 +141,23 @@ public:
             "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
             "<allow own=\"*\"/></policy></busconfig>\n");
         conf.close();
-        m_address =
-            firstLine(spawn(QStringLiteral("dbus-daemon"),
-                            {QStringLiteral("--config-file=") + conf.fileName(),
-                             QStringLiteral("--nofork"), QStringLiteral("--print-address=1")},
-                            true));
+        m_address = firstLine(spawn(
+            u"dbus-daemon"_s,
+            {u"--config-file="_s + conf.fileName(), u"--nofork"_s, u"--print-address=1"_s}, true));
         if (m_address.isEmpty())
-            return QStringLiteral("dbus-daemon did not start");
-        m_env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromLatin1(m_address));
+            return u"dbus-daemon did not start"_s;
+        m_env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromLatin1(m_address));
         if (!withNotificationDaemon)
             return {};
 
-        QProcess& daemon = spawn(QStringLiteral("dunst"), {});
+        QProcess& daemon = spawn(u"dunst"_s, {});
         if (!daemon.waitForStarted(5000))
-            return QStringLiteral("dunst did not start");
+            return u"dunst did not start"_s;
         QElapsedTimer clock;
         clock.start();
         while (!notificationsOwned())
             if (clock.elapsed() > 30000)
-                return QStringLiteral("dunst never took the notification name");
+                return u"dunst never took the notification name"_s;
             else
                 QThread::msleep(50);
         return {};
@@ -182,14 +178,14 @@ public:
     }
 
     QByteArray address() const { return m_address; }
-    QString display() const { return m_env.value(QStringLiteral("DISPLAY")); }
+    QString display() const { return m_env.value(u"DISPLAY"_s); }
     // What the program and its clients run with on this session.
     QProcessEnvironment environment() const { return m_env; }
     QProcessEnvironment& environment() { return m_env; }
 
     // The program's own data folder, XDG_DATA_HOME/Quillmere.
     QString dataFile(const QString& name) const {
-        return m_dir.filePath(QStringLiteral("data/Quillmere/") + name);
+        return m_dir.filePath(u"data/Quillmere/"_s + name);
     }
     void writeData(const QString& name, const QByteArray& bytes) const {
         QFile f(dataFile(name));
@@ -212,25 +208,23 @@ public:
         QProcess p;
         p.setProcessEnvironment(m_env);
         p.start(program, args);
-        p.waitForFinished(10000);
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+        // One still running after ten seconds counts as failed, not as its default exit code.
+        const bool finished = p.waitForFinished(10000);
+        return {finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
                 p.readAllStandardOutput(), p.readAllStandardError()};
     }
     // Whether a mapped window's name matches the (extended) regular expression.
     bool shows(const QString& name) const {
-        return run(QStringLiteral("xdotool"),
-                   {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                    QStringLiteral("--name"), name})
-                   .exitCode == 0;
+        return run(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, name}).exitCode ==
+               0;
     }
 
 private:
     bool notificationsOwned() const {
-        return run(QStringLiteral("dbus-send"),
-                   {QStringLiteral("--session"), QStringLiteral("--print-reply"),
-                    QStringLiteral("--dest=org.freedesktop.DBus"), QStringLiteral("/"),
-                    QStringLiteral("org.freedesktop.DBus.NameHasOwner"),
-                    QStringLiteral("string:org.freedesktop.Notifications")})
+        return run(u"dbus-send"_s,
+                   {u"--session"_s, u"--print-reply"_s, u"--dest=org.freedesktop.DBus"_s, u"/"_s,
+                    u"org.freedesktop.DBus.NameHasOwner"_s,
+                    u"string:org.freedesktop.Notifications"_s})
             .out.contains("boolean true");
     }
 
