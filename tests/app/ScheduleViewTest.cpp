@@ -202,13 +202,11 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
                 });
                 const QRect area(widget->mapTo(view.get(), QPoint(0, 0)) * ratio,
                                  widget->size() * ratio);
-                double best = 1;
-                for (int y = area.top(); y <= area.bottom(); ++y)
-                    for (int x = area.left(); x <= area.right(); ++x)
-                        best =
-                            std::max(best, ui::contrastRatio(picture.pixelColor(x, y),
-                                                             picture.pixelColor(area.topLeft())));
-                EXPECT_GE(best, least) << name << " at " << ratio << "x";
+                const QColor corner = picture.pixelColor(area.topLeft());
+                EXPECT_GE(
+                    most(picture, area, [&](QColor c) { return ui::contrastRatio(c, corner); }),
+                    least)
+                    << name << " at " << ratio << "x";
             }
         }
     }
@@ -413,20 +411,17 @@ TEST_F(ScheduleFixture, ClearTodayAndMidnightCloseTheEditorFirst) {
     EXPECT_TRUE(closed());
 }
 
-TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
+// The options write the settings. "Start at Login" shows the entry on disk each time the menu
+// opens; a failed write shows in its help text and leaves it off.
+TEST_F(ScheduleFixture, OptionsWriteTheSettingsAndStartAtLoginFollowsTheEntryOnDisk) {
     build();
     choose(QStringLiteral("Upcoming Reminders"));
     choose(QStringLiteral("Silence Notifications"));
-    EXPECT_FALSE(store->settings().remindersEnabled);
-    EXPECT_TRUE(store->settings().silenceNotifications);
+    EXPECT_EQ(std::pair(store->settings().remindersEnabled, store->settings().silenceNotifications),
+              std::pair(false, true));
     EXPECT_FALSE(action(view.get(), QStringLiteral("Upcoming Reminders"))->isChecked());
     EXPECT_TRUE(action(view.get(), QStringLiteral("Silence Notifications"))->isChecked());
-}
 
-// "Start at Login" shows the entry on disk each time the menu opens; a failed write shows in
-// its help text and leaves it off.
-TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
-    build();
     const QString autostart =
         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
         QStringLiteral("/autostart");
@@ -516,7 +511,7 @@ TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlOfThePanel) {
 
 // A title still reading as the old kind's default (or empty) follows the kind; typed ones stay,
 // even one that only looks like the other kind's default.
-TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitles) {
+TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitlesAndTypingSendsTheTitleAsItStands) {
     build();
     choose(QStringLiteral("Add Deep Work"));
     QToolButton* shallow = childWhere<QToolButton>(
@@ -525,6 +520,18 @@ TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitles) {
     EXPECT_EQ(view->working()->kind, WorkKind::shallow);
     EXPECT_EQ(title()->text(), QStringLiteral("Shallow Work"));
     EXPECT_TRUE(shallow->isChecked());
+
+    // What is typed goes to the working copy as it stands, and the echo does not move the
+    // cursor.
+    const QUuid id = *view->selectedID();
+    title()->selectAll();
+    QTest::keyClick(title(), Qt::Key_Backspace);
+    QTest::keyClicks(title(), QStringLiteral(" Write "));
+    EXPECT_EQ(view->working()->title, QStringLiteral(" Write "));
+    EXPECT_EQ(title()->cursorPosition(), 7);
+    QTest::keyClick(title(), Qt::Key_Return);
+    EXPECT_TRUE(store->savedBlock(id));
+    EXPECT_TRUE(closed());
 
     const struct {
         QString title;
@@ -543,21 +550,6 @@ TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitles) {
     }
 }
 
-// What is typed goes to the working copy as it stands, and the echo does not move the cursor.
-TEST_F(ScheduleFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
-    build();
-    choose(QStringLiteral("Add Deep Work"));
-    const QUuid id = *view->selectedID();
-    title()->selectAll();
-    QTest::keyClick(title(), Qt::Key_Backspace);
-    QTest::keyClicks(title(), QStringLiteral(" Write "));
-    EXPECT_EQ(view->working()->title, QStringLiteral(" Write "));
-    EXPECT_EQ(title()->cursorPosition(), 7);
-    QTest::keyClick(title(), Qt::Key_Return);
-    EXPECT_TRUE(store->savedBlock(id));
-    EXPECT_TRUE(closed());
-}
-
 // Between blocks ending at 14:00 and starting at 16:10, a block at 14:05 (off the grid after a
 // timeline edit) steps within that free time and is clamped to it, not refused.
 TEST_F(ScheduleFixture, SteppersMoveByAQuarterHourAndStopAtTheFreeTime) {
@@ -566,18 +558,18 @@ TEST_F(ScheduleFixture, SteppersMoveByAQuarterHourAndStopAtTheFreeTime) {
                 todayBlock(QStringLiteral("After"), 970, 30)});
     build();
     view->setSelectedID(block.id);
+    const auto state = [&](const char* name) {
+        return std::tuple(view->working()->startMinutes, view->working()->durationMinutes,
+                          stepper(name)->label());
+    };
     step("start", Qt::Key_Down, 2);
-    EXPECT_EQ(view->working()->startMinutes, 840);
-    EXPECT_EQ(stepper("start")->label(), QStringLiteral("2:00 PM"));
+    EXPECT_EQ(state("start"), std::tuple(840, 60, QStringLiteral("2:00 PM")));
     step("duration", Qt::Key_Up);
-    EXPECT_EQ(view->working()->durationMinutes, 75);
-    EXPECT_EQ(stepper("duration")->label(), QStringLiteral("1 h 15 m"));
+    EXPECT_EQ(state("duration"), std::tuple(840, 75, QStringLiteral("1 h 15 m")));
     step("start", Qt::Key_Up, 5);
-    EXPECT_EQ(view->working()->startMinutes, 895);
-    EXPECT_EQ(stepper("start")->label(), QStringLiteral("2:55 PM"));
+    EXPECT_EQ(state("start"), std::tuple(895, 75, QStringLiteral("2:55 PM")));
     step("duration", Qt::Key_Down, 6);
-    EXPECT_EQ(view->working()->durationMinutes, 15);
-    EXPECT_EQ(view->working()->startMinutes, 895);
+    EXPECT_EQ(state("duration"), std::tuple(895, 15, QStringLiteral("15 m")));
     EXPECT_EQ(store->savedBlock(block.id), block);
 }
 
@@ -598,11 +590,7 @@ TEST_F(ScheduleFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
         QImage image(toggle->size(), QImage::Format_ARGB32_Premultiplied);
         image.fill(Qt::transparent);
         toggle->render(&image, {}, {}, QWidget::DrawChildren); // no window background
-        qreal most = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                most = std::max<qreal>(most, image.pixelColor(x, y).alphaF());
-        return most;
+        return most(image, {}, &QColor::alphaF);
     };
     EXPECT_LE(opaquest(day(4)), bound + 0.02);
     EXPECT_LE(opaquest(tuesday), bound * 0.5 + 0.02);
@@ -647,11 +635,7 @@ TEST_F(ScheduleFixture, HeldColoursFollowTheScheme) {
     const QPalette platform = QApplication::palette();
     // The strongest ink of a held picture.
     const auto ink = [](const QImage& image) {
-        QColor best(Qt::transparent);
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                if (image.pixelColor(x, y).alpha() > best.alpha())
-                    best = image.pixelColor(x, y);
+        QColor best = std::ranges::max(pixels(image), {}, &QColor::alpha);
         best.setAlpha(255);
         return best;
     };
