@@ -12,8 +12,6 @@
 #include "support/StoreHarness.h"
 #include "support/Widgets.h"
 
-#include <QAbstractButton>
-#include <QAbstractSpinBox>
 #include <QAccessible>
 #include <QApplication>
 #include <QDBusConnection>
@@ -162,24 +160,20 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
 
     ui::ColorSchemeFollower follower(QDBusConnection::connectToBus(address, QStringLiteral("app")));
     QSignalSpy switched(&follower, &ui::ColorSchemeFollower::schemeChanged);
-    const struct {
-        QVariant announced; // nothing: the value read at the start
-        ui::ColorScheme scheme;
-    } steps[] = {
-        {{}, ui::ColorScheme::dark},
-        {2u, ui::ColorScheme::light},
-        {1u, ui::ColorScheme::dark},
-        // No preference, or a value the portal does not define: the platform's palette.
-        {QStringLiteral("dark"), ui::ColorScheme::light},
-    };
-    for (const auto& step : steps) {
-        SCOPED_TRACE(step.announced.toString().toStdString());
-        if (step.announced.isValid())
-            portal.announce(step.announced);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return follower.scheme() == step.scheme; }, 10000));
+    // The announced value (nothing: the one read at the start) and the scheme it gives; no
+    // preference, or a value the portal does not define, gives the platform's palette.
+    for (const auto& [announced, scheme] :
+         {std::pair(QVariant(), ui::ColorScheme::dark),
+          std::pair(QVariant(2u), ui::ColorScheme::light),
+          std::pair(QVariant(1u), ui::ColorScheme::dark),
+          std::pair(QVariant(QStringLiteral("dark")), ui::ColorScheme::light)}) {
+        SCOPED_TRACE(announced.toString().toStdString());
+        if (announced.isValid())
+            portal.announce(announced);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return follower.scheme() == scheme; }, 10000));
         processEvents();
-        ASSERT_EQ(ui::schemeOf(view->palette()), step.scheme);
-        if (step.scheme == ui::schemeOf(platform)) {
+        ASSERT_EQ(ui::schemeOf(view->palette()), scheme);
+        if (scheme == ui::schemeOf(platform)) {
             EXPECT_EQ(QApplication::palette().color(QPalette::Window),
                       platform.color(QPalette::Window));
         }
@@ -214,9 +208,9 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
     QApplication::setPalette(platform);
 }
 
-// A draft opens the editor, every button of which has a name for assistive technology, and
-// lives only in the view: choosing another block drops it without a trace.
-TEST_F(ScheduleFixture, ADraftOpensANamedEditorAndLivesOnlyInTheView) {
+// A draft opens the editor and lives only in the view: choosing another block drops it without
+// a trace.
+TEST_F(ScheduleFixture, ADraftOpensTheEditorAndLivesOnlyInTheView) {
     const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);
     seedBlocks({standup});
     build();
@@ -230,19 +224,6 @@ TEST_F(ScheduleFixture, ADraftOpensANamedEditorAndLivesOnlyInTheView) {
     EXPECT_TRUE(view->isDraft(draft));
     EXPECT_TRUE(editor->isVisible());
     EXPECT_EQ(timeline->working(), draft);
-    int named = 0;
-    for (QWidget* b : view->findChildren<QWidget*>()) {
-        if (!b->isVisibleTo(view.get()) ||
-            !(qobject_cast<QAbstractButton*>(b) || qobject_cast<QAbstractSpinBox*>(b)))
-            continue;
-        QAccessibleInterface* a = QAccessible::queryAccessibleInterface(b);
-        ASSERT_NE(a, nullptr);
-        EXPECT_FALSE(a->text(QAccessible::Name).isEmpty())
-            << b->metaObject()->className() << " " << b->toolTip().toStdString();
-        ++named;
-    }
-    // The header's two, the kind segments, the steppers, seven days, delete and Save at least.
-    EXPECT_GE(named, 15);
 
     timeline->setSelectedID(standup.id);
     processEvents();
