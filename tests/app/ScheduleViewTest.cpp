@@ -157,6 +157,8 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
     seedPlanned({planned(QStringLiteral("Read"))});
     build();
     choose(QStringLiteral("Add Deep Work"));
+    choose(QStringLiteral("Volume…"));
+    StatsWindow stats(dir.path());
 
     ui::ColorSchemeFollower follower(QDBusConnection::connectToBus(address, QStringLiteral("app")));
     QSignalSpy switched(&follower, &ui::ColorSchemeFollower::schemeChanged);
@@ -203,6 +205,33 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
                     << name << " at " << ratio << "x";
             }
         }
+
+        // What a control holds rather than paints (icons drawn once, colours inside rich
+        // text) is made again: it keeps its contrast with the background it sits on.
+        const QColor window = view->palette().color(QPalette::Window);
+        std::vector<std::pair<QString, QImage>> held;
+        for (QToolButton* b : list()->findChildren<QToolButton*>())
+            held.emplace_back(b->toolTip(), b->icon().pixmap(QSize(12, 12)).toImage());
+        for (QLabel* l : view->findChildren<QLabel*>())
+            if (!l->pixmap().isNull())
+                held.emplace_back(QStringLiteral("volume symbol"), l->pixmap().toImage());
+        ASSERT_GE(held.size(), 4u);
+        for (const auto& [name, image] : held) {
+            // The strongest ink of the picture.
+            QColor ink = std::ranges::max(pixels(image), {}, &QColor::alpha);
+            ink.setAlpha(255);
+            EXPECT_GE(ui::contrastRatio(ink, window), 3.0) << name.toStdString();
+        }
+        for (QWidget* line : view->findChildren<QWidget*>(QStringLiteral("divider")))
+            EXPECT_TRUE(near(line->grab().toImage().pixelColor(0, 0),
+                             over(ui::secondaryColor(view->palette(), 0.35), window)));
+        // The legend's first swatch is the empty day laid over this scheme's background.
+        const QLabel* legend = childWhere<QLabel>(
+            &stats, [](QLabel* l) { return l->text().startsWith(u"confirmed deep work"); });
+        const QColor empty =
+            over(ui::secondaryColor(stats.palette(), YearHeatmapView::emptyOpacity),
+                 stats.palette().color(QPalette::Window));
+        EXPECT_TRUE(legend->text().contains(empty.name())) << legend->text().toStdString();
     }
     EXPECT_EQ(switched.size(), 4);
     QApplication::setPalette(platform);
@@ -603,48 +632,4 @@ TEST_F(ScheduleFixture, AFrozenBlockTakesNoEdits) {
         QTest::keyClick(editor, Qt::Key_Return);
         EXPECT_EQ(view->selectedID(), block.id);
     }
-}
-
-// What a control holds rather than paints (icons drawn once, colours inside rich text) is made
-// again when the desktop goes from light to dark and back: it keeps its contrast with the
-// background it sits on.
-TEST_F(ScheduleFixture, HeldColoursFollowTheScheme) {
-    seedPlanned({planned(QStringLiteral("Read"))});
-    build();
-    choose(QStringLiteral("Volume…"));
-    StatsWindow stats(dir.path());
-    const QPalette platform = QApplication::palette();
-    // The strongest ink of a held picture.
-    const auto ink = [](const QImage& image) {
-        QColor best = std::ranges::max(pixels(image), {}, &QColor::alpha);
-        best.setAlpha(255);
-        return best;
-    };
-    for (const ui::ColorScheme scheme :
-         {ui::ColorScheme::dark, ui::ColorScheme::light, ui::ColorScheme::dark}) {
-        QApplication::setPalette(ui::schemePalette(scheme));
-        processEvents();
-        const QColor window = view->palette().color(QPalette::Window);
-        std::vector<std::pair<QString, QImage>> held;
-        for (QToolButton* b : list()->findChildren<QToolButton*>())
-            held.emplace_back(b->toolTip(), b->icon().pixmap(QSize(12, 12)).toImage());
-        for (QLabel* l : view->findChildren<QLabel*>())
-            if (!l->pixmap().isNull())
-                held.emplace_back(QStringLiteral("volume symbol"), l->pixmap().toImage());
-        ASSERT_GE(held.size(), 4u);
-        for (const auto& [name, image] : held)
-            EXPECT_GE(ui::contrastRatio(ink(image), window), 3.0) << name.toStdString();
-
-        for (QWidget* line : view->findChildren<QWidget*>(QStringLiteral("divider")))
-            EXPECT_TRUE(near(line->grab().toImage().pixelColor(0, 0),
-                             over(ui::secondaryColor(view->palette(), 0.35), window)));
-        // The legend's first swatch is the empty day laid over this scheme's background.
-        const QLabel* legend = childWhere<QLabel>(
-            &stats, [](QLabel* l) { return l->text().startsWith(u"confirmed deep work"); });
-        const QColor empty =
-            over(ui::secondaryColor(stats.palette(), YearHeatmapView::emptyOpacity),
-                 stats.palette().color(QPalette::Window));
-        EXPECT_TRUE(legend->text().contains(empty.name())) << legend->text().toStdString();
-    }
-    QApplication::setPalette(platform);
 }

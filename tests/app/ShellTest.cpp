@@ -46,23 +46,18 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     EXPECT_GT(dark.pixelColor(20, 12).red(), 225);
 
     // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme.
-    const QPalette lightPalette(Qt::black, Qt::white);
-    const QPalette darkPalette(Qt::white, Qt::black);
-    const struct {
-        const char* desktops;
-        const QPalette& palette;
-        bool light;
-    } outlines[] = {
-        {"ubuntu:GNOME", lightPalette, true},
-        {"GNOME", darkPalette, true},
-        {"KDE", lightPalette, false},
-        {"KDE", darkPalette, true},
-        {"", lightPalette, false},
-        {"GNOME-Flashback:Unity", lightPalette, false},
-    };
-    for (const auto& o : outlines) {
-        const QColor c = StatusIcon::outlineColor(QString::fromLatin1(o.desktops), o.palette);
-        EXPECT_EQ(c.lightnessF() > 0.5f, o.light) << o.desktops;
+    const QPalette lightScheme(Qt::black, Qt::white);
+    const QPalette darkScheme(Qt::white, Qt::black);
+    for (const auto& [desktops, palette, light] : {
+             std::tuple("ubuntu:GNOME", &lightScheme, true),
+             std::tuple("GNOME", &darkScheme, true),
+             std::tuple("KDE", &lightScheme, false),
+             std::tuple("KDE", &darkScheme, true),
+             std::tuple("", &lightScheme, false),
+             std::tuple("GNOME-Flashback:Unity", &lightScheme, false),
+         }) {
+        const QColor c = StatusIcon::outlineColor(QString::fromLatin1(desktops), *palette);
+        EXPECT_EQ(c.lightnessF() > 0.5f, light) << desktops;
     }
 }
 
