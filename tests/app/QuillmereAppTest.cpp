@@ -12,6 +12,7 @@
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -28,9 +29,9 @@ struct ShellFixture : StoreHarness {
 // over. "Statistics…" makes its window on first use and then only raises it; the window follows
 // the confirmations of the running program and is gone once closed.
 TEST_F(ShellFixture, ThePanelTheTrayAndStatisticsFollowTheRunningProgram) {
-    seedBlocks({makeBlock(QStringLiteral("  Inbox\t"), today, 600, 60, WorkKind::shallow),
+    seedBlocks({makeBlock(u"  Inbox\t"_s, today, 600, 60, WorkKind::shallow),
                 makeBlock(QString(), today, 690, 30, WorkKind::shallow),
-                makeBlock(QStringLiteral("Write"), today, 780, 60)});
+                makeBlock(u"Write"_s, today, 780, 60)});
     QuillmereApp app(wall, dir.path());
     EXPECT_FALSE(app.isStarted());
     app.start(0);
@@ -43,27 +44,27 @@ TEST_F(ShellFixture, ThePanelTheTrayAndStatisticsFollowTheRunningProgram) {
     EXPECT_FALSE(app.shell().hasIcon());
 
     EXPECT_EQ(app.shell().image(), StatusIcon::Image::shallow);
-    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Inbox"));
+    EXPECT_EQ(app.shell().toolTip(), u"Inbox"_s);
     const auto tickAt = [&](QDateTime instant) {
         wall.set(instant);
         app.clock().tick();
         processEvents();
     };
     tickAt(QDateTime(monday, QTime(11, 31)));
-    EXPECT_EQ(app.shell().toolTip(), QStringLiteral("Shallow Work"));
+    EXPECT_EQ(app.shell().toolTip(), u"Shallow Work"_s);
     tickAt(QDateTime(monday, QTime(12, 5)));
     EXPECT_EQ(app.shell().image(), StatusIcon::Image::idle);
 
     EXPECT_EQ(app.statistics()->window(), nullptr);
-    QAction* statistics = action(app.panel()->content(), QStringLiteral("Statistics…"));
+    QAction* statistics = action(app.panel()->content(), u"Statistics…"_s);
     ASSERT_TRUE(statistics);
     statistics->trigger();
     processEvents();
     QPointer<StatsWindow> window = app.statistics()->window();
     ASSERT_TRUE(window);
     EXPECT_TRUE(window->isVisible());
-    QLabel* weekDeep = window->findChild<QLabel*>(QStringLiteral("week.deep"));
-    EXPECT_EQ(weekDeep->text(), QStringLiteral("0 m"));
+    QLabel* weekDeep = window->findChild<QLabel*>(u"week.deep"_s);
+    EXPECT_EQ(weekDeep->text(), u"0 m"_s);
     EXPECT_EQ(window->content().planned.at(monday).deep, 60);
     statistics->trigger();
     processEvents();
@@ -71,7 +72,7 @@ TEST_F(ShellFixture, ThePanelTheTrayAndStatisticsFollowTheRunningProgram) {
 
     tickAt(QDateTime(monday, QTime(13, 30)));
     tickAt(QDateTime(monday, QTime(14, 0)).addMSecs(100));
-    EXPECT_EQ(weekDeep->text(), QStringLiteral("1 h"));
+    EXPECT_EQ(weekDeep->text(), u"1 h"_s);
     window->close();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_FALSE(window);

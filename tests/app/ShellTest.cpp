@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePalette) {
     for (qreal dpr : {1.0, 2.0, 3.0}) {
@@ -65,14 +66,12 @@ TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
     test::TempDataDir data;
     const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
     const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
-    qputenv("XDG_DATA_HOME", QFile::encodeName(data.file(QStringLiteral("home"))));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(data.file(u"home"_s)));
     qputenv("XDG_DATA_DIRS", QFile::encodeName(data.path()));
     EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::idle).name().isEmpty());
 
-    ASSERT_TRUE(QDir().mkpath(data.file(QStringLiteral("icons/hicolor/symbolic/apps"))));
-    data.write(QStringLiteral("icons/hicolor/symbolic/apps/") + StatusIcon::idleIconName +
-                   QStringLiteral(".svg"),
-               {});
+    ASSERT_TRUE(QDir().mkpath(data.file(u"icons/hicolor/symbolic/apps"_s)));
+    data.write(u"icons/hicolor/symbolic/apps/"_s + StatusIcon::idleIconName + u".svg"_s, {});
     EXPECT_EQ(StatusIcon::icon(StatusIcon::Image::idle).name(), StatusIcon::idleIconName);
     // The bars keep their colours: a tinting host must never be given them by name.
     EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::deep).name().isEmpty());
@@ -86,7 +85,7 @@ TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
 TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     TrayShell shell;
     shell.setCurrentKind(WorkKind::shallow);
-    shell.setToolTip(QStringLiteral("Email"));
+    shell.setToolTip(u"Email"_s);
     EXPECT_FALSE(shell.hasIcon());
     QSignalSpy opened(&shell, &TrayShell::openPanelRequested);
     QSignalSpy toggled(&shell, &TrayShell::togglePanelRequested);
@@ -94,7 +93,7 @@ TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     auto* icon = shell.findChild<QSystemTrayIcon*>();
     ASSERT_NE(icon, nullptr);
     EXPECT_EQ(shell.image(), StatusIcon::Image::shallow);
-    EXPECT_EQ(icon->toolTip(), QStringLiteral("Email"));
+    EXPECT_EQ(icon->toolTip(), u"Email"_s);
     shell.setToolTip(std::nullopt);
     EXPECT_TRUE(icon->toolTip().isEmpty());
 

@@ -9,6 +9,7 @@
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 using Gestures = TimelineFixture;
 using Timeline = TimelineFixture;
@@ -29,9 +30,8 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
 
     ASSERT_TRUE(view->working());
     const WorkBlock draft = *view->working();
-    EXPECT_EQ(draft, (WorkBlock{draft.id, QStringLiteral("Deep Work"), QStringLiteral("2024-03-04"),
-                                585, 15, WorkKind::deep, std::nullopt,
-                                TimeMath::referenceSeconds(wall.now())}));
+    EXPECT_EQ(draft, (WorkBlock{draft.id, u"Deep Work"_s, u"2024-03-04"_s, 585, 15, WorkKind::deep,
+                                std::nullopt, TimeMath::referenceSeconds(wall.now())}));
     EXPECT_EQ(view->selectedID(), draft.id);
     EXPECT_FALSE(view->isGestureInProgress());
 

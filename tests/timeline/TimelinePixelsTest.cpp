@@ -30,7 +30,7 @@ const QRectF card(10, 10, 200, 60);
 BlockView viewOf(WorkKind kind, QString title = {}) {
     BlockView v;
     v.block = {QUuid::createUuid(), std::move(title), {}, 540, 60, kind, {}, {}};
-    v.durationText = QStringLiteral("1 h");
+    v.durationText = u"1 h"_s;
     return v;
 }
 
@@ -219,17 +219,17 @@ TEST(BlockView, LabelsAreWhiteOverInkAndDarkBelowIt) {
     // The title sits in the middle of the card, so half ink splits it.
     const QRect titleArea(20, 30, 40, 20);
     BlockView future = viewOf(WorkKind::shallow);
-    EXPECT_EQ(future.title(), QStringLiteral("Shallow Work"));
+    EXPECT_EQ(future.title(), u"Shallow Work"_s);
     EXPECT_LT(greys(render(future, box), titleArea).min, 80);
 
-    BlockView done = viewOf(WorkKind::deep, QStringLiteral("Write"));
+    BlockView done = viewOf(WorkKind::deep, u"Write"_s);
     done.isConfirmed = true;
     done.inkFraction = 1;
     const auto [doneDark, doneLight] = greys(render(done, box), titleArea);
     EXPECT_GT(doneLight, 230);
     EXPECT_GT(doneDark, 20) << "no dark text over the ink";
 
-    BlockView running = viewOf(WorkKind::deep, QStringLiteral("Write"));
+    BlockView running = viewOf(WorkKind::deep, u"Write"_s);
     running.inkFraction = 0.5;
     const QImage split = render(running, box);
     EXPECT_LT(greys(split, QRect(20, 41, 40, 10)).min, 80);
