@@ -28,29 +28,27 @@ Command command(Verb verb, const char* title = "", WorkKind kind = WorkKind::dee
 TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
     const WorkKind deep = WorkKind::deep;
     const WorkKind shallow = WorkKind::shallow;
-    const struct {
-        const char* args; // separated by '|'
-        Command expected;
-    } cases[] = {
-        {"", Command{}},
-        {"status", command(Verb::status)},
-        {"status|--follow|--json", {Verb::status, true, true, {}, WorkKind::deep, {}, {}}},
-        {"open", command(Verb::open)},
-        {"quit", command(Verb::quit)},
-        {"--help", command(Verb::help)},
-        {"--version", command(Verb::version)},
-        {"add|Write chapter", command(Verb::add, "Write chapter")},
-        {"add|Email|--shallow|--for|30m", command(Verb::add, "Email", shallow, {}, 30)},
-        {"add|--at|9:30|--for|1h30m| Email |--deep", command(Verb::add, "Email", deep, 570, 90)},
-        {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)},
-        {"plan|Read paper|--shallow", command(Verb::plan, "Read paper", shallow)},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.args);
-        const auto parsed = parseCommandLine(words(c.args));
+    // The arguments, separated by '|', and the command they make.
+    for (const auto& [args, expected] : std::initializer_list<std::pair<const char*, Command>>{
+             {"", Command{}},
+             {"status", command(Verb::status)},
+             {"status|--follow|--json", {Verb::status, true, true, {}, WorkKind::deep, {}, {}}},
+             {"open", command(Verb::open)},
+             {"quit", command(Verb::quit)},
+             {"--help", command(Verb::help)},
+             {"--version", command(Verb::version)},
+             {"add|Write chapter", command(Verb::add, "Write chapter")},
+             {"add|Email|--shallow|--for|30m", command(Verb::add, "Email", shallow, {}, 30)},
+             {"add|--at|9:30|--for|1h30m| Email |--deep",
+              command(Verb::add, "Email", deep, 570, 90)},
+             {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)},
+             {"plan|Read paper|--shallow", command(Verb::plan, "Read paper", shallow)},
+         }) {
+        SCOPED_TRACE(args);
+        const auto parsed = parseCommandLine(words(args));
         ASSERT_TRUE(std::holds_alternative<Command>(parsed))
             << std::get<UsageError>(parsed).message.toStdString();
-        EXPECT_EQ(std::get<Command>(parsed), c.expected);
+        EXPECT_EQ(std::get<Command>(parsed), expected);
     }
 }
 

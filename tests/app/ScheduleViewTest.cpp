@@ -345,25 +345,6 @@ TEST_F(ScheduleFixture, TheDayFullBannerStaysForTheWholeWaitAfterTheLastFailure)
     EXPECT_EQ(view->selectedID(), late.id);
 }
 
-// A pinned entry stays to be scheduled again, each time as a block of its own.
-TEST_F(ScheduleFixture, APinnedBacklogItemSchedulesAFreshBlockEachTime) {
-    const PlannedBlock again = planned(u"Stretch"_s, WorkKind::shallow, true);
-    seedPlanned({again});
-    build();
-    std::vector<QUuid> ids{again.id};
-    for (int i = 0; i < 2; ++i) {
-        view->schedulePlanned(again);
-        ASSERT_TRUE(view->working());
-        EXPECT_EQ(view->working()->kind, WorkKind::shallow);
-        ids.push_back(view->working()->id);
-        view->commit();
-        EXPECT_TRUE(closed());
-    }
-    EXPECT_EQ(std::set<QUuid>(ids.begin(), ids.end()).size(), 3u);
-    EXPECT_EQ(store->planned().size(), 1u);
-    EXPECT_EQ(blocksOnDisk().size(), 2u);
-}
-
 // The backlog's entry row keeps a trimmed title once, in the kind its swatch shows, whether
 // left by Return or by a click on the layer over the timeline (which reaches nothing below);
 // a blank or escaped one is dropped. Return there does not save the open draft.
@@ -417,11 +398,13 @@ TEST_F(ScheduleFixture, TheBacklogHeaderTogglesTheRowsAndFiveRowsScroll) {
 }
 
 // The pointer arrives in B before A hears that it left; unpinning takes the key out of the
-// file again; a click on a row schedules a draft and removes nothing yet.
+// file again; a click on a row schedules a draft and removes nothing yet. A pinned entry stays
+// to be scheduled again, each time as a block of its own.
 TEST_F(ScheduleFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEntry) {
     const PlannedBlock a = planned(u"Alpha"_s);
     const PlannedBlock b = planned(u"Beta"_s, WorkKind::shallow);
-    seedPlanned({a, b});
+    const PlannedBlock again = planned(u"Stretch"_s, WorkKind::shallow, true);
+    seedPlanned({a, b, again});
     build();
     clickBacklogHeader();
     for (PlannedRow* r : {row(a.id), row(b.id)}) {
@@ -448,7 +431,20 @@ TEST_F(ScheduleFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEnt
     QTest::mouseClick(row(a.id), Qt::LeftButton, {}, QPoint(120, 10));
     ASSERT_TRUE(view->working());
     EXPECT_EQ(view->working()->title, a.title);
-    EXPECT_EQ(store->planned().size(), 2u);
+    EXPECT_EQ(store->planned().size(), 3u);
+
+    std::set<QUuid> ids{again.id};
+    for (int i = 0; i < 2; ++i) {
+        view->schedulePlanned(again);
+        ASSERT_TRUE(view->working());
+        EXPECT_EQ(view->working()->kind, WorkKind::shallow);
+        ids.insert(view->working()->id);
+        view->commit();
+        EXPECT_TRUE(closed());
+    }
+    EXPECT_EQ(ids.size(), 3u);
+    EXPECT_EQ(store->planned().size(), 3u);
+    EXPECT_EQ(blocksOnDisk().size(), 2u);
 }
 
 // A running deep block is locked and a confirmed one closed: nothing in the form changes or
