@@ -17,8 +17,12 @@ WorkBlock blockAt(Minutes start, Minutes duration) {
 }
 
 // Answers as the store would for a day whose only free span is `gap`.
-FreeGapQuery gapOf(std::optional<MinuteRange> gap) {
-    return [gap](Minutes) { return gap; };
+FreeGapQuery gapOf(std::optional<MinuteRange> gap, std::vector<Minutes>* asked = nullptr) {
+    return [gap, asked](Minutes m) {
+        if (asked)
+            asked->push_back(m);
+        return gap;
+    };
 }
 
 } // namespace
@@ -101,4 +105,11 @@ TEST(TimelineGestures, CreateDrawsInsideTheGapWhereTheDragBegan) {
 
     EXPECT_EQ(creationRange(605, 700, gapOf(MinuteRange{600, 614})), std::nullopt);
     EXPECT_EQ(creationRange(605, 700, gapOf(std::nullopt)), std::nullopt);
+
+    // A drag from below the last row looks up the gap at midnight, not past it.
+    std::vector<Minutes> asked;
+    EXPECT_EQ(creationRange(g.minutes(g.dayHeight() + 40), g.minutes(g.y(1380)),
+                            gapOf(MinuteRange{1200, 1440}, &asked)),
+              (Creation{1380, 60}));
+    EXPECT_EQ(asked, std::vector<Minutes>{1440});
 }
