@@ -49,7 +49,7 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme.
     const QPalette lightScheme(Qt::black, Qt::white);
     const QPalette darkScheme(Qt::white, Qt::black);
-    for (const auto& [desktops, palette, light] : {
+    for (const auto& [desktops, palette, lightOutline] : {
              std::tuple("ubuntu:GNOME", &lightScheme, true),
              std::tuple("GNOME", &darkScheme, true),
              std::tuple("KDE", &lightScheme, false),
@@ -58,7 +58,7 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
              std::tuple("GNOME-Flashback:Unity", &lightScheme, false),
          }) {
         const QColor c = StatusIcon::outlineColor(QString::fromLatin1(desktops), *palette);
-        EXPECT_EQ(c.lightnessF() > 0.5f, light) << desktops;
+        EXPECT_EQ(c.lightnessF() > 0.5f, lightOutline) << desktops;
     }
 }
 
@@ -111,14 +111,13 @@ TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreenOrSitsInTheCorner) {
     const QSize panel(340, 560);
 
     // An icon in a top bar near the right edge: below it, pushed back inside the screen.
-    PanelAnchor top{QRect(1880, 2, 24, 24), std::nullopt};
-    EXPECT_EQ(panelPosition(panel, top, screen, QRect(0, 28, 1920, 1052)), QPoint(1580, 30));
+    EXPECT_EQ(panelPosition(panel, {QRect(1880, 2, 24, 24), {}}, screen, QRect(0, 28, 1920, 1052)),
+              QPoint(1580, 30));
     // An icon in a bottom panel: above it, centred on it.
-    PanelAnchor bottom{QRect(1700, 1050, 24, 24), std::nullopt};
-    EXPECT_EQ(panelPosition(panel, bottom, screen, bottomBar), QPoint(1711 - 170, 480));
+    EXPECT_EQ(panelPosition(panel, {QRect(1700, 1050, 24, 24), {}}, screen, bottomBar),
+              QPoint(1711 - 170, 480));
     // Only the pointer known (StatusNotifierItem on X11).
-    PanelAnchor pointer{std::nullopt, QPoint(1000, 1060)};
-    EXPECT_EQ(panelPosition(panel, pointer, screen, bottomBar), QPoint(830, 480));
+    EXPECT_EQ(panelPosition(panel, {{}, QPoint(1000, 1060)}, screen, bottomBar), QPoint(830, 480));
 
     // Nothing known: the corner beside the desktop's panel.
     EXPECT_EQ(panelPosition(panel, {}, screen, QRect(0, 32, 1920, 1048)), QPoint(1576, 36));
