@@ -72,7 +72,7 @@ int coveredPixels(const QImage& image, const QRect& area) {
            << c.name().toStdString();
 }
 
-// The canvas at a timeline y.
+// A picture of the canvas and its background colour, read at timeline coordinates.
 struct Pixels : TimelineFixture {
     QImage image;
     QColor window;
