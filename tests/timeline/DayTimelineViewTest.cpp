@@ -182,11 +182,8 @@ TEST_F(Timeline, BlocksAreItemsForAssistiveTechnology) {
     const auto [done, running] = addFrozen();
     const WorkBlock later = add(9 * 60, 60, WorkKind::shallow);
     show();
-    WorkBlock draft = later;
-    draft.id = QUuid::createUuid();
-    draft.title.clear();
-    draft.startMinutes = 11 * 60;
-    view->setWorking(draft);
+    view->setWorking(
+        WorkBlock{QUuid::createUuid(), {}, later.day, 11 * 60, 60, WorkKind::shallow, {}, {}});
     view->setSelectedID(later.id);
 
     QAccessibleInterface* list = QAccessible::queryAccessibleInterface(canvas());

@@ -80,10 +80,9 @@ struct Pixels : TimelineFixture {
         image = grab();
         window = canvas()->palette().color(QPalette::Window);
     }
-    QColor at(int x, int y) const {
+    QColor px(int x, int y) const {
         return image.pixelColor(x, y + static_cast<int>(DayTimelineView::contentTop));
     }
-    using TimelineFixture::at;
 };
 
 } // namespace
@@ -97,11 +96,11 @@ TEST_F(Pixels, NowLineAndTheInkOfARunningBlock) {
     // 14:30 is y = 928 on the timeline; the 1 pt line is centred on it and the 7 pt dot's top
     // is at 924.5.
     const int x = canvas()->width() - 6;
-    EXPECT_TRUE(reddish(at(x, 927)));
-    EXPECT_TRUE(reddish(at(x, 928)));
-    EXPECT_TRUE(near(at(x, 925), window));
-    EXPECT_TRUE(near(at(x, 931), window));
-    EXPECT_TRUE(reddish(at(54, 928)));
+    EXPECT_TRUE(reddish(px(x, 927)));
+    EXPECT_TRUE(reddish(px(x, 928)));
+    EXPECT_TRUE(near(px(x, 925), window));
+    EXPECT_TRUE(near(px(x, 931), window));
+    EXPECT_TRUE(reddish(px(54, 928)));
 
     // Half of the block's time has passed: ink on its upper half, tint below.
     const QRectF box = geometry().box(14 * 60, 60, canvas()->width());
@@ -111,7 +110,7 @@ TEST_F(Pixels, NowLineAndTheInkOfARunningBlock) {
          {std::pair(static_cast<int>(box.top()) + 4, ui::kindColor(WorkKind::deep)),
           std::pair(924, ui::kindColor(WorkKind::deep)), std::pair(934, tint),
           std::pair(static_cast<int>(box.bottom()) - 4, tint)})
-        EXPECT_TRUE(near(at(cx, y), colour)) << y;
+        EXPECT_TRUE(near(px(cx, y), colour)) << y;
 }
 
 TEST_F(Pixels, BordersGapsAndShortBlocks) {
@@ -127,23 +126,23 @@ TEST_F(Pixels, BordersGapsAndShortBlocks) {
     const QColor crimson = ui::kindColor(WorkKind::deep);
 
     // Boxes 577–639 and 641–703: two pixel rows between them, the lower one the 10 AM line.
-    EXPECT_TRUE(near(at(200, 638), crimson));
-    EXPECT_TRUE(near(at(200, 639), window));
-    EXPECT_FALSE(reddish(at(200, 640)));
-    EXPECT_TRUE(near(at(200, 641), crimson));
+    EXPECT_TRUE(near(px(200, 638), crimson));
+    EXPECT_TRUE(near(px(200, 639), window));
+    EXPECT_FALSE(reddish(px(200, 640)));
+    EXPECT_TRUE(near(px(200, 641), crimson));
 
     // A confirmed block that is not selected has no border: its edge is plain ink.
-    EXPECT_TRUE(near(at(58, 608), at(62, 608), 2));
+    EXPECT_TRUE(near(px(58, 608), px(62, 608), 2));
 
     // The 5-minute block is 12 pt tall (769–781), with its unconfirmed border at the edge.
-    EXPECT_FALSE(near(at(200, 770), window));
-    EXPECT_FALSE(near(at(200, 780), window));
-    EXPECT_TRUE(near(at(200, 782), window));
-    EXPECT_FALSE(near(at(58, 775), at(62, 775), 8));
+    EXPECT_FALSE(near(px(200, 770), window));
+    EXPECT_FALSE(near(px(200, 780), window));
+    EXPECT_TRUE(near(px(200, 782), window));
+    EXPECT_FALSE(near(px(58, 775), px(62, 775), 8));
 
     view->setSelectedID(nine.id);
     snap();
-    EXPECT_GT(qGray(at(58, 608).rgb()), 200) << "selected and confirmed: a white border";
+    EXPECT_GT(qGray(px(58, 608).rgb()), 200) << "selected and confirmed: a white border";
 }
 
 TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
@@ -175,13 +174,13 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     const QRectF box = geometry().box(645, 15, canvas()->width());
     const QPoint inside(static_cast<int>(box.right()) - 30, static_cast<int>(box.center().y()));
     snap();
-    EXPECT_TRUE(near(at(inside.x(), inside.y()), over(ui::crimson(0.12), window)));
+    EXPECT_TRUE(near(px(inside.x(), inside.y()), over(ui::crimson(0.12), window)));
     release(at(11 * 60 - 8));
     processEvents();
     ASSERT_TRUE(view->working());
     ASSERT_FALSE(store->savedBlock(view->working()->id));
     snap();
-    EXPECT_TRUE(near(at(inside.x(), inside.y()), over(ui::crimson(0.34), window)));
+    EXPECT_TRUE(near(px(inside.x(), inside.y()), over(ui::crimson(0.34), window)));
 }
 
 // (That selection deepens the tint shows in the creation preview above.)
