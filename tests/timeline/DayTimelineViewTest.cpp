@@ -14,6 +14,7 @@ using namespace Qt::StringLiterals;
 using Gestures = TimelineFixture;
 using Timeline = TimelineFixture;
 using Scrolling = TimelineFixture;
+using PartialRepaint = TimelineFixture;
 TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     show();
     const auto before = files();
@@ -229,7 +230,7 @@ TEST_F(Timeline, BlocksAreItemsForAssistiveTechnology) {
 
 // Each pointer step of a gesture repaints only the boxes it changed; a box too small leaves a
 // stale edge, label or border behind, which a full repaint would not show.
-TEST_F(Timeline, EveryGestureStepLeavesWhatAFullRepaintShows) {
+TEST_F(PartialRepaint, EveryGestureStepLeavesWhatAFullRepaintShows) {
     const WorkBlock first = add(9 * 60, 60);
     add(10 * 60 + 30, 30, WorkKind::shallow);
     show();
