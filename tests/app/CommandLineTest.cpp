@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 using Verb = Command::Verb;
 
 namespace {
@@ -27,29 +28,27 @@ Command command(Verb verb, const char* title = "", WorkKind kind = WorkKind::dee
 TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
     const WorkKind deep = WorkKind::deep;
     const WorkKind shallow = WorkKind::shallow;
-    const struct {
-        const char* args; // separated by '|'
-        Command expected;
-    } cases[] = {
-        {"", Command{}},
-        {"status", command(Verb::status)},
-        {"status|--follow|--json", {Verb::status, true, true, {}, WorkKind::deep, {}, {}}},
-        {"open", command(Verb::open)},
-        {"quit", command(Verb::quit)},
-        {"--help", command(Verb::help)},
-        {"--version", command(Verb::version)},
-        {"add|Write chapter", command(Verb::add, "Write chapter")},
-        {"add|Email|--shallow|--for|30m", command(Verb::add, "Email", shallow, {}, 30)},
-        {"add|--at|9:30|--for|1h30m| Email |--deep", command(Verb::add, "Email", deep, 570, 90)},
-        {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)},
-        {"plan|Read paper|--shallow", command(Verb::plan, "Read paper", shallow)},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.args);
-        const auto parsed = parseCommandLine(words(c.args));
+    // The arguments, separated by '|', and the command they make.
+    for (const auto& [args, expected] : std::initializer_list<std::pair<const char*, Command>>{
+             {"", Command{}},
+             {"status", command(Verb::status)},
+             {"status|--follow|--json", {Verb::status, true, true, {}, WorkKind::deep, {}, {}}},
+             {"open", command(Verb::open)},
+             {"quit", command(Verb::quit)},
+             {"--help", command(Verb::help)},
+             {"--version", command(Verb::version)},
+             {"add|Write chapter", command(Verb::add, "Write chapter")},
+             {"add|Email|--shallow|--for|30m", command(Verb::add, "Email", shallow, {}, 30)},
+             {"add|--at|9:30|--for|1h30m| Email |--deep",
+              command(Verb::add, "Email", deep, 570, 90)},
+             {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)},
+             {"plan|Read paper|--shallow", command(Verb::plan, "Read paper", shallow)},
+         }) {
+        SCOPED_TRACE(args);
+        const auto parsed = parseCommandLine(words(args));
         ASSERT_TRUE(std::holds_alternative<Command>(parsed))
             << std::get<UsageError>(parsed).message.toStdString();
-        EXPECT_EQ(std::get<Command>(parsed), c.expected);
+        EXPECT_EQ(std::get<Command>(parsed), expected);
     }
 }
 
@@ -85,28 +84,25 @@ TEST(CommandLine, RefusesBadInputWithOneLine) {
 }
 
 TEST(StatusReport, PicksTheRunningBlockAndWritesItForPeopleAndBars) {
-    const QString day = QStringLiteral("2024-03-04");
+    const QString day = u"2024-03-04"_s;
     const std::vector<WorkBlock> today{
-        test::makeBlock(QStringLiteral("Email"), day, 540, 60, WorkKind::shallow),
-        test::makeBlock(QStringLiteral("Write chapter"), day, 555, 60, WorkKind::deep),
-        test::makeBlock(QStringLiteral("  "), day, 660, 30, WorkKind::shallow)};
+        test::makeBlock(u"Email"_s, day, 540, 60, WorkKind::shallow),
+        test::makeBlock(u"Write chapter"_s, day, 555, 60, WorkKind::deep),
+        test::makeBlock(u"  "_s, day, 660, 30, WorkKind::shallow)};
 
     // 9:40: the deep block wins over the shallow one, 35 minutes of its hour are left.
     const StatusReport running = statusAt(today, 580);
-    EXPECT_EQ(statusLine(running), QStringLiteral("Deep work: Write chapter, 35 m left"));
+    EXPECT_EQ(statusLine(running), u"Deep work: Write chapter, 35 m left"_s);
     const QJsonObject bar = QJsonDocument::fromJson(statusBarLine(running)).object();
-    EXPECT_EQ(bar.value(QStringLiteral("class")).toString(), QStringLiteral("deep"));
-    EXPECT_EQ(bar.value(QStringLiteral("percentage")).toInt(), 41);
-    EXPECT_TRUE(bar.value(QStringLiteral("tooltip"))
-                    .toString()
-                    .contains(QStringLiteral("Next: Shallow Work at 11:00 AM")));
+    EXPECT_EQ(bar.value(u"class"_s).toString(), u"deep"_s);
+    EXPECT_EQ(bar.value(u"percentage"_s).toInt(), 41);
+    EXPECT_TRUE(bar.value(u"tooltip"_s).toString().contains(u"Next: Shallow Work at 11:00 AM"_s));
     EXPECT_FALSE(statusBarLine(running).contains('\n'));
 
     // Between blocks, and after the last one.
-    EXPECT_EQ(statusLine(statusAt(today, 630)),
-              QStringLiteral("Idle, next: Shallow Work at 11:00 AM"));
+    EXPECT_EQ(statusLine(statusAt(today, 630)), u"Idle, next: Shallow Work at 11:00 AM"_s);
     const StatusReport evening = statusAt(today, 1200);
-    EXPECT_EQ(statusLine(evening), QStringLiteral("Idle"));
+    EXPECT_EQ(statusLine(evening), u"Idle"_s);
     EXPECT_TRUE(statusBarLine(evening).contains(R"("class":"idle")"))
         << statusBarLine(evening).toStdString();
 
@@ -114,6 +110,6 @@ TEST(StatusReport, PicksTheRunningBlockAndWritesItForPeopleAndBars) {
     StatusReport copy;
     applyStatusProperties(copy, statusProperties(running));
     EXPECT_EQ(copy, running);
-    applyStatusProperties(copy, {{QStringLiteral("MinutesLeft"), 5}});
-    EXPECT_EQ(statusLine(copy), QStringLiteral("Deep work: Write chapter, 5 m left"));
+    applyStatusProperties(copy, {{u"MinutesLeft"_s, 5}});
+    EXPECT_EQ(statusLine(copy), u"Deep work: Write chapter, 5 m left"_s);
 }

@@ -12,8 +12,6 @@
 #include "support/StoreHarness.h"
 #include "support/Widgets.h"
 
-#include <QAbstractButton>
-#include <QAbstractSpinBox>
 #include <QAccessible>
 #include <QApplication>
 #include <QDBusConnection>
@@ -39,6 +37,7 @@
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -102,7 +101,7 @@ struct ScheduleFixture : StoreHarness {
     // Opens the backlog's entry row from the menu, types into it and clicks the dismiss layer
     // over the timeline, or presses `key` in the row instead.
     void typePlanned(const QString& text, std::optional<Qt::Key> key = std::nullopt) {
-        choose(QStringLiteral("Plan a Block"));
+        choose(u"Plan a Block"_s);
         auto* entry = child<PlannedEntryField>(view.get());
         ASSERT_TRUE(QTest::qWaitFor([&] { return entry->hasFocus(); }, 10000));
         QTest::keyClicks(entry, text);
@@ -124,17 +123,16 @@ class FakeSettingsPortal final : public QDBusVirtualObject {
 public:
     explicit FakeSettingsPortal(QDBusConnection bus) : m_bus(std::move(bus)) {
         m_bus.registerVirtualObject(path, this, QDBusConnection::SubPath);
-        m_bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
+        m_bus.registerService(u"org.freedesktop.portal.Desktop"_s);
     }
-    inline static const QString path = QStringLiteral("/org/freedesktop/portal/desktop");
+    inline static const QString path = u"/org/freedesktop/portal/desktop"_s;
     QVariant value = 1u;
 
     void announce(const QVariant& next) {
         value = next;
-        QDBusMessage signal =
-            QDBusMessage::createSignal(path, QStringLiteral("org.freedesktop.portal.Settings"),
-                                       QStringLiteral("SettingChanged"));
-        signal << QStringLiteral("org.freedesktop.appearance") << QStringLiteral("color-scheme")
+        QDBusMessage signal = QDBusMessage::createSignal(path, u"org.freedesktop.portal.Settings"_s,
+                                                         u"SettingChanged"_s);
+        signal << u"org.freedesktop.appearance"_s << u"color-scheme"_s
                << QVariant::fromValue(QDBusVariant(next));
         m_bus.send(signal);
     }
@@ -154,32 +152,30 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
     NotificationSession session;
     session.start(false);
     const QString address = QString::fromLatin1(session.address());
-    FakeSettingsPortal portal(QDBusConnection::connectToBus(address, QStringLiteral("portal")));
+    FakeSettingsPortal portal(QDBusConnection::connectToBus(address, u"portal"_s));
     const QPalette platform = QApplication::palette();
-    seedPlanned({planned(QStringLiteral("Read"))});
+    seedPlanned({planned(u"Read"_s)});
     build();
-    choose(QStringLiteral("Add Deep Work"));
+    choose(u"Add Deep Work"_s);
+    choose(u"Volume…"_s);
+    StatsWindow stats(dir.path());
 
-    ui::ColorSchemeFollower follower(QDBusConnection::connectToBus(address, QStringLiteral("app")));
+    ui::ColorSchemeFollower follower(QDBusConnection::connectToBus(address, u"app"_s));
     QSignalSpy switched(&follower, &ui::ColorSchemeFollower::schemeChanged);
-    const struct {
-        QVariant announced; // nothing: the value read at the start
-        ui::ColorScheme scheme;
-    } steps[] = {
-        {{}, ui::ColorScheme::dark},
-        {2u, ui::ColorScheme::light},
-        {1u, ui::ColorScheme::dark},
-        // No preference, or a value the portal does not define: the platform's palette.
-        {QStringLiteral("dark"), ui::ColorScheme::light},
-    };
-    for (const auto& step : steps) {
-        SCOPED_TRACE(step.announced.toString().toStdString());
-        if (step.announced.isValid())
-            portal.announce(step.announced);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return follower.scheme() == step.scheme; }, 10000));
+    // The announced value (nothing: the one read at the start) and the scheme it gives; no
+    // preference, or a value the portal does not define, gives the platform's palette.
+    for (const auto& [announced, scheme] :
+         {std::pair(QVariant(), ui::ColorScheme::dark),
+          std::pair(QVariant(2u), ui::ColorScheme::light),
+          std::pair(QVariant(1u), ui::ColorScheme::dark),
+          std::pair(QVariant(u"dark"_s), ui::ColorScheme::light)}) {
+        SCOPED_TRACE(announced.toString().toStdString());
+        if (announced.isValid())
+            portal.announce(announced);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return follower.scheme() == scheme; }, 10000));
         processEvents();
-        ASSERT_EQ(ui::schemeOf(view->palette()), step.scheme);
-        if (step.scheme == ui::schemeOf(platform)) {
+        ASSERT_EQ(ui::schemeOf(view->palette()), scheme);
+        if (scheme == ui::schemeOf(platform)) {
             EXPECT_EQ(QApplication::palette().color(QPalette::Window),
                       platform.color(QPalette::Window));
         }
@@ -202,29 +198,55 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
                 });
                 const QRect area(widget->mapTo(view.get(), QPoint(0, 0)) * ratio,
                                  widget->size() * ratio);
-                double best = 1;
-                for (int y = area.top(); y <= area.bottom(); ++y)
-                    for (int x = area.left(); x <= area.right(); ++x)
-                        best =
-                            std::max(best, ui::contrastRatio(picture.pixelColor(x, y),
-                                                             picture.pixelColor(area.topLeft())));
-                EXPECT_GE(best, least) << name << " at " << ratio << "x";
+                const QColor corner = picture.pixelColor(area.topLeft());
+                EXPECT_GE(
+                    most(picture, area, [&](QColor c) { return ui::contrastRatio(c, corner); }),
+                    least)
+                    << name << " at " << ratio << "x";
             }
         }
+
+        // What a control holds rather than paints (icons drawn once, colours inside rich
+        // text) is made again: it keeps its contrast with the background it sits on.
+        const QColor window = view->palette().color(QPalette::Window);
+        std::vector<std::pair<QString, QImage>> held;
+        for (QToolButton* b : list()->findChildren<QToolButton*>())
+            held.emplace_back(b->toolTip(), b->icon().pixmap(QSize(12, 12)).toImage());
+        for (QLabel* l : view->findChildren<QLabel*>())
+            if (!l->pixmap().isNull())
+                held.emplace_back(u"volume symbol"_s, l->pixmap().toImage());
+        ASSERT_GE(held.size(), 4u);
+        for (const auto& [name, image] : held) {
+            // The strongest ink of the picture.
+            QColor ink = std::ranges::max(pixels(image), {}, &QColor::alpha);
+            ink.setAlpha(255);
+            EXPECT_GE(ui::contrastRatio(ink, window), 3.0) << name.toStdString();
+        }
+        for (QWidget* line : view->findChildren<QWidget*>(u"divider"_s))
+            EXPECT_TRUE(near(line->grab().toImage().pixelColor(0, 0),
+                             over(ui::secondaryColor(view->palette(), 0.35), window)));
+        // The legend's first swatch is the empty day laid over this scheme's background.
+        const QLabel* legend = childWhere<QLabel>(
+            &stats, [](QLabel* l) { return l->text().startsWith(u"confirmed deep work"); });
+        const QColor empty =
+            over(ui::secondaryColor(stats.palette(), YearHeatmapView::emptyOpacity),
+                 stats.palette().color(QPalette::Window));
+        EXPECT_TRUE(legend->text().contains(empty.name())) << legend->text().toStdString();
     }
     EXPECT_EQ(switched.size(), 4);
     QApplication::setPalette(platform);
 }
 
-// A draft opens the editor, every button of which has a name for assistive technology, and
-// lives only in the view: choosing another block drops it without a trace.
-TEST_F(ScheduleFixture, ADraftOpensANamedEditorAndLivesOnlyInTheView) {
-    const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);
+// A draft opens the editor and lives only in the view: choosing another block drops it without
+// a trace. Its days, kinds and title then work as on a saved block.
+TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewAndItsEditorWarnsRenamesAndSaves) {
+    const WorkBlock standup = todayBlock(u"Standup"_s, 780, 30, WorkKind::shallow);
     seedBlocks({standup});
+    seedRules({makeRule(u"Standup"_s, 540, 60, {3})}); // Tuesdays 9:00–10:00
     build();
     EXPECT_TRUE(closed());
 
-    choose(QStringLiteral("Add Deep Work"));
+    choose(u"Add Deep Work"_s);
     ASSERT_TRUE(view->working());
     const WorkBlock draft = *view->working();
     EXPECT_EQ(view->selectedID(), draft.id);
@@ -232,19 +254,6 @@ TEST_F(ScheduleFixture, ADraftOpensANamedEditorAndLivesOnlyInTheView) {
     EXPECT_TRUE(view->isDraft(draft));
     EXPECT_TRUE(editor->isVisible());
     EXPECT_EQ(timeline->working(), draft);
-    int named = 0;
-    for (QWidget* b : view->findChildren<QWidget*>()) {
-        if (!b->isVisibleTo(view.get()) ||
-            !(qobject_cast<QAbstractButton*>(b) || qobject_cast<QAbstractSpinBox*>(b)))
-            continue;
-        QAccessibleInterface* a = QAccessible::queryAccessibleInterface(b);
-        ASSERT_NE(a, nullptr);
-        EXPECT_FALSE(a->text(QAccessible::Name).isEmpty())
-            << b->metaObject()->className() << " " << b->toolTip().toStdString();
-        ++named;
-    }
-    // The header's two, the kind segments, the steppers, seven days, delete and Save at least.
-    EXPECT_GE(named, 15);
 
     timeline->setSelectedID(standup.id);
     processEvents();
@@ -252,6 +261,62 @@ TEST_F(ScheduleFixture, ADraftOpensANamedEditorAndLivesOnlyInTheView) {
     EXPECT_EQ(blocksOnDisk(), (std::vector<WorkBlock>{standup}));
     timeline->setSelectedID(std::nullopt); // a click on empty timeline
     EXPECT_TRUE(closed());
+
+    // A day on which a repeating block already covers the time is still added; only its help
+    // warns.
+    choose(u"Add Deep Work"_s); // 9:15 again
+    DayToggle* tuesday = day(3);
+    EXPECT_EQ(tuesday->toolTip(), u"Another repeating block covers this time on Tuesdays"_s);
+
+    // A day not chosen is drawn in the secondary colour alone (its letter and, when another
+    // block holds the day, its ring), so nothing on it is more opaque than that colour over
+    // its own 15 % fill; a conflicting day is drawn at half opacity on top.
+    const qreal ink = ui::secondaryColor(tuesday->palette()).alphaF();
+    const qreal bound = 1 - (1 - ink) * (1 - ink * 0.15);
+    const auto opaquest = [](QWidget* toggle) {
+        QImage image(toggle->size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        toggle->render(&image, {}, {}, QWidget::DrawChildren); // no window background
+        return most(image, {}, &QColor::alphaF);
+    };
+    EXPECT_LE(opaquest(day(4)), bound + 0.02);
+    EXPECT_LE(opaquest(tuesday), bound * 0.5 + 0.02);
+
+    click(tuesday);
+    EXPECT_TRUE(tuesday->isChosen() && tuesday->isConflicting());
+    click(tuesday);
+    EXPECT_FALSE(tuesday->isChosen());
+
+    // A title still reading as the old kind's default (or empty) follows the kind; typed ones
+    // stay, even one that only looks like the other kind's default.
+    QToolButton* shallow = childWhere<QToolButton>(
+        editor, [](QToolButton* b) { return b->text() == defaultTitle(WorkKind::shallow); });
+    click(shallow);
+    EXPECT_EQ(view->working()->kind, WorkKind::shallow);
+    EXPECT_EQ(title()->text(), u"Shallow Work"_s);
+    EXPECT_TRUE(shallow->isChecked());
+
+    // What is typed goes to the working copy as it stands, and the echo does not move the
+    // cursor.
+    const QUuid id = *view->selectedID();
+    title()->selectAll();
+    QTest::keyClick(title(), Qt::Key_Backspace);
+    QTest::keyClicks(title(), u" Write "_s);
+    EXPECT_EQ(view->working()->title, u" Write "_s);
+    EXPECT_EQ(title()->cursorPosition(), 7);
+    QTest::keyClick(title(), Qt::Key_Return);
+    EXPECT_TRUE(store->savedBlock(id));
+    EXPECT_TRUE(closed());
+
+    // The title before, the kind it leaves, the title after.
+    for (const auto& [before, from, after] :
+         {std::tuple(u"Deep Work session"_s, WorkKind::deep, u"Deep Work session"_s),
+          std::tuple(QString(), WorkKind::shallow, u"Deep Work"_s),
+          std::tuple(u"Shallow Work"_s, WorkKind::deep, u"Shallow Work"_s),
+          std::tuple(u"deep work"_s, WorkKind::deep, u"deep work"_s)})
+        EXPECT_EQ(editor::withKind(makeBlock(before, today, 540, 60, from), otherKind(from)).title,
+                  after)
+            << before.toStdString();
 }
 
 // The wait and the gap between the failures are scaled down from 2.5 s and 2 s. Timers never
@@ -259,20 +324,20 @@ TEST_F(ScheduleFixture, ADraftOpensANamedEditorAndLivesOnlyInTheView) {
 TEST_F(ScheduleFixture, TheDayFullBannerStaysForTheWholeWaitAfterTheLastFailure) {
     constexpr int waitMs = 1000;
     wall.set(QDate(2024, 3, 4), QTime(23, 50));
-    const WorkBlock late = todayBlock(QStringLiteral("Late"), 1380, 30);
+    const WorkBlock late = todayBlock(u"Late"_s, 1380, 30);
     seedBlocks({late});
     build(waitMs);
     view->setSelectedID(late.id);
     QWidget* banner = child<QWidget>(view.get(), "dayFullBanner");
 
-    choose(QStringLiteral("Add Shallow Work"));
+    choose(u"Add Shallow Work"_s);
     EXPECT_TRUE(view->showDayFull() && banner->isVisible());
     EXPECT_EQ(view->working(), late); // nothing else changes
 
     QTest::qWait(800);
     QElapsedTimer sinceSecond;
     sinceSecond.start();
-    choose(QStringLiteral("Add Deep Work"));
+    choose(u"Add Deep Work"_s);
     // Had the first failure's wait ended it, this would come after only 200 ms.
     ASSERT_TRUE(QTest::qWaitFor([&] { return !view->showDayFull(); }, 30000));
     EXPECT_GE(sinceSecond.elapsed(), waitMs);
@@ -280,48 +345,28 @@ TEST_F(ScheduleFixture, TheDayFullBannerStaysForTheWholeWaitAfterTheLastFailure)
     EXPECT_EQ(view->selectedID(), late.id);
 }
 
-// A pinned entry stays to be scheduled again, each time as a block of its own.
-TEST_F(ScheduleFixture, APinnedBacklogItemSchedulesAFreshBlockEachTime) {
-    const PlannedBlock again = planned(QStringLiteral("Stretch"), WorkKind::shallow, true);
-    seedPlanned({again});
-    build();
-    std::vector<QUuid> ids{again.id};
-    for (int i = 0; i < 2; ++i) {
-        view->schedulePlanned(again);
-        ASSERT_TRUE(view->working());
-        EXPECT_EQ(view->working()->kind, WorkKind::shallow);
-        ids.push_back(view->working()->id);
-        view->commit();
-        EXPECT_TRUE(closed());
-    }
-    EXPECT_EQ(std::set<QUuid>(ids.begin(), ids.end()).size(), 3u);
-    EXPECT_EQ(store->planned().size(), 1u);
-    EXPECT_EQ(blocksOnDisk().size(), 2u);
-}
-
 // The backlog's entry row keeps a trimmed title once, in the kind its swatch shows, whether
 // left by Return or by a click on the layer over the timeline (which reaches nothing below);
 // a blank or escaped one is dropped. Return there does not save the open draft.
 TEST_F(ScheduleFixture, TheEntryRowKeepsATrimmedTitleOnceAndDropsABlankOrEscapedOne) {
     build();
-    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("Book flights")));
+    ASSERT_NO_FATAL_FAILURE(typePlanned(u"Book flights"_s));
     EXPECT_EQ(plannedOnDisk().size(), 1u);
-    EXPECT_EQ(store->planned()[0].title, QStringLiteral("Book flights"));
+    EXPECT_EQ(store->planned()[0].title, u"Book flights"_s);
     EXPECT_FALSE(view->selectedID());
-    for (const auto& [text, key] :
-         {std::pair(QStringLiteral("   "), std::optional<Qt::Key>()),
-          std::pair(QStringLiteral("   "), std::optional(Qt::Key_Return)),
-          std::pair(QStringLiteral("Draft"), std::optional(Qt::Key_Escape))})
+    for (const auto& [text, key] : {std::pair(u"   "_s, std::optional<Qt::Key>()),
+                                    std::pair(u"   "_s, std::optional(Qt::Key_Return)),
+                                    std::pair(u"Draft"_s, std::optional(Qt::Key_Escape))})
         ASSERT_NO_FATAL_FAILURE(typePlanned(text, key));
     EXPECT_EQ(store->planned().size(), 1u);
 
-    choose(QStringLiteral("Add Deep Work"));
+    choose(u"Add Deep Work"_s);
     const QUuid draft = *view->selectedID();
-    choose(QStringLiteral("Plan a Block"));
+    choose(u"Plan a Block"_s);
     click(child<KindSwatch>(list(), "entrySwatch"));
-    ASSERT_NO_FATAL_FAILURE(typePlanned(QStringLiteral("  Call Ann "), Qt::Key_Return));
+    ASSERT_NO_FATAL_FAILURE(typePlanned(u"  Call Ann "_s, Qt::Key_Return));
     ASSERT_EQ(store->planned().size(), 2u);
-    EXPECT_EQ(store->planned()[1].title, QStringLiteral("Call Ann"));
+    EXPECT_EQ(store->planned()[1].title, u"Call Ann"_s);
     EXPECT_EQ(store->planned()[1].kind, WorkKind::shallow);
     EXPECT_EQ(view->backlog().newKind, WorkKind::shallow); // kept for the next entry
     EXPECT_FALSE(store->savedBlock(draft));
@@ -331,8 +376,7 @@ TEST_F(ScheduleFixture, TheEntryRowKeepsATrimmedTitleOnceAndDropsABlankOrEscaped
 // Four rows fit; the fifth makes the list scroll, cut through a row to show there is more.
 // Collapsing also closes an open entry row.
 TEST_F(ScheduleFixture, TheBacklogHeaderTogglesTheRowsAndFiveRowsScroll) {
-    seedPlanned({planned(QStringLiteral("One")), planned(QStringLiteral("Two")),
-                 planned(QStringLiteral("Three")), planned(QStringLiteral("Four"))});
+    seedPlanned({planned(u"One"_s), planned(u"Two"_s), planned(u"Three"_s), planned(u"Four"_s)});
     build();
     auto* rows = child<QScrollArea>(list());
     EXPECT_FALSE(rows->isVisible());
@@ -341,12 +385,12 @@ TEST_F(ScheduleFixture, TheBacklogHeaderTogglesTheRowsAndFiveRowsScroll) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return rows->height() == 4 * PlannedListView::rowHeight; }));
     EXPECT_EQ(rows->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
 
-    store->addPlanned(planned(QStringLiteral("Five")));
+    store->addPlanned(planned(u"Five"_s));
     processEvents();
     ASSERT_TRUE(QTest::qWaitFor([&] { return rows->height() == PlannedListView::scrollHeight; }));
     EXPECT_EQ(rows->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOn);
 
-    choose(QStringLiteral("Plan a Block"));
+    choose(u"Plan a Block"_s);
     ASSERT_TRUE(view->backlog().adding);
     clickBacklogHeader();
     EXPECT_FALSE(view->backlog().expanded || view->backlog().adding);
@@ -354,11 +398,13 @@ TEST_F(ScheduleFixture, TheBacklogHeaderTogglesTheRowsAndFiveRowsScroll) {
 }
 
 // The pointer arrives in B before A hears that it left; unpinning takes the key out of the
-// file again; a click on a row schedules a draft and removes nothing yet.
+// file again; a click on a row schedules a draft and removes nothing yet. A pinned entry stays
+// to be scheduled again, each time as a block of its own.
 TEST_F(ScheduleFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEntry) {
-    const PlannedBlock a = planned(QStringLiteral("Alpha"));
-    const PlannedBlock b = planned(QStringLiteral("Beta"), WorkKind::shallow);
-    seedPlanned({a, b});
+    const PlannedBlock a = planned(u"Alpha"_s);
+    const PlannedBlock b = planned(u"Beta"_s, WorkKind::shallow);
+    const PlannedBlock again = planned(u"Stretch"_s, WorkKind::shallow, true);
+    seedPlanned({a, b, again});
     build();
     clickBacklogHeader();
     for (PlannedRow* r : {row(a.id), row(b.id)}) {
@@ -375,8 +421,8 @@ TEST_F(ScheduleFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEnt
     click(pin(b));
     // The entry's "pinned" key as written to the file.
     const auto pinnedKey = [&] {
-        const QByteArray file = dir.read(QStringLiteral("planned.json")).value_or("");
-        return QJsonDocument::fromJson(file).array()[1].toObject().value(QStringLiteral("pinned"));
+        const QByteArray file = dir.read(u"planned.json"_s).value_or("");
+        return QJsonDocument::fromJson(file).array()[1].toObject().value(u"pinned"_s);
     };
     EXPECT_EQ(pinnedKey(), QJsonValue(true));
     click(pin(b));
@@ -385,242 +431,32 @@ TEST_F(ScheduleFixture, ALateExitKeepsTheNewHoverAndRowButtonsChangeOnlyTheirEnt
     QTest::mouseClick(row(a.id), Qt::LeftButton, {}, QPoint(120, 10));
     ASSERT_TRUE(view->working());
     EXPECT_EQ(view->working()->title, a.title);
-    EXPECT_EQ(store->planned().size(), 2u);
-}
+    EXPECT_EQ(store->planned().size(), 3u);
 
-// Clearing drops the selection before the store clears, so nothing edits a block that is gone;
-// midnight closes the editor without saving its edits.
-TEST_F(ScheduleFixture, ClearTodayAndMidnightCloseTheEditorFirst) {
-    const WorkBlock evening = todayBlock(QStringLiteral("Evening"), 1380, 30);
-    seedBlocks({evening});
-    build();
-    view->setSelectedID(evening.id);
-    QTest::keyClicks(child<QLineEdit>(editor), QStringLiteral(" plan"));
-    tickAt(QDate(2024, 3, 5), QTime(0, 0, 30));
-    EXPECT_TRUE(closed());
-    EXPECT_EQ(store->savedBlock(evening.id)->title, QStringLiteral("Evening"));
-
-    const WorkBlock write =
-        makeBlock(QStringLiteral("Write"), QStringLiteral("2024-03-05"), 600, 60);
-    store->add(write);
-    view->setSelectedID(write.id);
-    std::vector<std::optional<QUuid>> seenAtClear;
-    QObject::connect(store.get(), &BlockStore::blocksChanged, view.get(),
-                     [&] { seenAtClear.push_back(view->selectedID()); });
-    choose(QStringLiteral("Clear Today's Blocks"));
-    EXPECT_EQ(seenAtClear, (std::vector<std::optional<QUuid>>{std::nullopt}));
-    EXPECT_TRUE(store->todayBlocks().empty());
-    EXPECT_TRUE(closed());
-}
-
-TEST_F(ScheduleFixture, OptionsWriteTheSettings) {
-    build();
-    choose(QStringLiteral("Upcoming Reminders"));
-    choose(QStringLiteral("Silence Notifications"));
-    EXPECT_FALSE(store->settings().remindersEnabled);
-    EXPECT_TRUE(store->settings().silenceNotifications);
-    EXPECT_FALSE(action(view.get(), QStringLiteral("Upcoming Reminders"))->isChecked());
-    EXPECT_TRUE(action(view.get(), QStringLiteral("Silence Notifications"))->isChecked());
-}
-
-// "Start at Login" shows the entry on disk each time the menu opens; a failed write shows in
-// its help text and leaves it off.
-TEST_F(ScheduleFixture, StartAtLoginFollowsTheEntryOnDisk) {
-    build();
-    const QString autostart =
-        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
-        QStringLiteral("/autostart");
-    QDir(autostart).removeRecursively();
-    QAction* toggle = action(view.get(), QStringLiteral("Start at Login"));
-    ASSERT_NE(toggle, nullptr);
-    choose(QStringLiteral("Start at Login"));
-    EXPECT_TRUE(toggle->isChecked());
-    EXPECT_EQ(QDir(autostart).entryList(QDir::Files),
-              QStringList{applicationId + QStringLiteral(".desktop")});
-
-    QDir(autostart).removeRecursively(); // by hand, while the menu is closed
-    for (QMenu* menu : view->findChildren<QMenu*>())
-        if (menu->actions().contains(toggle)) {
-            menu->popup(QPoint());
-            menu->hide();
-        }
-    EXPECT_FALSE(toggle->isChecked());
-
-    QFile blocker(autostart);
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
-    choose(QStringLiteral("Start at Login"));
-    EXPECT_FALSE(toggle->isChecked());
-    EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
-    QFile::remove(autostart);
-}
-
-// The panel opens on the day; Tab walks its blocks in time order, then the editor's controls
-// top to bottom and the header's buttons; Shift+Tab walks back; Space and the arrows act
-// where the keyboard is.
-TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlOfThePanel) {
-    const WorkBlock write = todayBlock(QStringLiteral("Write"), 600, 60);
-    const WorkBlock standup = todayBlock(QStringLiteral("Standup"), 780, 30, WorkKind::shallow);
-    seedBlocks({standup, write});
-    seedPlanned({planned(QStringLiteral("Read"))});
-    build();
-    const auto where = [this]() -> QString {
-        QWidget* w = QApplication::focusWidget();
-        if (w && timeline->isAncestorOf(w))
-            return QStringLiteral("day:") + (view->working() ? view->working()->title : QString());
-        return w ? QAccessible::queryAccessibleInterface(w)->text(QAccessible::Name) : QString();
-    };
-    const auto press = [&](Qt::Key key, int times = 1) {
-        QStringList seen;
-        for (int i = 0; i < times; ++i) {
-            QTest::keyClick(QApplication::focusWidget(), key);
-            seen << where();
-        }
-        return seen.join(u',');
-    };
-    EXPECT_EQ(where(), QStringLiteral("day:"));
-    EXPECT_EQ(press(Qt::Key_Tab, 19),
-              QStringLiteral("day:Write,day:Standup,Title,Shallow Work,Start,Duration,Sunday,"
-                             "Monday,Tuesday,Wednesday,Thursday,Friday,Saturday,Delete,Save,"
-                             "Add,Options,Show planned blocks,Plan a block"));
-    EXPECT_EQ(press(Qt::Key_Backtab, 4), QStringLiteral("Show planned blocks,Options,Add,Save"));
-    EXPECT_EQ(press(Qt::Key_Tab, 5),
-              QStringLiteral("Add,Options,Show planned blocks,Plan a block,day:Standup"));
-
-    // The arrows move the chosen block; on the editor's controls they step and choose.
-    ASSERT_EQ(press(Qt::Key_Backtab), QStringLiteral("day:Write"));
-    press(Qt::Key_Down);
-    EXPECT_EQ(view->working()->startMinutes, 615);
-    EXPECT_EQ(press(Qt::Key_Tab, 3), QStringLiteral("day:Standup,Title,Shallow Work"));
-    EXPECT_EQ(press(Qt::Key_Left), QStringLiteral("Deep Work"));
-    press(Qt::Key_Tab);
-    press(Qt::Key_Up);
-    EXPECT_EQ(view->working()->startMinutes, 795);
-    EXPECT_EQ(press(Qt::Key_Tab, 3), QStringLiteral("Duration,Sunday,Monday"));
-    EXPECT_EQ(press(Qt::Key_Space), QStringLiteral("Monday, repeating"));
-    press(Qt::Key_Return);
-    EXPECT_EQ(store->savedBlock(standup.id)->startMinutes, 795);
-    EXPECT_EQ(store->savedBlock(standup.id)->kind, WorkKind::deep);
-    EXPECT_EQ(store->repeatDays(standup.id), (Weekdays{2}));
-
-    // The backlog opens with Space on its header; Space on a row schedules it.
-    ASSERT_EQ(press(Qt::Key_Tab, 2), QStringLiteral("Options,Show planned blocks"));
-    EXPECT_EQ(press(Qt::Key_Space), QStringLiteral("Hide planned blocks"));
-    EXPECT_EQ(press(Qt::Key_Tab, 2), QStringLiteral("Plan a block,Read"));
-    press(Qt::Key_Space);
-    ASSERT_TRUE(view->working());
-    EXPECT_EQ(view->working()->title, QStringLiteral("Read"));
-    press(Qt::Key_Return);
-    EXPECT_EQ(store->todayBlocks().size(), 3u);
-}
-
-// A title still reading as the old kind's default (or empty) follows the kind; typed ones stay,
-// even one that only looks like the other kind's default.
-TEST_F(ScheduleFixture, KindSegmentsRenameOnlyDefaultTitles) {
-    build();
-    choose(QStringLiteral("Add Deep Work"));
-    QToolButton* shallow = childWhere<QToolButton>(
-        editor, [](QToolButton* b) { return b->text() == defaultTitle(WorkKind::shallow); });
-    click(shallow);
-    EXPECT_EQ(view->working()->kind, WorkKind::shallow);
-    EXPECT_EQ(title()->text(), QStringLiteral("Shallow Work"));
-    EXPECT_TRUE(shallow->isChecked());
-
-    const struct {
-        QString title;
-        WorkKind from;
-        QString expected;
-    } cases[] = {
-        {QStringLiteral("Deep Work session"), WorkKind::deep, QStringLiteral("Deep Work session")},
-        {QString(), WorkKind::shallow, QStringLiteral("Deep Work")},
-        {QStringLiteral("Shallow Work"), WorkKind::deep, QStringLiteral("Shallow Work")},
-        {QStringLiteral("deep work"), WorkKind::deep, QStringLiteral("deep work")},
-    };
-    for (const auto& c : cases) {
-        const WorkBlock before = makeBlock(c.title, today, 540, 60, c.from);
-        EXPECT_EQ(editor::withKind(before, otherKind(c.from)).title, c.expected)
-            << c.title.toStdString();
+    std::set<QUuid> ids{again.id};
+    for (int i = 0; i < 2; ++i) {
+        view->schedulePlanned(again);
+        ASSERT_TRUE(view->working());
+        EXPECT_EQ(view->working()->kind, WorkKind::shallow);
+        ids.insert(view->working()->id);
+        view->commit();
+        EXPECT_TRUE(closed());
     }
-}
-
-// What is typed goes to the working copy as it stands, and the echo does not move the cursor.
-TEST_F(ScheduleFixture, TypingSendsTheTitleAsItStandsAndReturnSaves) {
-    build();
-    choose(QStringLiteral("Add Deep Work"));
-    const QUuid id = *view->selectedID();
-    title()->selectAll();
-    QTest::keyClick(title(), Qt::Key_Backspace);
-    QTest::keyClicks(title(), QStringLiteral(" Write "));
-    EXPECT_EQ(view->working()->title, QStringLiteral(" Write "));
-    EXPECT_EQ(title()->cursorPosition(), 7);
-    QTest::keyClick(title(), Qt::Key_Return);
-    EXPECT_TRUE(store->savedBlock(id));
-    EXPECT_TRUE(closed());
-}
-
-// Between blocks ending at 14:00 and starting at 16:10, a block at 14:05 (off the grid after a
-// timeline edit) steps within that free time and is clamped to it, not refused.
-TEST_F(ScheduleFixture, SteppersMoveByAQuarterHourAndStopAtTheFreeTime) {
-    const WorkBlock block = todayBlock(QStringLiteral("Write"), 845, 60);
-    seedBlocks({todayBlock(QStringLiteral("Before"), 780, 60), block,
-                todayBlock(QStringLiteral("After"), 970, 30)});
-    build();
-    view->setSelectedID(block.id);
-    step("start", Qt::Key_Down, 2);
-    EXPECT_EQ(view->working()->startMinutes, 840);
-    EXPECT_EQ(stepper("start")->label(), QStringLiteral("2:00 PM"));
-    step("duration", Qt::Key_Up);
-    EXPECT_EQ(view->working()->durationMinutes, 75);
-    EXPECT_EQ(stepper("duration")->label(), QStringLiteral("1 h 15 m"));
-    step("start", Qt::Key_Up, 5);
-    EXPECT_EQ(view->working()->startMinutes, 895);
-    EXPECT_EQ(stepper("start")->label(), QStringLiteral("2:55 PM"));
-    step("duration", Qt::Key_Down, 6);
-    EXPECT_EQ(view->working()->durationMinutes, 15);
-    EXPECT_EQ(view->working()->startMinutes, 895);
-    EXPECT_EQ(store->savedBlock(block.id), block);
-}
-
-TEST_F(ScheduleFixture, AConflictingDayIsStillAddedAndOnlyTheHelpWarns) {
-    seedRules({makeRule(QStringLiteral("Standup"), 540, 60, {3})}); // Tuesdays 9:00–10:00
-    build();
-    choose(QStringLiteral("Add Deep Work")); // 9:15 today
-    DayToggle* tuesday = day(3);
-    EXPECT_EQ(tuesday->toolTip(),
-              QStringLiteral("Another repeating block covers this time on Tuesdays"));
-
-    // A day not chosen is drawn in the secondary colour alone (its letter and, when another
-    // block holds the day, its ring), so nothing on it is more opaque than that colour over
-    // its own 15 % fill; a conflicting day is drawn at half opacity on top.
-    const qreal ink = ui::secondaryColor(tuesday->palette()).alphaF();
-    const qreal bound = 1 - (1 - ink) * (1 - ink * 0.15);
-    const auto opaquest = [](QWidget* toggle) {
-        QImage image(toggle->size(), QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        toggle->render(&image, {}, {}, QWidget::DrawChildren); // no window background
-        qreal most = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                most = std::max<qreal>(most, image.pixelColor(x, y).alphaF());
-        return most;
-    };
-    EXPECT_LE(opaquest(day(4)), bound + 0.02);
-    EXPECT_LE(opaquest(tuesday), bound * 0.5 + 0.02);
-
-    click(tuesday);
-    EXPECT_TRUE(tuesday->isChosen() && tuesday->isConflicting());
-    click(tuesday);
-    EXPECT_FALSE(tuesday->isChosen());
+    EXPECT_EQ(ids.size(), 3u);
+    EXPECT_EQ(store->planned().size(), 3u);
+    EXPECT_EQ(blocksOnDisk().size(), 2u);
 }
 
 // A running deep block is locked and a confirmed one closed: nothing in the form changes or
-// saves either.
-TEST_F(ScheduleFixture, AFrozenBlockTakesNoEdits) {
-    const WorkBlock block = todayBlock(QStringLiteral("Write"), 600, 90);
-    seedBlocks({block});
+// saves either. Midnight closes the editor without saving its edits; clearing drops the
+// selection before the store clears, so nothing edits a block that is gone.
+TEST_F(ScheduleFixture, FrozenBlocksTakeNoEditsAndClearTodayAndMidnightCloseTheEditorFirst) {
+    const WorkBlock block = todayBlock(u"Write"_s, 600, 90);
+    const WorkBlock evening = todayBlock(u"Evening"_s, 1380, 30);
+    seedBlocks({block, evening});
     build();
     view->setSelectedID(block.id);
-    EXPECT_EQ(child<QLabel>(editor, "status")->text(), QStringLiteral("10:00 AM – 11:30 AM"));
+    EXPECT_EQ(child<QLabel>(editor, "status")->text(), u"10:00 AM – 11:30 AM"_s);
     for (const QTime time : {QTime(10, 10), QTime(11, 30, 1)}) {
         SCOPED_TRACE(time.toString().toStdString());
         tickAt(monday, time);
@@ -634,52 +470,138 @@ TEST_F(ScheduleFixture, AFrozenBlockTakesNoEdits) {
         QTest::keyClick(editor, Qt::Key_Return);
         EXPECT_EQ(view->selectedID(), block.id);
     }
+
+    view->setSelectedID(evening.id);
+    QTest::keyClicks(title(), u" plan"_s);
+    tickAt(QDate(2024, 3, 5), QTime(0, 0, 30));
+    EXPECT_TRUE(closed());
+    EXPECT_EQ(store->savedBlock(evening.id)->title, u"Evening"_s);
+
+    const WorkBlock write = makeBlock(u"Write"_s, u"2024-03-05"_s, 600, 60);
+    store->add(write);
+    view->setSelectedID(write.id);
+    std::vector<std::optional<QUuid>> seenAtClear;
+    QObject::connect(store.get(), &BlockStore::blocksChanged, view.get(),
+                     [&] { seenAtClear.push_back(view->selectedID()); });
+    choose(u"Clear Today's Blocks"_s);
+    EXPECT_EQ(seenAtClear, (std::vector<std::optional<QUuid>>{std::nullopt}));
+    EXPECT_TRUE(store->todayBlocks().empty());
+    EXPECT_TRUE(closed());
 }
 
-// What a control holds rather than paints (icons drawn once, colours inside rich text) is made
-// again when the desktop goes from light to dark and back: it keeps its contrast with the
-// background it sits on.
-TEST_F(ScheduleFixture, HeldColoursFollowTheScheme) {
-    seedPlanned({planned(QStringLiteral("Read"))});
+// The options write the settings. "Start at Login" shows the entry on disk each time the menu
+// opens; a failed write shows in its help text and leaves it off.
+TEST_F(ScheduleFixture, OptionsWriteTheSettingsAndStartAtLoginFollowsTheEntryOnDisk) {
     build();
-    choose(QStringLiteral("Volume…"));
-    StatsWindow stats(dir.path());
-    const QPalette platform = QApplication::palette();
-    // The strongest ink of a held picture.
-    const auto ink = [](const QImage& image) {
-        QColor best(Qt::transparent);
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                if (image.pixelColor(x, y).alpha() > best.alpha())
-                    best = image.pixelColor(x, y);
-        best.setAlpha(255);
-        return best;
-    };
-    for (const ui::ColorScheme scheme :
-         {ui::ColorScheme::dark, ui::ColorScheme::light, ui::ColorScheme::dark}) {
-        QApplication::setPalette(ui::schemePalette(scheme));
-        processEvents();
-        const QColor window = view->palette().color(QPalette::Window);
-        std::vector<std::pair<QString, QImage>> held;
-        for (QToolButton* b : list()->findChildren<QToolButton*>())
-            held.emplace_back(b->toolTip(), b->icon().pixmap(QSize(12, 12)).toImage());
-        for (QLabel* l : view->findChildren<QLabel*>())
-            if (!l->pixmap().isNull())
-                held.emplace_back(QStringLiteral("volume symbol"), l->pixmap().toImage());
-        ASSERT_GE(held.size(), 4u);
-        for (const auto& [name, image] : held)
-            EXPECT_GE(ui::contrastRatio(ink(image), window), 3.0) << name.toStdString();
+    choose(u"Upcoming Reminders"_s);
+    choose(u"Silence Notifications"_s);
+    EXPECT_EQ(std::pair(store->settings().remindersEnabled, store->settings().silenceNotifications),
+              std::pair(false, true));
+    EXPECT_FALSE(action(view.get(), u"Upcoming Reminders"_s)->isChecked());
+    EXPECT_TRUE(action(view.get(), u"Silence Notifications"_s)->isChecked());
 
-        for (QWidget* line : view->findChildren<QWidget*>(QStringLiteral("divider")))
-            EXPECT_TRUE(near(line->grab().toImage().pixelColor(0, 0),
-                             over(ui::secondaryColor(view->palette(), 0.35), window)));
-        // The legend's first swatch is the empty day laid over this scheme's background.
-        const QLabel* legend = childWhere<QLabel>(
-            &stats, [](QLabel* l) { return l->text().startsWith(u"confirmed deep work"); });
-        const QColor empty =
-            over(ui::secondaryColor(stats.palette(), YearHeatmapView::emptyOpacity),
-                 stats.palette().color(QPalette::Window));
-        EXPECT_TRUE(legend->text().contains(empty.name())) << legend->text().toStdString();
-    }
-    QApplication::setPalette(platform);
+    const QString autostart =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/autostart"_s;
+    QDir(autostart).removeRecursively();
+    QAction* toggle = action(view.get(), u"Start at Login"_s);
+    ASSERT_NE(toggle, nullptr);
+    choose(u"Start at Login"_s);
+    EXPECT_TRUE(toggle->isChecked());
+    EXPECT_EQ(QDir(autostart).entryList(QDir::Files), QStringList{applicationId + u".desktop"_s});
+
+    QDir(autostart).removeRecursively(); // by hand, while the menu is closed
+    for (QMenu* menu : view->findChildren<QMenu*>())
+        if (menu->actions().contains(toggle)) {
+            menu->popup(QPoint());
+            menu->hide();
+        }
+    EXPECT_FALSE(toggle->isChecked());
+
+    QFile blocker(autostart);
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    choose(u"Start at Login"_s);
+    EXPECT_FALSE(toggle->isChecked());
+    EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
+    QFile::remove(autostart);
+}
+
+// The panel opens on the day; Tab walks its blocks in time order, then the editor's controls
+// top to bottom and the header's buttons; Shift+Tab walks back; Space and the arrows act
+// where the keyboard is.
+TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlOfThePanel) {
+    const WorkBlock write = todayBlock(u"Write"_s, 600, 60);
+    const WorkBlock standup = todayBlock(u"Standup"_s, 780, 30, WorkKind::shallow);
+    seedBlocks({standup, write});
+    seedPlanned({planned(u"Read"_s)});
+    build();
+    const auto where = [this]() -> QString {
+        QWidget* w = QApplication::focusWidget();
+        if (w && timeline->isAncestorOf(w))
+            return u"day:"_s + (view->working() ? view->working()->title : QString());
+        return w ? QAccessible::queryAccessibleInterface(w)->text(QAccessible::Name) : QString();
+    };
+    const auto press = [&](Qt::Key key, int times = 1) {
+        QStringList seen;
+        for (int i = 0; i < times; ++i) {
+            QTest::keyClick(QApplication::focusWidget(), key);
+            seen << where();
+        }
+        return seen.join(u',');
+    };
+    EXPECT_EQ(where(), u"day:"_s);
+    EXPECT_EQ(press(Qt::Key_Tab, 19),
+              QStringLiteral("day:Write,day:Standup,Title,Shallow Work,Start,Duration,Sunday,"
+                             "Monday,Tuesday,Wednesday,Thursday,Friday,Saturday,Delete,Save,"
+                             "Add,Options,Show planned blocks,Plan a block"));
+    EXPECT_EQ(press(Qt::Key_Backtab, 4), u"Show planned blocks,Options,Add,Save"_s);
+    EXPECT_EQ(press(Qt::Key_Tab, 5), u"Add,Options,Show planned blocks,Plan a block,day:Standup"_s);
+
+    // The arrows move the chosen block; on the editor's controls they step and choose.
+    ASSERT_EQ(press(Qt::Key_Backtab), u"day:Write"_s);
+    press(Qt::Key_Down);
+    EXPECT_EQ(view->working()->startMinutes, 615);
+    EXPECT_EQ(press(Qt::Key_Tab, 3), u"day:Standup,Title,Shallow Work"_s);
+    EXPECT_EQ(press(Qt::Key_Left), u"Deep Work"_s);
+    press(Qt::Key_Tab);
+    press(Qt::Key_Up);
+    EXPECT_EQ(view->working()->startMinutes, 795);
+    EXPECT_EQ(press(Qt::Key_Tab, 3), u"Duration,Sunday,Monday"_s);
+    EXPECT_EQ(press(Qt::Key_Space), u"Monday, repeating"_s);
+    press(Qt::Key_Return);
+    EXPECT_EQ(store->savedBlock(standup.id)->startMinutes, 795);
+    EXPECT_EQ(store->savedBlock(standup.id)->kind, WorkKind::deep);
+    EXPECT_EQ(store->repeatDays(standup.id), (Weekdays{2}));
+
+    // The backlog opens with Space on its header; Space on a row schedules it.
+    ASSERT_EQ(press(Qt::Key_Tab, 2), u"Options,Show planned blocks"_s);
+    EXPECT_EQ(press(Qt::Key_Space), u"Hide planned blocks"_s);
+    EXPECT_EQ(press(Qt::Key_Tab, 2), u"Plan a block,Read"_s);
+    press(Qt::Key_Space);
+    ASSERT_TRUE(view->working());
+    EXPECT_EQ(view->working()->title, u"Read"_s);
+    press(Qt::Key_Return);
+    EXPECT_EQ(store->todayBlocks().size(), 3u);
+}
+
+// Between blocks ending at 14:00 and starting at 16:10, a block at 14:05 (off the grid after a
+// timeline edit) steps within that free time and is clamped to it, not refused.
+TEST_F(ScheduleFixture, SteppersMoveByAQuarterHourAndStopAtTheFreeTime) {
+    const WorkBlock block = todayBlock(u"Write"_s, 845, 60);
+    seedBlocks({todayBlock(u"Before"_s, 780, 60), block, todayBlock(u"After"_s, 970, 30)});
+    build();
+    view->setSelectedID(block.id);
+    const auto state = [&](const char* name) {
+        return std::tuple(view->working()->startMinutes, view->working()->durationMinutes,
+                          stepper(name)->label());
+    };
+    step("start", Qt::Key_Down, 2);
+    EXPECT_EQ(state("start"), std::tuple(840, 60, u"2:00 PM"_s));
+    step("duration", Qt::Key_Up);
+    EXPECT_EQ(state("duration"), std::tuple(840, 75, u"1 h 15 m"_s));
+    step("start", Qt::Key_Up, 5);
+    EXPECT_EQ(state("start"), std::tuple(895, 75, u"2:55 PM"_s));
+    step("duration", Qt::Key_Down, 6);
+    EXPECT_EQ(state("duration"), std::tuple(895, 15, u"15 m"_s));
+    EXPECT_EQ(store->savedBlock(block.id), block);
 }

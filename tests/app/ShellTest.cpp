@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 using namespace quillmere;
+using namespace Qt::StringLiterals;
 
 TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePalette) {
     for (qreal dpr : {1.0, 2.0, 3.0}) {
@@ -46,23 +47,18 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     EXPECT_GT(dark.pixelColor(20, 12).red(), 225);
 
     // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme.
-    const QPalette lightPalette(Qt::black, Qt::white);
-    const QPalette darkPalette(Qt::white, Qt::black);
-    const struct {
-        const char* desktops;
-        const QPalette& palette;
-        bool light;
-    } outlines[] = {
-        {"ubuntu:GNOME", lightPalette, true},
-        {"GNOME", darkPalette, true},
-        {"KDE", lightPalette, false},
-        {"KDE", darkPalette, true},
-        {"", lightPalette, false},
-        {"GNOME-Flashback:Unity", lightPalette, false},
-    };
-    for (const auto& o : outlines) {
-        const QColor c = StatusIcon::outlineColor(QString::fromLatin1(o.desktops), o.palette);
-        EXPECT_EQ(c.lightnessF() > 0.5f, o.light) << o.desktops;
+    const QPalette lightScheme(Qt::black, Qt::white);
+    const QPalette darkScheme(Qt::white, Qt::black);
+    for (const auto& [desktops, palette, lightOutline] : {
+             std::tuple("ubuntu:GNOME", &lightScheme, true),
+             std::tuple("GNOME", &darkScheme, true),
+             std::tuple("KDE", &lightScheme, false),
+             std::tuple("KDE", &darkScheme, true),
+             std::tuple("", &lightScheme, false),
+             std::tuple("GNOME-Flashback:Unity", &lightScheme, false),
+         }) {
+        const QColor c = StatusIcon::outlineColor(QString::fromLatin1(desktops), *palette);
+        EXPECT_EQ(c.lightnessF() > 0.5f, lightOutline) << desktops;
     }
 }
 
@@ -70,14 +66,12 @@ TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
     test::TempDataDir data;
     const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
     const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
-    qputenv("XDG_DATA_HOME", QFile::encodeName(data.file(QStringLiteral("home"))));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(data.file(u"home"_s)));
     qputenv("XDG_DATA_DIRS", QFile::encodeName(data.path()));
     EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::idle).name().isEmpty());
 
-    ASSERT_TRUE(QDir().mkpath(data.file(QStringLiteral("icons/hicolor/symbolic/apps"))));
-    data.write(QStringLiteral("icons/hicolor/symbolic/apps/") + StatusIcon::idleIconName +
-                   QStringLiteral(".svg"),
-               {});
+    ASSERT_TRUE(QDir().mkpath(data.file(u"icons/hicolor/symbolic/apps"_s)));
+    data.write(u"icons/hicolor/symbolic/apps/"_s + StatusIcon::idleIconName + u".svg"_s, {});
     EXPECT_EQ(StatusIcon::icon(StatusIcon::Image::idle).name(), StatusIcon::idleIconName);
     // The bars keep their colours: a tinting host must never be given them by name.
     EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::deep).name().isEmpty());
@@ -91,7 +85,7 @@ TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
 TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     TrayShell shell;
     shell.setCurrentKind(WorkKind::shallow);
-    shell.setToolTip(QStringLiteral("Email"));
+    shell.setToolTip(u"Email"_s);
     EXPECT_FALSE(shell.hasIcon());
     QSignalSpy opened(&shell, &TrayShell::openPanelRequested);
     QSignalSpy toggled(&shell, &TrayShell::togglePanelRequested);
@@ -99,7 +93,7 @@ TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
     auto* icon = shell.findChild<QSystemTrayIcon*>();
     ASSERT_NE(icon, nullptr);
     EXPECT_EQ(shell.image(), StatusIcon::Image::shallow);
-    EXPECT_EQ(icon->toolTip(), QStringLiteral("Email"));
+    EXPECT_EQ(icon->toolTip(), u"Email"_s);
     shell.setToolTip(std::nullopt);
     EXPECT_TRUE(icon->toolTip().isEmpty());
 
@@ -117,14 +111,13 @@ TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreenOrSitsInTheCorner) {
     const QSize panel(340, 560);
 
     // An icon in a top bar near the right edge: below it, pushed back inside the screen.
-    PanelAnchor top{QRect(1880, 2, 24, 24), std::nullopt};
-    EXPECT_EQ(panelPosition(panel, top, screen, QRect(0, 28, 1920, 1052)), QPoint(1580, 30));
+    EXPECT_EQ(panelPosition(panel, {QRect(1880, 2, 24, 24), {}}, screen, QRect(0, 28, 1920, 1052)),
+              QPoint(1580, 30));
     // An icon in a bottom panel: above it, centred on it.
-    PanelAnchor bottom{QRect(1700, 1050, 24, 24), std::nullopt};
-    EXPECT_EQ(panelPosition(panel, bottom, screen, bottomBar), QPoint(1711 - 170, 480));
+    EXPECT_EQ(panelPosition(panel, {QRect(1700, 1050, 24, 24), {}}, screen, bottomBar),
+              QPoint(1711 - 170, 480));
     // Only the pointer known (StatusNotifierItem on X11).
-    PanelAnchor pointer{std::nullopt, QPoint(1000, 1060)};
-    EXPECT_EQ(panelPosition(panel, pointer, screen, bottomBar), QPoint(830, 480));
+    EXPECT_EQ(panelPosition(panel, {{}, QPoint(1000, 1060)}, screen, bottomBar), QPoint(830, 480));
 
     // Nothing known: the corner beside the desktop's panel.
     EXPECT_EQ(panelPosition(panel, {}, screen, QRect(0, 32, 1920, 1048)), QPoint(1576, 36));

@@ -1,26 +1,64 @@
 #include "desktop/ApplicationId.h"
+#include "desktop/StartAtLogin.h"
 
-#include "ValidatorRun.h"
 #include "support/TempDataDir.h"
 
+#include <QCoreApplication>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QImageReader>
+#include <QProcess>
 #include <QProcessEnvironment>
+#include <QSettings>
+#include <QStandardPaths>
 
 #include <gtest/gtest.h>
 
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
+// One run of a command-line tool: whether it ended with status 0, and what it said (or that
+// it is missing).
+struct ToolRun {
+    bool ok = false;
+    QString output;
+};
+
+ToolRun runTool(const QString& program, const QStringList& arguments,
+                const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
+    if (QStandardPaths::findExecutable(program).isEmpty() && !program.startsWith(u'/'))
+        return {false, program + u" comes with scripts/install-deps test"_s};
+    QProcess p;
+    p.setProcessEnvironment(env);
+    p.setProcessChannelMode(QProcess::MergedChannels);
+    p.start(program, arguments);
+    p.waitForFinished(120000);
+    return {p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0,
+            QString::fromUtf8(p.readAll())};
+}
+
 class Install : public ::testing::TestWithParam<const char*> {};
 
-QString textOf(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
-}
+// A home of its own, its autostart folder not made yet and its data folder there, for the
+// program that is running.
+struct LoginFixture : ::testing::Test {
+    TempDataDir home;
+    const QString entryName = u"autostart/"_s + applicationId + u".desktop";
+    const QString entry = home.file(entryName);
+    LoginFixture() { QDir().mkpath(home.file(u"data"_s)); }
+
+    StartAtLogin login() const {
+        return {home.file(u"autostart"_s), home.file(u"data"_s),
+                QCoreApplication::applicationFilePath()};
+    }
+    void writeEntry(const QByteArray& text) const {
+        QDir().mkpath(home.file(u"autostart"_s));
+        home.write(entryName, text);
+    }
+};
 
 } // namespace
 
@@ -31,36 +69,33 @@ QString textOf(const QString& path) {
 TEST_P(Install, PutsExactlyTheProgramAndItsDesktopFilesUnderThePrefixForTheValidators) {
     TempDataDir destdir;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("DESTDIR"), destdir.path());
-    const ToolRun install =
-        runTool(QStringLiteral(QUILLMERE_CMAKE),
-                {QStringLiteral("--install"), QStringLiteral(QUILLMERE_BUILD_DIR),
-                 QStringLiteral("--prefix"), QString::fromLatin1(GetParam())},
-                env);
+    env.insert(u"DESTDIR"_s, destdir.path());
+    const ToolRun install = runTool(QStringLiteral(QUILLMERE_CMAKE),
+                                    {u"--install"_s, QStringLiteral(QUILLMERE_BUILD_DIR),
+                                     u"--prefix"_s, QString::fromLatin1(GetParam())},
+                                    env);
     ASSERT_TRUE(install.ok) << install.output.toStdString();
     const QDir root(destdir.path() + QString::fromLatin1(GetParam()));
 
-    const QString icons = QStringLiteral("share/icons/hicolor/");
+    const QString icons = u"share/icons/hicolor/"_s;
     QStringList expected = {
-        QStringLiteral("bin/quillmere"),
-        QStringLiteral("share/applications/%1.desktop"),
-        QStringLiteral("share/metainfo/%1.metainfo.xml"),
-        icons + QStringLiteral("scalable/apps/%1.svg"),
-        icons + QStringLiteral("symbolic/apps/%1-symbolic.svg"),
-        icons + QStringLiteral("symbolic/apps/%1-deep-symbolic.svg"),
-        icons + QStringLiteral("symbolic/apps/%1-shallow-symbolic.svg"),
-        QStringLiteral("share/doc/quillmere/copyright"),
-        QStringLiteral("share/doc/quillmere/changelog.gz"),
-        QStringLiteral("share/man/man1/quillmere.1.gz"),
+        u"bin/quillmere"_s,
+        u"share/applications/%1.desktop"_s,
+        u"share/metainfo/%1.metainfo.xml"_s,
+        icons + u"scalable/apps/%1.svg"_s,
+        icons + u"symbolic/apps/%1-symbolic.svg"_s,
+        icons + u"symbolic/apps/%1-deep-symbolic.svg"_s,
+        icons + u"symbolic/apps/%1-shallow-symbolic.svg"_s,
+        u"share/doc/quillmere/copyright"_s,
+        u"share/doc/quillmere/changelog.gz"_s,
+        u"share/man/man1/quillmere.1.gz"_s,
     };
     for (int size : {16, 22, 24, 32, 48, 64, 128, 256}) {
-        const QString png =
-            icons + QStringLiteral("%1x%1/apps/").arg(size) + applicationId + u".png";
+        const QString png = icons + u"%1x%1/apps/"_s.arg(size) + applicationId + u".png";
         expected << png;
         EXPECT_EQ(QImageReader(root.filePath(png)).size(), QSize(size, size)) << png.toStdString();
     }
-    for (QString& file : expected)
-        file = file.replace(QStringLiteral("%1"), applicationId);
+    expected.replaceInStrings(u"%1"_s, applicationId);
     QStringList found;
     for (QDirIterator it(destdir.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
          it.hasNext();)
@@ -68,24 +103,96 @@ TEST_P(Install, PutsExactlyTheProgramAndItsDesktopFilesUnderThePrefixForTheValid
     expected.sort();
     found.sort();
     EXPECT_EQ(found, expected);
-    EXPECT_TRUE(QFileInfo(root.filePath(QStringLiteral("bin/quillmere"))).isExecutable());
+    EXPECT_TRUE(QFileInfo(root.filePath(u"bin/quillmere"_s)).isExecutable());
 
     const QString desktop = root.filePath(u"share/applications/" + applicationId + u".desktop");
     const QString metainfo = root.filePath(u"share/metainfo/" + applicationId + u".metainfo.xml");
     for (const ToolRun& run :
-         {runTool(QStringLiteral("desktop-file-validate"), {desktop}),
-          runTool(QStringLiteral("appstreamcli"),
-                  {QStringLiteral("validate"), QStringLiteral("--no-net"), metainfo})}) {
+         {runTool(u"desktop-file-validate"_s, {desktop}),
+          runTool(u"appstreamcli"_s, {u"validate"_s, u"--no-net"_s, metainfo})}) {
         EXPECT_TRUE(run.ok) << run.output.toStdString();
-        EXPECT_FALSE(run.output.contains(QStringLiteral("error:"))) << run.output.toStdString();
+        EXPECT_FALSE(run.output.contains(u"error:"_s)) << run.output.toStdString();
     }
-    EXPECT_TRUE(textOf(desktop).contains(QStringLiteral("\nIcon=") + applicationId + u'\n'));
-    const QString component = textOf(metainfo);
-    EXPECT_TRUE(component.contains(u"<id>" + applicationId + u"</id>"));
-    EXPECT_TRUE(component.contains(u"\">" + applicationId + u".desktop</launchable>"));
+    EXPECT_EQ(QSettings(desktop, QSettings::IniFormat).value(u"Desktop Entry/Icon"_s),
+              applicationId);
+    QFile component(metainfo);
+    ASSERT_TRUE(component.open(QIODevice::ReadOnly));
+    const QString xml = QString::fromUtf8(component.readAll());
+    EXPECT_TRUE(xml.contains(u"<id>" + applicationId + u"</id>"));
+    EXPECT_TRUE(xml.contains(u"\">" + applicationId + u".desktop</launchable>"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Prefixes, Install, ::testing::Values("/usr", "/opt/quillmere"),
                          [](const auto& info) {
                              return std::string(info.index == 0 ? "usr" : "opt");
                          });
+
+// A folder that cannot be written leaves the entry as it was and keeps the choice open for the
+// next start (what the menu then says is checked with the panel's options). Once it can, the
+// first start makes the missing folder and writes the entry (that it starts this very program
+// is checked on the real binary); from then on the user's choice stands, whether made by hand
+// or with the toggle.
+TEST_F(LoginFixture, TheFirstStartWritesTheEntryOnceThenTheUsersChoiceStands) {
+    home.write(u"autostart"_s, "not a folder"); // fails even for root
+    login().applyFirstStart();
+    EXPECT_FALSE(QFile::exists(login().markerPath()));
+    QFile::remove(home.file(u"autostart"_s));
+
+    EXPECT_FALSE(login().isOn());
+    login().applyFirstStart();
+    EXPECT_TRUE(login().isOn());
+    ASSERT_TRUE(QFile::remove(entry)); // deleted by hand
+    login().applyFirstStart();
+    EXPECT_FALSE(login().isOn());
+    EXPECT_EQ(login().setOn(true), QString());
+    EXPECT_TRUE(login().isOn());
+    EXPECT_EQ(login().setOn(false), QString());
+    login().applyFirstStart();
+    EXPECT_FALSE(QFile::exists(entry));
+
+    // An entry of our name that someone else wrote survives the first start byte for byte; the
+    // menu shows whether the session will start it, and only the toggle replaces it.
+    for (const auto& [text, on] : std::initializer_list<std::pair<QByteArray, bool>>{
+             {"[Desktop Entry]\nType=Application\nExec=/usr/local/bin/other\n", true},
+             {"[Desktop Entry]\nHidden=true\n", false},
+             {"[Desktop Entry]\nHidden = true\n", false},
+             {"[Desktop Entry]\nX-GNOME-Autostart-enabled=false\n", false},
+             {"[Desktop Entry]\nHidden=false\n[Desktop Action quiet]\nHidden=true\n", true},
+         }) {
+        SCOPED_TRACE(text.toStdString());
+        QFile::remove(login().markerPath());
+        writeEntry(text);
+        login().applyFirstStart();
+        EXPECT_EQ(home.read(entryName), text);
+        EXPECT_EQ(login().isOn(), on);
+        EXPECT_EQ(login().setOn(!on), QString());
+        EXPECT_EQ(std::pair(login().isOn(), QFile::exists(entry)), std::pair(!on, !on));
+    }
+
+    // Without a data folder to remember the choice in, the entry is not removed either: a
+    // later start would otherwise bring it back.
+    writeEntry("[Desktop Entry]\nExec=quillmere\n");
+    QDir(home.file(u"data"_s)).removeRecursively();
+    home.write(u"data"_s, "not a folder");
+    EXPECT_FALSE(login().setOn(false).isEmpty());
+    EXPECT_TRUE(login().isOn());
+}
+
+// The running program's path becomes one Exec argument however odd it is, and the validator
+// agrees with every spelling.
+TEST_F(LoginFixture, AnyProgramPathBecomesOneValidExecArgument) {
+    for (const auto& [program, exec] : std::initializer_list<std::pair<QString, QString>>{
+             {u"/usr/bin/quillmere"_s, u"/usr/bin/quillmere"_s},
+             {u"/opt/100%/quillmere"_s, u"/opt/100%%/quillmere"_s},
+             {u"/home/a b/quillmere"_s, uR"("/home/a b/quillmere")"_s},
+             {u"/home/it's/quillmere"_s, uR"("/home/it's/quillmere")"_s},
+             {uR"(/tmp/$x"y`/quillmere)"_s, uR"("/tmp/\\$x\\"y\\`/quillmere")"_s},
+             {uR"(/tmp/a\b/quillmere)"_s, uR"("/tmp/a\\\\b/quillmere")"_s},
+         }) {
+        SCOPED_TRACE(program.toStdString());
+        EXPECT_EQ(StartAtLogin::execArgument(program), exec);
+        writeEntry(StartAtLogin::entryText(program));
+        const ToolRun run = runTool(u"desktop-file-validate"_s, {entry});
+        EXPECT_TRUE(run.ok) << run.output.toStdString();
+    }
+}

@@ -2,11 +2,19 @@
 
 #include "model/TimeMath.h"
 
+#include <QAccessible>
+#include <QScreen>
+
+#include <vector>
+
 using namespace quillmere;
 using namespace quillmere::test;
+using namespace Qt::StringLiterals;
 
 using Gestures = TimelineFixture;
-
+using Timeline = TimelineFixture;
+using Scrolling = TimelineFixture;
+using PartialRepaint = TimelineFixture;
 TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     show();
     const auto before = files();
@@ -23,9 +31,8 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
 
     ASSERT_TRUE(view->working());
     const WorkBlock draft = *view->working();
-    EXPECT_EQ(draft, (WorkBlock{draft.id, QStringLiteral("Deep Work"), QStringLiteral("2024-03-04"),
-                                585, 15, WorkKind::deep, std::nullopt,
-                                TimeMath::referenceSeconds(wall.now())}));
+    EXPECT_EQ(draft, (WorkBlock{draft.id, u"Deep Work"_s, u"2024-03-04"_s, 585, 15, WorkKind::deep,
+                                std::nullopt, TimeMath::referenceSeconds(wall.now())}));
     EXPECT_EQ(view->selectedID(), draft.id);
     EXPECT_FALSE(view->isGestureInProgress());
 
@@ -34,8 +41,7 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     // Between 10:00 and 10:10 there is no room for a block.
     add(540, 60);
     add(610, 50);
-    view->setSelectedID(std::nullopt);
-    view->setWorking(std::nullopt);
+    deselect();
     drag(at(605), at(700));
     EXPECT_FALSE(view->working());
     EXPECT_FALSE(view->selectedID());
@@ -75,11 +81,7 @@ TEST_F(Gestures, MoveLandsOnTheNearestFreeStartHonouringTheEditorsRepeatDays) {
 }
 
 TEST_F(Gestures, FrozenBlocksOnlySelect) {
-    tickAt(QTime(7, 0));
-    const WorkBlock done = add(7 * 60, 45);
-    tickAt(QTime(7, 45, 1)); // its end passes: confirmed
-    const WorkBlock running = add(8 * 60, 60);
-    tickAt(QTime(8, 10)); // deep and under way: locked
+    const auto [done, running] = addFrozen();
     ASSERT_TRUE(store->isFrozen(done));
     ASSERT_TRUE(store->isFrozen(running));
     show();
@@ -142,8 +144,6 @@ TEST_F(Gestures, TapsHoverAndKeys) {
     EXPECT_EQ(files(), before);
 }
 
-using Scrolling = TimelineFixture;
-
 TEST_F(Scrolling, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADrag) {
     const WorkBlock a = add(540, 60);
     const WorkBlock evening = add(20 * 60, 60);
@@ -175,4 +175,92 @@ TEST_F(Scrolling, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADr
     processEvents();
     EXPECT_EQ(range().first, 18 * 60);
     EXPECT_EQ(scroll(), 8 + 18 * 64 + 64 + 8 - viewport);
+}
+
+// A reader walks the painted day as a list of blocks, each with its title, range, kind and
+// state, finds a block under a point and follows the chosen one.
+TEST_F(Timeline, BlocksAreItemsForAssistiveTechnology) {
+    const auto [done, running] = addFrozen();
+    const WorkBlock later = add(9 * 60, 60, WorkKind::shallow);
+    show();
+    view->setWorking(
+        WorkBlock{QUuid::createUuid(), {}, later.day, 11 * 60, 60, WorkKind::shallow, {}, {}});
+    view->setSelectedID(later.id);
+
+    QAccessibleInterface* list = QAccessible::queryAccessibleInterface(canvas());
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->role(), QAccessible::List);
+    EXPECT_EQ(list->text(QAccessible::Name), u"Today's timeline"_qs);
+    ASSERT_EQ(list->childCount(), 4);
+
+    // Name, description, read-only, selected.
+    using Item = std::tuple<QString, QString, bool, bool>;
+    std::vector<Item> items;
+    for (int i = 0; i < list->childCount(); ++i) {
+        QAccessibleInterface* item = list->child(i);
+        SCOPED_TRACE(i);
+        EXPECT_EQ(item->role(), QAccessible::ListItem);
+        EXPECT_EQ(item->parent(), list);
+        EXPECT_EQ(list->indexOfChild(item), i);
+        // The same interface under the block's own middle, and again when asked again.
+        EXPECT_EQ(list->childAt(item->rect().center().x(), item->rect().center().y()), item);
+        items.emplace_back(item->text(QAccessible::Name), item->text(QAccessible::Description),
+                           item->state().readOnly, item->state().selected);
+    }
+    EXPECT_EQ(
+        items,
+        (std::vector<Item>{
+            {u"Write"_qs, u"7:00 AM – 7:45 AM, Deep Work, confirmed"_qs, true, false},
+            {u"Write"_qs, u"8:00 AM – 9:00 AM, Deep Work, running, locked"_qs, true, false},
+            {u"Write"_qs, u"9:00 AM – 10:00 AM, Shallow Work"_qs, false, true},
+            {u"Shallow Work"_qs, u"11:00 AM – 12:00 PM, Shallow Work, draft"_qs, false, false},
+        }));
+    EXPECT_EQ(list->focusChild()->text(QAccessible::Description),
+              u"9:00 AM – 10:00 AM, Shallow Work"_qs);
+
+    // A block that leaves the day leaves the list, and its interface says it is gone.
+    const QPoint middle = canvas()->mapToGlobal(at(9 * 60 + 30));
+    QAccessibleInterface* leaving = list->childAt(middle.x(), middle.y());
+    ASSERT_NE(leaving, nullptr);
+    store->deleteBlock(later.id);
+    processEvents();
+    EXPECT_EQ(list->childCount(), 3);
+    EXPECT_FALSE(leaving->isValid());
+}
+
+// Each pointer step of a gesture repaints only the boxes it changed; a box too small leaves a
+// stale edge, label or border behind, which a full repaint would not show.
+TEST_F(PartialRepaint, EveryGestureStepLeavesWhatAFullRepaintShows) {
+    const WorkBlock first = add(9 * 60, 60);
+    add(10 * 60 + 30, 30, WorkKind::shallow);
+    show();
+    const struct {
+        const char* name;
+        QPoint from;
+        std::vector<QPoint> steps;
+    } cases[] = {
+        {"move past a neighbour", at(9 * 60 + 30), {at(9 * 60 + 50), at(10 * 60 + 40), at(8 * 60)}},
+        {"resize the foot", edge(first, false), {at(10 * 60 + 20), at(9 * 60 + 20)}},
+        {"resize the head", edge(first, true), {at(8 * 60 + 10), at(9 * 60 + 40)}},
+        // A short creation's range label runs below its box.
+        {"draw a block", at(12 * 60), {at(12 * 60 + 10), at(12 * 60 + 40), at(12 * 60 + 10)}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        press(c.from);
+        for (const QPoint& step : c.steps) {
+            moveTo(step);
+            processEvents();
+            // What the window shows is its backing store, which a step repaints only where the
+            // view said something changed.
+            const QImage shown = view->screen()->grabWindow(view->winId()).toImage();
+            ASSERT_FALSE(shown.isNull());
+            EXPECT_EQ(shown.convertToFormat(QImage::Format_RGB32),
+                      view->grab().toImage().convertToFormat(QImage::Format_RGB32))
+                << step.y();
+        }
+        release(c.steps.back());
+        view->setWorking(std::nullopt);
+        processEvents();
+    }
 }

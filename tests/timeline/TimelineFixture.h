@@ -5,17 +5,14 @@
 #include "support/StoreHarness.h"
 
 #include <QDir>
-#include <QImage>
 #include <QScrollBar>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <map>
 #include <memory>
-#include <utility>
 
 namespace quillmere::test {
 
@@ -34,9 +31,14 @@ struct TimelineFixture : StoreHarness {
 
     WorkBlock add(Minutes start, Minutes duration, WorkKind kind = WorkKind::deep,
                   const QString& day = {}) {
-        const QString key = day.isEmpty() ? store->todayKey() : day;
-        const WorkBlock b{
-            QUuid::createUuid(), QStringLiteral("Write"), key, start, duration, kind, {}, {}};
+        const WorkBlock b{QUuid::createUuid(),
+                          QStringLiteral("Write"),
+                          day.isEmpty() ? store->todayKey() : day,
+                          start,
+                          duration,
+                          kind,
+                          {},
+                          {}};
         store->add(b);
         return b;
     }
@@ -44,6 +46,16 @@ struct TimelineFixture : StoreHarness {
     void addRepeating(Minutes start) {
         const WorkBlock other = add(start, 60, WorkKind::shallow, QStringLiteral("2024-03-03"));
         store->setRepeat({2, 3}, other.id);
+    }
+    // At 08:10, a deep block of 07:00–07:45 whose end has passed (confirmed) and one of
+    // 08:00–09:00 under way (locked).
+    std::pair<WorkBlock, WorkBlock> addFrozen() {
+        tickAt(QTime(7, 0));
+        const WorkBlock done = add(7 * 60, 45);
+        tickAt(QTime(7, 45, 1));
+        const WorkBlock running = add(8 * 60, 60);
+        tickAt(QTime(8, 10));
+        return {done, running};
     }
 
     DayTimelineView& show() {
@@ -77,6 +89,10 @@ struct TimelineFixture : StoreHarness {
             moveTo(from + (to - from) * i / 4);
         release(to);
         processEvents();
+    }
+    void deselect() {
+        view->setSelectedID(std::nullopt);
+        view->setWorking(std::nullopt);
     }
 
     Range range() const {

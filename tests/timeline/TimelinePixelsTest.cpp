@@ -9,8 +9,6 @@
 #include <QIcon>
 #include <QPainter>
 
-#include <functional>
-
 using namespace quillmere;
 using namespace quillmere::test;
 using namespace quillmere::timeline;
@@ -19,17 +17,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The lightest and darkest grey in an area, for text and glyphs whose exact shape is the
+// The darkest and lightest grey in an area, for text and glyphs whose exact shape is the
 // font's business.
-inline std::pair<int, int> greyRange(const QImage& image, const QRect& area) {
-    int lightest = 0;
-    int darkest = 255;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x) {
-            lightest = std::max(lightest, qGray(image.pixel(x, y)));
-            darkest = std::min(darkest, qGray(image.pixel(x, y)));
-        }
-    return {lightest, darkest};
+std::ranges::min_max_result<int> greys(const QImage& image, const QRect& area) {
+    return std::ranges::minmax(pixels(image, area) |
+                               std::views::transform([](QColor c) { return qGray(c.rgb()); }));
 }
 
 const QColor background(Qt::white);
@@ -38,7 +30,7 @@ const QRectF card(10, 10, 200, 60);
 BlockView viewOf(WorkKind kind, QString title = {}) {
     BlockView v;
     v.block = {QUuid::createUuid(), std::move(title), {}, 540, 60, kind, {}, {}};
-    v.durationText = QStringLiteral("1 h");
+    v.durationText = u"1 h"_s;
     return v;
 }
 
@@ -50,10 +42,12 @@ QImage render(const BlockView& v, const QRectF& box = card) {
     return image;
 }
 
-QImage paint(const QString& name, const QRectF& rect, QSize size = {40, 40}) {
+// A glyph in black on a transparent image, the painter scaled by `ratio`.
+QImage paint(const QString& name, const QRectF& rect, QSize size = {40, 40}, qreal ratio = 1) {
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
+    painter.scale(ratio, ratio);
     paintGlyph(painter, name, rect, Qt::black);
     return image;
 }
@@ -68,28 +62,28 @@ QRect inkBox(const QImage& image) {
     return box;
 }
 
-// How many pixels of an area pass a test.
-int countPixels(const QImage& image, const QRect& area, const std::function<bool(QColor)>& is) {
-    int n = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            n += is(image.pixelColor(x, y));
-    return n;
-}
 int coveredPixels(const QImage& image, const QRect& area) {
     return countPixels(image, area, [](QColor c) { return c.alpha() > 0; });
 }
 
-using Pixels = TimelineFixture;
-const int top = static_cast<int>(DayTimelineView::contentTop);
-
-bool reddish(QColor c) {
-    return c.red() - c.green() > 60;
+::testing::AssertionResult reddish(QColor c) {
+    return (c.red() - c.green() > 60 ? ::testing::AssertionSuccess()
+                                     : ::testing::AssertionFailure())
+           << c.name().toStdString();
 }
 
-std::string describe(QColor c) {
-    return c.name().toStdString();
-}
+// A picture of the canvas and its background colour, read at timeline coordinates.
+struct Pixels : TimelineFixture {
+    QImage image;
+    QColor window;
+    void snap() {
+        image = grab();
+        window = canvas()->palette().color(QPalette::Window);
+    }
+    QColor px(int x, int y) const {
+        return image.pixelColor(x, y + static_cast<int>(DayTimelineView::contentTop));
+    }
+};
 
 } // namespace
 
@@ -97,29 +91,26 @@ TEST_F(Pixels, NowLineAndTheInkOfARunningBlock) {
     tickAt(QTime(14, 30));
     add(14 * 60, 60);
     show();
-    const QImage image = grab();
-    const QColor window = canvas()->palette().color(QPalette::Window);
+    snap();
 
     // 14:30 is y = 928 on the timeline; the 1 pt line is centred on it and the 7 pt dot's top
     // is at 924.5.
     const int x = canvas()->width() - 6;
-    EXPECT_TRUE(reddish(image.pixelColor(x, top + 927)))
-        << describe(image.pixelColor(x, top + 927));
-    EXPECT_TRUE(reddish(image.pixelColor(x, top + 928)));
-    EXPECT_TRUE(near(image.pixelColor(x, top + 925), window));
-    EXPECT_TRUE(near(image.pixelColor(x, top + 931), window));
-    EXPECT_TRUE(reddish(image.pixelColor(54, top + 928)));
+    EXPECT_TRUE(reddish(px(x, 927)));
+    EXPECT_TRUE(reddish(px(x, 928)));
+    EXPECT_TRUE(near(px(x, 925), window));
+    EXPECT_TRUE(near(px(x, 931), window));
+    EXPECT_TRUE(reddish(px(54, 928)));
 
     // Half of the block's time has passed: ink on its upper half, tint below.
     const QRectF box = geometry().box(14 * 60, 60, canvas()->width());
     const int cx = static_cast<int>(box.center().x()) + 40;
-    EXPECT_TRUE(near(image.pixelColor(cx, top + static_cast<int>(box.top()) + 4),
-                     ui::kindColor(WorkKind::deep)));
-    EXPECT_TRUE(near(image.pixelColor(cx, top + 924), ui::kindColor(WorkKind::deep)));
     const QColor tint = over(ui::kindColor(WorkKind::deep, 0.2), window);
-    EXPECT_TRUE(near(image.pixelColor(cx, top + 934), tint))
-        << describe(image.pixelColor(cx, top + 934));
-    EXPECT_TRUE(near(image.pixelColor(cx, top + static_cast<int>(box.bottom()) - 4), tint));
+    for (const auto& [y, colour] :
+         {std::pair(static_cast<int>(box.top()) + 4, ui::kindColor(WorkKind::deep)),
+          std::pair(924, ui::kindColor(WorkKind::deep)), std::pair(934, tint),
+          std::pair(static_cast<int>(box.bottom()) - 4, tint)})
+        EXPECT_TRUE(near(px(cx, y), colour)) << y;
 }
 
 TEST_F(Pixels, BordersGapsAndShortBlocks) {
@@ -131,50 +122,48 @@ TEST_F(Pixels, BordersGapsAndShortBlocks) {
     ASSERT_EQ(store->confirmedIDs().size(), 2);
     add(12 * 60, 5, WorkKind::shallow);
     show();
-    const QColor window = canvas()->palette().color(QPalette::Window);
+    snap();
     const QColor crimson = ui::kindColor(WorkKind::deep);
-    QImage image = grab();
 
     // Boxes 577–639 and 641–703: two pixel rows between them, the lower one the 10 AM line.
-    EXPECT_TRUE(near(image.pixelColor(200, top + 638), crimson));
-    EXPECT_TRUE(near(image.pixelColor(200, top + 639), window))
-        << describe(image.pixelColor(200, top + 639));
-    EXPECT_FALSE(reddish(image.pixelColor(200, top + 640)));
-    EXPECT_TRUE(near(image.pixelColor(200, top + 641), crimson));
+    EXPECT_TRUE(near(px(200, 638), crimson));
+    EXPECT_TRUE(near(px(200, 639), window));
+    EXPECT_FALSE(reddish(px(200, 640)));
+    EXPECT_TRUE(near(px(200, 641), crimson));
 
     // A confirmed block that is not selected has no border: its edge is plain ink.
-    const int mid = top + 608;
-    EXPECT_TRUE(near(image.pixelColor(58, mid), image.pixelColor(62, mid), 2));
+    EXPECT_TRUE(near(px(58, 608), px(62, 608), 2));
 
     // The 5-minute block is 12 pt tall (769–781), with its unconfirmed border at the edge.
-    EXPECT_FALSE(near(image.pixelColor(200, top + 770), window));
-    EXPECT_FALSE(near(image.pixelColor(200, top + 780), window));
-    EXPECT_TRUE(near(image.pixelColor(200, top + 782), window));
-    EXPECT_FALSE(near(image.pixelColor(58, top + 775), image.pixelColor(62, top + 775), 8));
+    EXPECT_FALSE(near(px(200, 770), window));
+    EXPECT_FALSE(near(px(200, 780), window));
+    EXPECT_TRUE(near(px(200, 782), window));
+    EXPECT_FALSE(near(px(58, 775), px(62, 775), 8));
 
     view->setSelectedID(nine.id);
-    image = grab();
-    EXPECT_GT(qGray(image.pixel(58, mid)), 200) << "selected and confirmed: a white border";
+    snap();
+    EXPECT_GT(qGray(px(58, 608).rgb()), 200) << "selected and confirmed: a white border";
 }
 
 TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     addRepeating(16 * 60);
     const WorkBlock a = add(9 * 60, 60);
     show();
-    const QColor window = canvas()->palette().color(QPalette::Window);
-    const auto changedPixels = [&](const QRect& area) {
-        return countPixels(grab(), area, [&](QColor c) { return !near(c, window, 1); });
+    snap();
+    const auto changedPixels = [&] {
+        return countPixels(grab(),
+                           QRect(70, static_cast<int>(DayTimelineView::contentTop) + 1030, 150, 50),
+                           [&](QColor c) { return !near(c, window, 1); });
     };
-    const QRect reserved(70, top + 1030, 150, 50);
 
     view->setSelectedID(a.id);
     view->setRepeatDays({3});
-    EXPECT_GT(changedPixels(reserved), 150 * 50 / 2);
+    EXPECT_GT(changedPixels(), 150 * 50 / 2);
     view->setRepeatDays({4});
-    EXPECT_EQ(changedPixels(reserved), 0);
+    EXPECT_EQ(changedPixels(), 0);
     view->setSelectedID(std::nullopt);
     view->setRepeatDays({3});
-    EXPECT_EQ(changedPixels(reserved), 0) << "only for the selected block";
+    EXPECT_EQ(changedPixels(), 0) << "only for the selected block";
 
     // While drawing 10:45–11:00: a crimson tint; once released the new block, not stored, is
     // drawn where the preview was, selected.
@@ -183,26 +172,26 @@ TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
     moveTo(at(11 * 60 - 8));
     ASSERT_EQ(view->creation(), (timeline::Creation{645, 15}));
     const QRectF box = geometry().box(645, 15, canvas()->width());
-    const QPoint inside(static_cast<int>(box.right()) - 30,
-                        top + static_cast<int>(box.center().y()));
-    EXPECT_TRUE(near(grab().pixelColor(inside), over(ui::crimson(0.12), window)));
+    const QPoint inside(static_cast<int>(box.right()) - 30, static_cast<int>(box.center().y()));
+    snap();
+    EXPECT_TRUE(near(px(inside.x(), inside.y()), over(ui::crimson(0.12), window)));
     release(at(11 * 60 - 8));
     processEvents();
     ASSERT_TRUE(view->working());
     ASSERT_FALSE(store->savedBlock(view->working()->id));
-    EXPECT_TRUE(near(grab().pixelColor(inside), over(ui::crimson(0.34), window)));
+    snap();
+    EXPECT_TRUE(near(px(inside.x(), inside.y()), over(ui::crimson(0.34), window)));
 }
 
 // (That selection deepens the tint shows in the creation preview above.)
 TEST(BlockView, InkIsClampedToTheCard) {
-    const QColor crimson = ui::kindColor(WorkKind::deep);
     BlockView running = viewOf(WorkKind::deep);
     running.inkFraction = -0.2;
     EXPECT_TRUE(
         near(render(running).pixelColor(180, 15), over(ui::kindColor(WorkKind::deep, 0.2))));
     running.inkFraction = 1.7;
     const QImage full = render(running);
-    EXPECT_TRUE(near(full.pixelColor(180, 65), crimson));
+    EXPECT_TRUE(near(full.pixelColor(180, 65), ui::kindColor(WorkKind::deep)));
     EXPECT_TRUE(near(full.pixelColor(180, 72), background)) << "ink stays inside the card";
 }
 
@@ -229,22 +218,22 @@ TEST(BlockView, LabelsAreWhiteOverInkAndDarkBelowIt) {
     // The title sits in the middle of the card, so half ink splits it.
     const QRect titleArea(20, 30, 40, 20);
     BlockView future = viewOf(WorkKind::shallow);
-    EXPECT_EQ(future.title(), QStringLiteral("Shallow Work"));
-    EXPECT_LT(greyRange(render(future, box), titleArea).second, 80);
+    EXPECT_EQ(future.title(), u"Shallow Work"_s);
+    EXPECT_LT(greys(render(future, box), titleArea).min, 80);
 
-    BlockView done = viewOf(WorkKind::deep, QStringLiteral("Write"));
+    BlockView done = viewOf(WorkKind::deep, u"Write"_s);
     done.isConfirmed = true;
     done.inkFraction = 1;
-    const auto [doneLight, doneDark] = greyRange(render(done, box), titleArea);
+    const auto [doneDark, doneLight] = greys(render(done, box), titleArea);
     EXPECT_GT(doneLight, 230);
     EXPECT_GT(doneDark, 20) << "no dark text over the ink";
 
-    BlockView running = viewOf(WorkKind::deep, QStringLiteral("Write"));
+    BlockView running = viewOf(WorkKind::deep, u"Write"_s);
     running.inkFraction = 0.5;
     const QImage split = render(running, box);
-    EXPECT_LT(greyRange(split, QRect(20, 41, 40, 10)).second, 80);
-    EXPECT_GT(greyRange(split, QRect(20, 28, 40, 11)).first, 230);
-    EXPECT_LT(greyRange(split, QRect(180, 12, 60, 26)).first, 140) << "white only where text is";
+    EXPECT_LT(greys(split, QRect(20, 41, 40, 10)).min, 80);
+    EXPECT_GT(greys(split, QRect(20, 28, 40, 11)).max, 230);
+    EXPECT_LT(greys(split, QRect(180, 12, 60, 26)).max, 140) << "white only where text is";
 }
 
 TEST(BlockView, StatusGlyphsGoInARowOnAShortBlockAndInACornerTabOnATallOne) {
@@ -258,7 +247,7 @@ TEST(BlockView, StatusGlyphsGoInARowOnAShortBlockAndInACornerTabOnATallOne) {
     const QColor tint = over(ui::kindColor(WorkKind::deep, 0.2));
     EXPECT_LT(qGray(image.pixel(207, 33)), qGray(tint.rgb()) - 20);
     EXPECT_TRUE(near(image.pixelColor(186, 33), tint));
-    EXPECT_GT(greyRange(image, QRect(193, 12, 14, 6)).first, 230);
+    EXPECT_GT(greys(image, QRect(193, 12, 14, 6)).max, 230);
 }
 
 TEST(Shapes, HatchLeavesNoGapAndTabIsTheUpperRightTriangle) {
@@ -272,7 +261,7 @@ TEST(Shapes, HatchLeavesNoGapAndTabIsTheUpperRightTriangle) {
         p.setPen(QPen(Qt::black, 3.6));
         p.drawPath(DiagonalHatch::path(QRectF(0, 0, 20, 10)));
     }
-    EXPECT_LT(greyRange(image, QRect(0, 0, 17, 10)).first, 160);
+    EXPECT_LT(greys(image, QRect(0, 0, 17, 10)).max, 160);
     EXPECT_TRUE(DiagonalHatch::path(QRectF(0, 0, -10, 10)).isEmpty());
 
     const QPainterPath tab = CornerTabShape::path(QRectF(0, 0, 17, 17));
@@ -301,15 +290,12 @@ TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
     EXPECT_EQ(two.size(), QSize(32, 32));
     EXPECT_DOUBLE_EQ(two.devicePixelRatio(), 2.0);
     // The same shape at twice the resolution covers about four times the pixels.
-    const QImage a = one.toImage();
-    const QImage b = two.toImage();
-    EXPECT_NEAR(double(coveredPixels(b, b.rect())) / coveredPixels(a, a.rect()), 4.0, 0.8);
+    EXPECT_NEAR(double(coveredPixels(two.toImage(), {})) / coveredPixels(one.toImage(), {}), 4.0,
+                0.8);
 
     const QPixmap sharp = Glyphs::icon(u"checkmark"_s, Qt::red).pixmap(QSize(20, 20), 3.0);
     EXPECT_EQ(sharp.size(), QSize(60, 60));
-    EXPECT_GT(countPixels(sharp.toImage(), QRect(0, 0, 60, 60),
-                          [](QColor c) { return c == QColor(Qt::red); }),
-              100)
+    EXPECT_GT(countPixels(sharp.toImage(), {}, [](QColor c) { return c == QColor(Qt::red); }), 100)
         << "solid colour inside the strokes, not a blurred upscale";
 }
 
@@ -317,28 +303,20 @@ TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
 // them, each keeps one shape on whole device pixels and has solid ink (a glyph drawn with its
 // strokes as designed had none at 1x: a grey smudge), and the three stay distinct.
 TEST(Glyphs, SmallGlyphsAreSolidAndTheSameWhereverTheyFall) {
-    const QStringList names{u"lock.fill"_s, u"repeat"_s, u"checkmark"_s};
     for (const qreal ratio : {1.0, 1.25, 1.5, 2.0}) {
+        // Cut to the ink, so that only the shape is compared, not where it sits.
+        const auto shape = [&](const QString& name, qreal shift) {
+            const QImage image = paint(name, QRectF(2 + shift, 2, 6.5, 6.5), {24, 24}, ratio);
+            return image.copy(inkBox(image));
+        };
         std::vector<QImage> shapes;
-        for (const QString& name : names) {
+        for (const QString& name : {u"lock.fill"_s, u"repeat"_s, u"checkmark"_s}) {
             SCOPED_TRACE(name.toStdString() + " at " + std::to_string(ratio));
-            std::vector<QImage> placed;
-            for (const qreal shift : {0.0, 0.3, 0.55}) {
-                QImage image(QSize(24, 24), QImage::Format_ARGB32_Premultiplied);
-                image.fill(Qt::transparent);
-                QPainter painter(&image);
-                painter.scale(ratio, ratio);
-                paintGlyph(painter, name, QRectF(2 + shift, 2, 6.5, 6.5), Qt::black);
-                painter.end();
-                // Cut to the ink, so that only the shape is compared, not where it sits.
-                placed.push_back(image.copy(inkBox(image)));
-            }
-            EXPECT_EQ(placed[1], placed[0]);
-            EXPECT_EQ(placed[2], placed[0]);
-            const int solid =
-                countPixels(placed[0], placed[0].rect(), [](QColor c) { return c.alpha() >= 230; });
-            EXPECT_GE(solid, 3) << "a smudge";
-            shapes.push_back(placed[0]);
+            shapes.push_back(shape(name, 0));
+            EXPECT_EQ(shape(name, 0.3), shapes.back());
+            EXPECT_EQ(shape(name, 0.55), shapes.back());
+            EXPECT_GE(countPixels(shapes.back(), {}, [](QColor c) { return c.alpha() >= 230; }), 3)
+                << "a smudge";
         }
         EXPECT_NE(shapes[0], shapes[1]);
         EXPECT_NE(shapes[1], shapes[2]);
