@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTimeZone>
 #include <QTimer>
 
 #include <benchmark/benchmark.h>
@@ -65,11 +66,14 @@ void waitFor(QProcess& p, int ms) {
 
 // Thirty days back and a week ahead, eight blocks a day, a few rules and a backlog.
 void writeMonth(const QString& folder) {
-    const QDate today = QDate::currentDate();
+    // Today and now as the program sees them, in the session's time zone.
+    const QDateTime local = QDateTime::currentDateTime().toTimeZone(
+        QTimeZone(session->environment().value(QStringLiteral("TZ")).toUtf8()));
+    const QDate today = local.date();
     // Nothing of today runs or is about to when the program starts: a running deep block would
     // open an audio device for its noise and a coming one put up a reminder card, which the
     // bare program has no counterpart for, and the figures would hang on the time of day.
-    const Minutes now = QTime::currentTime().msecsSinceStartOfDay() / 60000;
+    const Minutes now = local.time().msecsSinceStartOfDay() / 60000;
     const auto clearOfNow = [now](Minutes start, Minutes length) {
         return start >= now + 15 || start + length <= now;
     };
