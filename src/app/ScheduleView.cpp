@@ -308,14 +308,7 @@ ScheduleView::ScheduleView(BlockStore& store, AppClock& clock, QWidget* parent, 
     connect(&m_store, &BlockStore::settingsChanged, this, &ScheduleView::refreshMenus);
     // A block under edit that starts (and locks) or ends (and is confirmed) while the editor is
     // open takes no more edits from that moment, not from the next time it is chosen.
-    connect(&m_store, &BlockStore::refreshed, this, [this] {
-        const std::optional<WorkBlock> block = selectedBlock();
-        const BlockEditorInput& shown = m_editor->input();
-        if (block && shown.block.id == block->id &&
-            (shown.isLocked != m_store.isLocked(*block) ||
-             shown.isConfirmed != m_store.confirmedIDs().contains(block->id)))
-            refreshEditor();
-    });
+    connect(&m_store, &BlockStore::refreshed, this, &ScheduleView::refreshEditor);
     connect(&m_clock, &AppClock::todayChanged, this, &ScheduleView::newDay);
     connect(&m_clock, &AppClock::nowMinutesChanged, this, &ScheduleView::refresh);
 

@@ -250,18 +250,13 @@ QRectF DayTimelineView::creationBox() const {
 }
 
 void DayTimelineView::repaintChange(const QRectF& before, const QRectF& after) {
-    // A box in timeline coordinates, grown by what anti-aliasing and borders spill over.
-    const auto dirty = [](const QRectF& box) {
-        return box.translated(0, timeline::TimelineGeometry::contentTop)
-            .adjusted(-2, -2, 2, 2)
-            .toAlignedRect();
-    };
     if (before == after)
         return;
+    // Each box grown by what anti-aliasing and borders spill over.
     QRegion region;
     for (const QRectF& box : {before, after})
         if (!box.isEmpty())
-            region += dirty(box);
+            region += TimelineCanvas::timelineToCanvas(box).adjusted(-2, -2, 2, 2).toAlignedRect();
     m_canvas->update(region);
 }
 
