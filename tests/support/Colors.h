@@ -23,27 +23,20 @@ inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
 // Antialiasing and blending round differently between paint engines: colours match within a
 // few steps per channel. A mismatch names both colours.
 inline ::testing::AssertionResult near(QColor a, QColor b, int tolerance = 4) {
-    if (std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
-                  std::abs(a.blue() - b.blue())}) <= tolerance)
-        return ::testing::AssertionSuccess()
-               << a.name().toStdString() << " near " << b.name().toStdString();
-    return ::testing::AssertionFailure()
-           << a.name().toStdString() << " is not " << b.name().toStdString();
+    const bool close = std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
+                                 std::abs(a.blue() - b.blue())}) <= tolerance;
+    return (close ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
+           << a.name().toStdString() << (close ? " near " : " is not ") << b.name().toStdString();
 }
 
 // Every pixel of an area (the whole image unless given), row by row.
 inline std::vector<QColor> pixels(const QImage& image, QRect area = {}) {
-    if (area.isNull())
-        area = image.rect();
     std::vector<QColor> all;
+    area = area.isNull() ? image.rect() : area;
     for (int y = area.top(); y <= area.bottom(); ++y)
         for (int x = area.left(); x <= area.right(); ++x)
             all.push_back(image.pixelColor(x, y));
     return all;
-}
-
-template <typename Test> int countPixels(const QImage& image, const QRect& area, Test is) {
-    return static_cast<int>(std::ranges::count_if(pixels(image, area), is));
 }
 
 // The largest value a measure takes over an area's pixels.

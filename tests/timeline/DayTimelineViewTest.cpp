@@ -13,62 +13,86 @@ using namespace Qt::StringLiterals;
 
 using Gestures = TimelineFixture;
 using Timeline = TimelineFixture;
-using Scrolling = TimelineFixture;
-using PartialRepaint = TimelineFixture;
+
+// 09:00–10:00 and 10:10–11:00 are taken.
 TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
+    add(540, 60);
+    add(610, 50);
     show();
     const auto before = files();
 
-    // From 10:07 up to 09:52.
-    press(at(607));
-    moveTo(at(603));
+    // From 12:07 up to 11:52.
+    press(at(727));
+    moveTo(at(723));
     EXPECT_FALSE(view->creation()) << "4 pt is not yet a drag";
-    moveTo(at(592));
-    EXPECT_EQ(view->creation(), (timeline::Creation{585, 15}));
+    moveTo(at(712));
+    EXPECT_EQ(view->creation(), (timeline::Creation{705, 15}));
     EXPECT_TRUE(view->isGestureInProgress());
-    release(at(592));
+    release(at(712));
     processEvents();
 
     ASSERT_TRUE(view->working());
     const WorkBlock draft = *view->working();
-    EXPECT_EQ(draft, (WorkBlock{draft.id, u"Deep Work"_s, u"2024-03-04"_s, 585, 15, WorkKind::deep,
+    EXPECT_EQ(draft, (WorkBlock{draft.id, u"Deep Work"_s, u"2024-03-04"_s, 705, 15, WorkKind::deep,
                                 std::nullopt, TimeMath::referenceSeconds(wall.now())}));
     EXPECT_EQ(view->selectedID(), draft.id);
     EXPECT_FALSE(view->isGestureInProgress());
 
-    EXPECT_EQ(files(), before);
-
     // Between 10:00 and 10:10 there is no room for a block.
-    add(540, 60);
-    add(610, 50);
-    deselect();
+    view->setSelectedID(std::nullopt);
+    view->setWorking(std::nullopt);
     drag(at(605), at(700));
-    EXPECT_FALSE(view->working());
-    EXPECT_FALSE(view->selectedID());
+    EXPECT_FALSE(view->working() || view->selectedID());
 
     // Started in the bottom padding, below 24:00: clamped to midnight, drawn up to 23:00.
-    view->verticalScrollBar()->setValue(view->verticalScrollBar()->maximum());
-    const auto withBlocks = files();
     drag(QPoint(200, canvas()->height() - 2), at(23 * 60));
     EXPECT_EQ(range(), Range(23 * 60, 60));
-    EXPECT_EQ(files(), withBlocks);
+    EXPECT_EQ(files(), before);
 }
 
-TEST_F(Gestures, MoveLandsOnTheNearestFreeStartHonouringTheEditorsRepeatDays) {
-    addRepeating(16 * 60); // 16:00–17:00 on Mondays and Tuesdays
+// At 08:10, beside a confirmed and a running block: a at 09:00–10:00, another at 10:15–11:15
+// and one repeating 16:00–17:00 on Mondays and Tuesdays. Frozen blocks only select; the others
+// follow the pointer and the keys, and nothing is written.
+TEST_F(Gestures, BlocksFollowThePointerAndTheKeysUnlessFrozen) {
+    const auto [done, running] = addFrozen();
+    ASSERT_TRUE(store->isFrozen(done) && store->isFrozen(running));
+    addRepeating(16 * 60);
     const WorkBlock a = add(540, 60);
-    const WorkBlock b = add(630, 60);
+    add(615, 60);
     show();
     const auto before = files();
 
-    // Dragged unselected, 11:00 would overlap the neighbour: it lands on the neighbour's far side.
-    drag(at(570), at(570) + QPoint(0, 133));
-    EXPECT_EQ(range(), Range(690, 60));
-    EXPECT_EQ(view->selectedID(), a.id);
-    EXPECT_EQ(store->savedBlock(a.id)->startMinutes, 540);
-    EXPECT_EQ(store->savedBlock(b.id)->startMinutes, 630);
-    EXPECT_EQ(files(), before);
+    for (const auto& [point, shape] :
+         {std::pair(edge(a, false, 2), Qt::SizeVerCursor), std::pair(at(570), Qt::ArrowCursor),
+          std::pair(edge(a, true, 1), Qt::SizeVerCursor),
+          std::pair(edge(done, false, 2), Qt::ArrowCursor),
+          std::pair(edge(running, false, 2), Qt::ArrowCursor)}) {
+        moveTo(point);
+        EXPECT_EQ(canvas()->cursor().shape(), shape) << point.y();
+    }
 
+    QTest::mouseClick(canvas(), Qt::LeftButton, Qt::NoModifier, at(570));
+    EXPECT_EQ(view->selectedID(), a.id);
+    EXPECT_FALSE(view->working()) << "the host fills the working block from the selection";
+    QTest::mouseClick(canvas(), Qt::LeftButton, Qt::NoModifier, at(800));
+    EXPECT_FALSE(view->selectedID());
+
+    // A drag on a frozen block's edge or body, or an arrow key, only selects it.
+    for (const WorkBlock& b : {done, running}) {
+        for (const QPoint from : {edge(b, false, 2), at(b.startMinutes + 20)}) {
+            view->setSelectedID(std::nullopt);
+            drag(from, from + QPoint(0, 80));
+            EXPECT_EQ(view->selectedID(), b.id);
+        }
+        QTest::keyClick(canvas(), Qt::Key_Down);
+        EXPECT_FALSE(view->working());
+    }
+
+    // Dragged unselected, 11:00 would overlap the neighbour: it lands on the neighbour's far side.
+    view->setSelectedID(std::nullopt);
+    drag(at(570), at(570) + QPoint(0, 133));
+    EXPECT_EQ(range(), Range(675, 60));
+    EXPECT_EQ(view->selectedID(), a.id);
     // Set in the editor to repeat on Tuesdays, the selected block keeps clear of the repeating
     // block's Tuesday hour.
     for (const auto& [days, landed] :
@@ -78,73 +102,33 @@ TEST_F(Gestures, MoveLandsOnTheNearestFreeStartHonouringTheEditorsRepeatDays) {
         drag(at(570), at(570) + QPoint(0, 464)); // asks for 16:15
         EXPECT_EQ(range().first, landed);
     }
-}
 
-TEST_F(Gestures, FrozenBlocksOnlySelect) {
-    const auto [done, running] = addFrozen();
-    ASSERT_TRUE(store->isFrozen(done));
-    ASSERT_TRUE(store->isFrozen(running));
-    show();
-    const auto before = files();
-
-    for (const WorkBlock& b : {done, running}) {
-        const QPoint bottomEdge = edge(b, false, 2);
-        moveTo(bottomEdge);
-        EXPECT_EQ(canvas()->cursor().shape(), Qt::ArrowCursor);
-        drag(bottomEdge, bottomEdge + QPoint(0, 80));
-        drag(at(b.startMinutes + 20), at(b.startMinutes + 20) + QPoint(0, 80));
-        EXPECT_EQ(view->selectedID(), b.id);
-        EXPECT_FALSE(view->working());
-        view->setSelectedID(std::nullopt);
-    }
-
-    // Arrow keys leave it alone too.
-    view->setSelectedID(running.id);
-    QTest::keyClick(canvas(), Qt::Key_Down);
-    EXPECT_FALSE(view->working());
-    EXPECT_EQ(files(), before);
-}
-
-TEST_F(Gestures, TapsHoverAndKeys) {
-    const WorkBlock a = add(540, 60);
-    add(615, 60);
-    show();
-    const auto before = files();
-
-    QTest::mouseClick(canvas(), Qt::LeftButton, Qt::NoModifier, at(570));
-    EXPECT_EQ(view->selectedID(), a.id);
-    EXPECT_FALSE(view->working()) << "the host fills the working block from the selection";
-    QTest::mouseClick(canvas(), Qt::LeftButton, Qt::NoModifier, at(800));
-    EXPECT_FALSE(view->selectedID());
-
-    for (const auto& [point, shape] :
-         {std::pair(edge(a, false, 2), Qt::SizeVerCursor), std::pair(at(570), Qt::ArrowCursor),
-          std::pair(edge(a, true, 1), Qt::SizeVerCursor)}) {
-        moveTo(point);
-        EXPECT_EQ(canvas()->cursor().shape(), shape) << point.y();
-    }
-
-    view->setSelectedID(a.id);
-    view->setFocus();
-    const auto key = [&](Qt::Key k, int times = 1, Qt::KeyboardModifiers m = Qt::NoModifier) {
-        for (int i = 0; i < times; ++i)
-            QTest::keyClick(canvas(), k, m);
+    // The arrows step the start by a quarter, with Shift the end; 09:30 would run into 10:15,
+    // so the nearest free start for the hour is 09:15 again.
+    view->setWorking(std::nullopt);
+    const struct {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        Range range;
+    } keys[] = {
+        {Qt::Key_Down, {}, {555, 60}},
+        {Qt::Key_Down, {}, {555, 60}},
+        {Qt::Key_Up, {}, {540, 60}},
+        {Qt::Key_Up, Qt::ShiftModifier, {540, 45}},
+        {Qt::Key_Down, Qt::ShiftModifier, {540, 60}},
+        {Qt::Key_Down, Qt::ShiftModifier, {540, 75}},
+        {Qt::Key_Down, Qt::ShiftModifier, {540, 75}}, // stops at the next block
     };
-    key(Qt::Key_Up);
-    EXPECT_EQ(range().first, 525);
-    key(Qt::Key_Down, 3);
-    // 09:30 would run into 10:15; the nearest free start for the hour is 09:15 again.
-    EXPECT_EQ(range().first, 555);
-    key(Qt::Key_Up, 1, Qt::ShiftModifier);
-    EXPECT_EQ(view->working()->durationMinutes, 45);
-    key(Qt::Key_Down, 2, Qt::ShiftModifier);
-    EXPECT_EQ(view->working()->durationMinutes, 60) << "stops at the next block";
-    key(Qt::Key_Escape);
+    for (const auto& k : keys) {
+        QTest::keyClick(canvas(), k.key, k.modifiers);
+        EXPECT_EQ(range(), k.range);
+    }
+    QTest::keyClick(canvas(), Qt::Key_Escape);
     EXPECT_FALSE(view->selectedID());
     EXPECT_EQ(files(), before);
 }
 
-TEST_F(Scrolling, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADrag) {
+TEST_F(Timeline, OpensOnTheHourBeforeNowAndRevealsTheSelectionButNeverDuringADrag) {
     const WorkBlock a = add(540, 60);
     const WorkBlock evening = add(20 * 60, 60);
     tickAt(QTime(0, 20));
@@ -230,7 +214,7 @@ TEST_F(Timeline, BlocksAreItemsForAssistiveTechnology) {
 
 // Each pointer step of a gesture repaints only the boxes it changed; a box too small leaves a
 // stale edge, label or border behind, which a full repaint would not show.
-TEST_F(PartialRepaint, EveryGestureStepLeavesWhatAFullRepaintShows) {
+TEST_F(Timeline, EveryGestureStepLeavesWhatAFullRepaintShows) {
     const WorkBlock first = add(9 * 60, 60);
     add(10 * 60 + 30, 30, WorkKind::shallow);
     show();

@@ -4,14 +4,12 @@
 
 #include "support/StoreHarness.h"
 
-#include <QDir>
 #include <QScrollBar>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <map>
 #include <memory>
 
 namespace quillmere::test {
@@ -30,15 +28,8 @@ struct TimelineFixture : StoreHarness {
     void tickAt(QTime time) { tickAt(monday, time); }
 
     WorkBlock add(Minutes start, Minutes duration, WorkKind kind = WorkKind::deep,
-                  const QString& day = {}) {
-        const WorkBlock b{QUuid::createUuid(),
-                          QStringLiteral("Write"),
-                          day.isEmpty() ? store->todayKey() : day,
-                          start,
-                          duration,
-                          kind,
-                          {},
-                          {}};
+                  const QString& day = today) {
+        const WorkBlock b = makeBlock(QStringLiteral("Write"), day, start, duration, kind);
         store->add(b);
         return b;
     }
@@ -90,25 +81,17 @@ struct TimelineFixture : StoreHarness {
         release(to);
         processEvents();
     }
-    void deselect() {
-        view->setSelectedID(std::nullopt);
-        view->setWorking(std::nullopt);
-    }
 
+    // The working block's start and duration; (0, 0) without one.
     Range range() const {
-        return view->working()
-                   ? Range(view->working()->startMinutes, view->working()->durationMinutes)
-                   : Range(-1, -1);
+        const WorkBlock w = view->working().value_or(WorkBlock{});
+        return {w.startMinutes, w.durationMinutes};
     }
 
     int scroll() const { return view->verticalScrollBar()->value(); }
 
-    std::map<QString, QByteArray> files() const {
-        std::map<QString, QByteArray> contents;
-        for (const QString& name : QDir(dir.path()).entryList(QDir::Files))
-            contents[name] = dir.read(name).value_or(QByteArray());
-        return contents;
-    }
+    // What the day's files hold: a gesture hands its block over and writes none of it.
+    auto files() const { return std::pair(blocksOnDisk(), rulesOnDisk()); }
 
     QImage grab() const { return canvas()->grab().toImage(); }
 };
