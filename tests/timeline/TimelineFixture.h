@@ -94,6 +94,11 @@ struct TimelineFixture : StoreHarness {
     auto files() const { return std::pair(blocksOnDisk(), rulesOnDisk()); }
 
     QImage grab() const { return canvas()->grab().toImage(); }
+    // The canvas read at timeline coordinates, and its background colour.
+    QColor px(int x, int y) const {
+        return grab().pixelColor(x, y + static_cast<int>(DayTimelineView::contentTop));
+    }
+    QColor window() const { return canvas()->palette().color(QPalette::Window); }
 };
 
 } // namespace quillmere::test

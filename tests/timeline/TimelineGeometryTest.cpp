@@ -1,6 +1,8 @@
 #include "timeline/TimelineGeometry.h"
 #include "timeline/TimelineGestures.h"
 
+#include "support/StoreHarness.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -12,36 +14,20 @@ namespace {
 
 const TimelineGeometry g;
 
-WorkBlock blockAt(Minutes start, Minutes duration) {
-    return {QUuid::createUuid(), {}, {}, start, duration, WorkKind::deep, {}, {}};
-}
-
 // Answers as the store would for a day whose only free span is `gap`.
-FreeGapQuery gapOf(std::optional<MinuteRange> gap, std::vector<Minutes>* asked = nullptr) {
-    return [gap, asked](Minutes m) {
-        if (asked)
-            asked->push_back(m);
-        return gap;
-    };
+FreeGapQuery gapOf(std::optional<MinuteRange> gap) {
+    return [gap](Minutes) { return gap; };
 }
 
 } // namespace
 
-TEST(TimelineGeometry, MinutesMapToPointsAndBackWithTruncation) {
-    EXPECT_DOUBLE_EQ(g.y(14 * 60 + 30), 928);
+// Where minutes fall on the timeline, how far apart boxes are and how short ones grow shows in
+// the pixel tests.
+TEST(TimelineGeometry, DistancesTruncateAndBoxesNeverTurnInsideOut) {
     // 37 pt is 34.6 minutes; the fraction is dropped, toward zero in both directions.
     EXPECT_EQ(g.minutes(37), 34);
     EXPECT_EQ(g.minutes(-37), -34);
-    EXPECT_EQ(g.clampedMinutes(g.dayHeight() + 50), 1440);
-    EXPECT_EQ(g.clampedMinutes(-3), 0);
-}
-
-TEST(TimelineGeometry, BoxesKeepAGapAndAMinimumHeight) {
-    EXPECT_DOUBLE_EQ(g.box(10 * 60, 60, 340).top() - g.box(9 * 60, 60, 340).bottom(), 2);
-    EXPECT_DOUBLE_EQ(g.box(600, 15, 340).height(), 14);
-    EXPECT_DOUBLE_EQ(g.box(600, 5, 340).height(), 12);
-    EXPECT_DOUBLE_EQ(g.box(600, 5, 340).top(), g.box(600, 60, 340).top());
-    // A box never turns inside out in a view narrower than its insets.
+    // In a view narrower than its insets a box is empty, not negative.
     EXPECT_DOUBLE_EQ(g.box(600, 60, 40).width(), 0);
 
     // The bottom handle of a short box shrinks with it and stays inside.
@@ -59,7 +45,7 @@ TEST(TimelineGestures, SnapsToQuarterHoursWithHalvesAwayFromZero) {
 }
 
 TEST(TimelineGestures, MoveAsksForTheSnappedStartAndStaysWhenNothingFits) {
-    const WorkBlock block = blockAt(9 * 60, 60);
+    const WorkBlock block = test::makeBlock({}, {}, 9 * 60, 60);
     std::vector<std::pair<Minutes, Minutes>> asked;
     EXPECT_EQ(movedStart(block, 34,
                          [&](Minutes target, Minutes duration) {
@@ -76,7 +62,7 @@ TEST(TimelineGestures, MoveAsksForTheSnappedStartAndStaysWhenNothingFits) {
 // An edge stops at the free time around the block and a quarter from the other edge; without
 // a known gap it may shrink the block but never grow it.
 TEST(TimelineGestures, ResizingEitherEdgeStaysInsideTheGap) {
-    const WorkBlock block = blockAt(540, 60);
+    const WorkBlock block = test::makeBlock({}, {}, 540, 60);
     const MinuteRange gap{480, 660};
     EXPECT_EQ(resizedDuration(block, -200, gap), 15);
     EXPECT_EQ(resizedDuration(block, 22, gap), 75);
@@ -109,7 +95,10 @@ TEST(TimelineGestures, CreateDrawsInsideTheGapWhereTheDragBegan) {
     // A drag from below the last row looks up the gap at midnight, not past it.
     std::vector<Minutes> asked;
     EXPECT_EQ(creationRange(g.minutes(g.dayHeight() + 40), g.minutes(g.y(1380)),
-                            gapOf(MinuteRange{1200, 1440}, &asked)),
+                            [&](Minutes m) {
+                                asked.push_back(m);
+                                return std::optional(MinuteRange{1200, 1440});
+                            }),
               (Creation{1380, 60}));
     EXPECT_EQ(asked, std::vector<Minutes>{1440});
 }

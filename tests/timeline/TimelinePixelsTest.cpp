@@ -75,13 +75,7 @@ QRect inkBox(const QImage& image) {
     return box;
 }
 
-// The canvas read at timeline coordinates, and its background colour.
-struct Pixels : TimelineFixture {
-    QColor window() const { return canvas()->palette().color(QPalette::Window); }
-    QColor px(int x, int y) const {
-        return grab().pixelColor(x, y + static_cast<int>(DayTimelineView::contentTop));
-    }
-};
+using Pixels = TimelineFixture;
 
 } // namespace
 
@@ -135,40 +129,7 @@ TEST_F(Pixels, NowLineInkBordersGapsAndShortBlocks) {
     EXPECT_GT(qGray(px(58, 608).rgb()), 200) << "selected and confirmed: a white border";
 }
 
-TEST_F(Pixels, ReservedTimeAndTheCreationPreview) {
-    addRepeating(16 * 60);
-    const WorkBlock a = add(9 * 60, 60);
-    show();
-    const auto changedPixels = [&] {
-        return count(grab(),
-                     QRect(70, static_cast<int>(DayTimelineView::contentTop) + 1030, 150, 50),
-                     [&](QColor c) { return !near(c, window(), 1); });
-    };
-    view->setSelectedID(a.id);
-    view->setRepeatDays({3});
-    EXPECT_GT(changedPixels(), 150 * 50 / 2);
-    view->setRepeatDays({4});
-    EXPECT_EQ(changedPixels(), 0);
-    view->setSelectedID(std::nullopt);
-    view->setRepeatDays({3});
-    EXPECT_EQ(changedPixels(), 0) << "only for the selected block";
-
-    // While drawing 10:45–11:00: a crimson tint; once released the new block is drawn where the
-    // preview was, selected.
-    press(at(11 * 60 + 7));
-    moveTo(at(11 * 60 - 8));
-    ASSERT_EQ(view->creation(), (timeline::Creation{645, 15}));
-    const QRectF box = geometry().box(645, 15, canvas()->width());
-    const auto inside = [&] {
-        return px(static_cast<int>(box.right()) - 30, static_cast<int>(box.center().y()));
-    };
-    EXPECT_TRUE(near(inside(), over(ui::crimson(0.12), window())));
-    release(at(11 * 60 - 8));
-    processEvents();
-    EXPECT_TRUE(near(inside(), over(ui::crimson(0.34), window())));
-}
-
-// (That selection deepens the tint shows in the creation preview above.)
+// (That selection deepens the tint shows in the creation preview of the gesture tests.)
 TEST(BlockView, InkIsClampedToTheCard) {
     EXPECT_TRUE(
         near(render({.block = hour(WorkKind::deep), .inkFraction = -0.2, .durationText = oneHour})
