@@ -25,7 +25,7 @@ inline QColor over(const QColor& fg, const QColor& bg = Qt::white) {
 inline ::testing::AssertionResult near(QColor a, QColor b, int tolerance = 4) {
     const bool close = std::max({std::abs(a.red() - b.red()), std::abs(a.green() - b.green()),
                                  std::abs(a.blue() - b.blue())}) <= tolerance;
-    return (close ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
+    return ::testing::AssertionResult(close)
            << a.name().toStdString() << (close ? " near " : " is not ") << b.name().toStdString();
 }
 

@@ -68,10 +68,10 @@ TEST_F(Gestures, BlocksFollowThePointerAndTheKeysUnlessFrozen) {
     const auto before = files();
 
     for (const auto& [point, shape] :
-         {std::pair(edge(a, false, 2), Qt::SizeVerCursor), std::pair(at(570), Qt::ArrowCursor),
-          std::pair(edge(a, true, 1), Qt::SizeVerCursor),
-          std::pair(edge(done, false, 2), Qt::ArrowCursor),
-          std::pair(edge(running, false, 2), Qt::ArrowCursor)}) {
+         {std::pair(at(600) - QPoint(0, 3), Qt::SizeVerCursor), std::pair(at(570), Qt::ArrowCursor),
+          std::pair(at(540) + QPoint(0, 2), Qt::SizeVerCursor),
+          std::pair(at(465) - QPoint(0, 3), Qt::ArrowCursor),
+          std::pair(at(540) - QPoint(0, 3), Qt::ArrowCursor)}) {
         moveTo(point);
         EXPECT_EQ(canvas()->cursor().shape(), shape) << point.y();
     }
@@ -84,7 +84,7 @@ TEST_F(Gestures, BlocksFollowThePointerAndTheKeysUnlessFrozen) {
 
     // A drag on a frozen block's edge or body, or an arrow key, only selects it.
     for (const WorkBlock& b : {done, running}) {
-        for (const QPoint from : {edge(b, false, 2), at(b.startMinutes + 20)}) {
+        for (const QPoint from : {at(b.endMinutes()) - QPoint(0, 3), at(b.startMinutes + 20)}) {
             view->setSelectedID(std::nullopt);
             drag(from, from + QPoint(0, 80));
             EXPECT_EQ(view->selectedID(), b.id);
@@ -225,7 +225,7 @@ TEST_F(Timeline, BlocksAreItemsForAssistiveTechnology) {
 // Each pointer step of a gesture repaints only the boxes it changed; a box too small leaves a
 // stale edge, label or border behind, which a full repaint would not show.
 TEST_F(Timeline, EveryGestureStepLeavesWhatAFullRepaintShows) {
-    const WorkBlock first = add(9 * 60, 60);
+    add(9 * 60, 60);
     add(10 * 60 + 30, 30, WorkKind::shallow);
     show();
     const struct {
@@ -234,8 +234,8 @@ TEST_F(Timeline, EveryGestureStepLeavesWhatAFullRepaintShows) {
         std::vector<QPoint> steps;
     } cases[] = {
         {"move past a neighbour", at(9 * 60 + 30), {at(9 * 60 + 50), at(10 * 60 + 40), at(8 * 60)}},
-        {"resize the foot", edge(first, false), {at(10 * 60 + 20), at(9 * 60 + 20)}},
-        {"resize the head", edge(first, true), {at(8 * 60 + 10), at(9 * 60 + 40)}},
+        {"resize the foot", at(600) - QPoint(0, 4), {at(10 * 60 + 20), at(9 * 60 + 20)}},
+        {"resize the head", at(540) + QPoint(0, 4), {at(8 * 60 + 10), at(9 * 60 + 40)}},
         // A short creation's range label runs below its box.
         {"draw a block", at(12 * 60), {at(12 * 60 + 10), at(12 * 60 + 40), at(12 * 60 + 10)}},
     };

@@ -60,15 +60,10 @@ struct TimelineFixture : StoreHarness {
     QWidget* canvas() const { return view->widget(); }
     const timeline::TimelineGeometry& geometry() const { return view->geometry(); }
 
-    // A canvas point whose timeline y reads back as exactly this minute.
+    // A canvas point whose timeline y reads back as exactly this minute. On a quarter hour,
+    // 2 to 4 pt below a block's start or above its end is in that edge's resize strip.
     QPoint at(Minutes minute, int x = 200) const {
         return {x, static_cast<int>(std::ceil(geometry().y(minute)) + DayTimelineView::contentTop)};
-    }
-    // A point inside the top or bottom edge's resize strip of a block.
-    QPoint edge(const WorkBlock& b, bool top, int inset = 3) const {
-        const QRectF box = geometry().box(b.startMinutes, b.durationMinutes, canvas()->width());
-        const double y = top ? box.top() + inset : box.bottom() - inset;
-        return {200, static_cast<int>(y + DayTimelineView::contentTop)};
     }
 
     void press(QPoint p) { QTest::mousePress(canvas(), Qt::LeftButton, Qt::NoModifier, p); }

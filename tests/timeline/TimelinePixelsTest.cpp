@@ -34,19 +34,13 @@ int count(
 }
 
 ::testing::AssertionResult reddish(QColor c) {
-    return (c.red() - c.green() > 60 ? ::testing::AssertionSuccess()
-                                     : ::testing::AssertionFailure())
-           << c.name().toStdString();
+    return ::testing::AssertionResult(c.red() - c.green() > 60) << c.name().toStdString();
 }
 
 const QRectF card(10, 10, 200, 60);
 const QColor deepTint = over(ui::kindColor(WorkKind::deep, 0.2));
 
-WorkBlock hour(WorkKind kind, const QString& title = {}) {
-    return makeBlock(title, {}, 540, 60, kind);
-}
-
-const QString oneHour = u"1 h"_s;
+const WorkBlock writing = makeBlock(u"Write"_s, {}, 540, 60);
 
 QImage render(const BlockView& v, const QRectF& box = card) {
     QImage image(QSize(300, 100), QImage::Format_ARGB32_Premultiplied);
@@ -129,26 +123,38 @@ TEST_F(Pixels, NowLineInkBordersGapsAndShortBlocks) {
     EXPECT_GT(qGray(px(58, 608).rgb()), 200) << "selected and confirmed: a white border";
 }
 
-// (That selection deepens the tint shows in the creation preview of the gesture tests.)
-TEST(BlockView, InkIsClampedToTheCard) {
-    EXPECT_TRUE(
-        near(render({.block = hour(WorkKind::deep), .inkFraction = -0.2, .durationText = oneHour})
-                 .pixelColor(180, 15),
-             deepTint));
-    const QImage full =
-        render({.block = hour(WorkKind::deep), .inkFraction = 1.7, .durationText = oneHour});
+// The ink fills a card from the top as its time passes, never past its edges; labels on the
+// ink are white, below it dark. (That selection deepens the tint shows in the creation preview
+// of the gesture tests.)
+TEST(BlockView, InkStaysInTheCardAndLabelsAreWhiteOverItAndDarkBelow) {
+    const QImage none = render({.block = writing, .inkFraction = -0.2, .durationText = {}});
+    EXPECT_TRUE(near(none.pixelColor(180, 15), deepTint));
+    const QImage full = render({.block = writing, .inkFraction = 1.7, .durationText = {}});
     EXPECT_TRUE(near(full.pixelColor(180, 65), ui::kindColor(WorkKind::deep)));
     EXPECT_TRUE(near(full.pixelColor(180, 72), Qt::white)) << "ink stays inside the card";
+
+    // The title sits in the middle of the card, so half ink splits it.
+    const QRect titleArea(20, 30, 40, 20);
+    const BlockView future{.block = makeBlock({}, {}, 540, 60, WorkKind::shallow),
+                           .durationText = {}};
+    EXPECT_EQ(future.title(), u"Shallow Work"_s);
+    EXPECT_LT(greys(render(future), titleArea).min, 80);
+    const auto [fullDark, fullLight] = greys(full, titleArea);
+    EXPECT_GT(fullLight, 230);
+    EXPECT_GT(fullDark, 20) << "no dark text over the ink";
+    const QImage split =
+        render({.block = writing, .inkFraction = 0.5, .durationText = {}}, QRectF(10, 10, 260, 60));
+    EXPECT_LT(greys(split, QRect(20, 41, 40, 10)).min, 80);
+    EXPECT_GT(greys(split, QRect(20, 28, 40, 11)).max, 230);
+    EXPECT_LT(greys(split, QRect(180, 12, 60, 26)).max, 140) << "white only where text is";
 }
 
-// (The border inside the card's edge shows on the short block above.)
+// (The border inside the card's edge shows on the short block of the pixel walk.)
 TEST(BlockView, TheBorderIsDashedForADraft) {
     // A draft's top edge alternates between border and tint; a saved block's does not.
     const auto edgeRuns = [](bool draft) {
-        const QImage image = render({.block = hour(WorkKind::deep),
-                                     .isSelected = true,
-                                     .isDraft = draft,
-                                     .durationText = oneHour});
+        const QImage image =
+            render({.block = writing, .isSelected = true, .isDraft = draft, .durationText = {}});
         int changes = 0;
         for (int x = 31; x < 190; ++x)
             changes += (qGray(image.pixel(x, 10)) < 150) != (qGray(image.pixel(x - 1, 10)) < 150);
@@ -158,34 +164,9 @@ TEST(BlockView, TheBorderIsDashedForADraft) {
     EXPECT_EQ(edgeRuns(false), 0);
 }
 
-TEST(BlockView, LabelsAreWhiteOverInkAndDarkBelowIt) {
-    const QRectF box(10, 10, 260, 60);
-    // The title sits in the middle of the card, so half ink splits it.
-    const QRect titleArea(20, 30, 40, 20);
-    const BlockView future{.block = hour(WorkKind::shallow), .durationText = oneHour};
-    EXPECT_EQ(future.title(), u"Shallow Work"_s);
-    EXPECT_LT(greys(render(future, box), titleArea).min, 80);
-
-    const auto [doneDark, doneLight] = greys(render({.block = hour(WorkKind::deep, u"Write"_s),
-                                                     .isConfirmed = true,
-                                                     .inkFraction = 1,
-                                                     .durationText = oneHour},
-                                                    box),
-                                             titleArea);
-    EXPECT_GT(doneLight, 230);
-    EXPECT_GT(doneDark, 20) << "no dark text over the ink";
-
-    const QImage split = render(
-        {.block = hour(WorkKind::deep, u"Write"_s), .inkFraction = 0.5, .durationText = oneHour},
-        box);
-    EXPECT_LT(greys(split, QRect(20, 41, 40, 10)).min, 80);
-    EXPECT_GT(greys(split, QRect(20, 28, 40, 11)).max, 230);
-    EXPECT_LT(greys(split, QRect(180, 12, 60, 26)).max, 140) << "white only where text is";
-}
-
 // The tab darkens the top-right corner along its triangle only, with white glyphs in it.
 TEST(BlockView, StatusGlyphsGoInARowOnAShortBlockAndInACornerTabOnATallOne) {
-    BlockView tabbed{.block = hour(WorkKind::deep), .isLocked = true, .durationText = oneHour};
+    BlockView tabbed{.block = writing, .isLocked = true, .durationText = {}};
     tabbed.block.repeatRuleID = QUuid::createUuid();
     EXPECT_TRUE(tabbed.glyphsInRow(30));
     EXPECT_FALSE(tabbed.glyphsInRow(card.height()));
