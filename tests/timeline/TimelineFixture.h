@@ -24,9 +24,6 @@ struct TimelineFixture : StoreHarness {
 
     void SetUp() override { open(); }
 
-    using StoreHarness::tickAt;
-    void tickAt(QTime time) { tickAt(monday, time); }
-
     WorkBlock add(Minutes start, Minutes duration, WorkKind kind = WorkKind::deep,
                   const QString& day = today) {
         const WorkBlock b = makeBlock(QStringLiteral("Write"), day, start, duration, kind);
@@ -41,11 +38,11 @@ struct TimelineFixture : StoreHarness {
     // At 08:10, a deep block of 07:00–07:45 whose end has passed (confirmed) and one of
     // 08:00–09:00 under way (locked).
     std::pair<WorkBlock, WorkBlock> addFrozen() {
-        tickAt(QTime(7, 0));
+        tickAt(monday, QTime(7, 0));
         const WorkBlock done = add(7 * 60, 45);
-        tickAt(QTime(7, 45, 1));
+        tickAt(monday, QTime(7, 45, 1));
         const WorkBlock running = add(8 * 60, 60);
-        tickAt(QTime(8, 10));
+        tickAt(monday, QTime(8, 10));
         return {done, running};
     }
 

@@ -9,8 +9,6 @@
 #include <QIcon>
 #include <QPainter>
 
-#include <functional>
-
 using namespace quillmere;
 using namespace quillmere::test;
 using namespace quillmere::timeline;
@@ -29,7 +27,7 @@ std::ranges::min_max_result<int> greys(const QImage& image, const QRect& area) {
 // How many pixels of an area (the whole image unless given) pass a test: by default, any ink.
 int count(
     const QImage& image, const QRect& area = {},
-    const std::function<bool(QColor)>& is = [](QColor c) { return c.alpha() > 0; }) {
+    bool (*is)(QColor) = [](QColor c) { return c.alpha() > 0; }) {
     return static_cast<int>(std::ranges::count_if(pixels(image, area), is));
 }
 
@@ -76,15 +74,15 @@ using Pixels = TimelineFixture;
 // At 14:30: 09:00–10:00 and 10:00–11:00 confirmed, 14:00–15:00 half done, and a 5-minute
 // block at 16:00.
 TEST_F(Pixels, NowLineInkBordersGapsAndShortBlocks) {
-    tickAt(QTime(9, 0));
+    tickAt(monday, QTime(9, 0));
     const WorkBlock nine = add(9 * 60, 60);
     add(10 * 60, 60);
-    tickAt(QTime(10, 0, 1));
-    tickAt(QTime(11, 0, 1)); // both have ended while the program ran: confirmed
+    tickAt(monday, QTime(10, 0, 1));
+    tickAt(monday, QTime(11, 0, 1)); // both have ended while the program ran: confirmed
     ASSERT_EQ(store->confirmedIDs().size(), 2);
     add(14 * 60, 60);
     add(16 * 60, 5, WorkKind::shallow);
-    tickAt(QTime(14, 30));
+    tickAt(monday, QTime(14, 30));
     show();
     const QColor crimson = ui::kindColor(WorkKind::deep);
 
