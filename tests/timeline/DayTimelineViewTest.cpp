@@ -66,6 +66,8 @@ TEST_F(Gestures, BlocksFollowThePointerAndTheKeysUnlessFrozen) {
     show();
     const auto before = files();
 
+    // The resize cursor shows over a's bottom and top edges, not its body nor the edge of a
+    // frozen block.
     for (const auto& [point, shape] :
          {std::pair(at(600) - QPoint(0, 3), Qt::SizeVerCursor), std::pair(at(570), Qt::ArrowCursor),
           std::pair(at(540) + QPoint(0, 2), Qt::SizeVerCursor),
