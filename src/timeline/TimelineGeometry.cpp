@@ -9,10 +9,6 @@ Minutes TimelineGeometry::minutes(qreal dy) const {
     return static_cast<Minutes>(std::trunc(dy / hourHeight * 60.0));
 }
 
-Minutes TimelineGeometry::clampedMinutes(qreal y) const {
-    return std::clamp<Minutes>(minutes(y), 0, minutesPerDay);
-}
-
 QRectF TimelineGeometry::box(Minutes start, Minutes duration, qreal width) const {
     const qreal h = static_cast<qreal>(duration) / 60.0 * hourHeight - 2;
     const qreal height = h <= minimumBoxHeight ? minimumBoxHeight : h;

@@ -29,7 +29,6 @@ struct TimelineGeometry {
     qreal y(Minutes m) const { return static_cast<qreal>(m) / 60.0 * hourHeight; }
     // Minutes for a vertical distance or position, truncated toward zero (never snapped here).
     Minutes minutes(qreal dy) const;
-    Minutes clampedMinutes(qreal y) const;
 
     // The card of a block, a draft, the creation preview or a reserved span: 1 pt in from the
     // minute lines above and below, so back-to-back boxes keep a 2 pt gap.
