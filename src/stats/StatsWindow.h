@@ -28,7 +28,6 @@ public:
 
     void setContent(const StatsContent& content);
     const StatsContent& content() const { return m_content; }
-    int weeksShown() const { return m_weeks; }
     void showWeeks(int weeks);
 
     // Writes every confirmed row to `path`; returns whether the file was written. The window
