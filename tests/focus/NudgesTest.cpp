@@ -2,44 +2,34 @@
 #include "focus/FocusNudge.h"
 #include "focus/NudgeCard.h"
 #include "focus/NudgeFrame.h"
-#include "focus/NudgeModel.h"
 #include "focus/NudgeTexts.h"
 #include "focus/NudgeView.h"
 #include "focus/RealFocusAids.h"
-#include "ui/KindColors.h"
 
 #include "support/FakeWallClock.h"
 #include "support/Printers.h"
 
-#include <QElapsedTimer>
+#include <QDeadlineTimer>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 using namespace quillmere;
 using namespace Qt::StringLiterals;
 
 namespace {
 
-struct ScriptedBanners final : BannerSource {
+// Banners the test scripts, on a desktop whose do-not-disturb takes effect when asked, if it has
+// one at all.
+struct ScriptedDesktop final : BannerSource, NotificationSilencer {
     bool present = false;
-    int asked = 0;
     QStringList arrivals;
-    bool bannerPresent() override {
-        ++asked;
-        return present;
-    }
-    QStringList takeArrivals() override { return std::exchange(arrivals, {}); }
-};
-
-// A desktop whose do-not-disturb takes effect when asked, if it has one at all.
-struct ScriptedSilencer final : NotificationSilencer {
     bool canSilence = true;
     bool quiet = false;
+    bool bannerPresent() override { return present; }
+    QStringList takeArrivals() override { return std::exchange(arrivals, {}); }
     void silence() override { quiet = canSilence; }
     void restore() override { quiet = false; }
     bool isSilenced() override { return quiet; }
@@ -52,10 +42,12 @@ WorkBlock block(Minutes start, Minutes duration, WorkKind kind, const QString& t
 const QString deep = ui::kindColor(WorkKind::deep).name(QColor::HexArgb);
 const QString shallow = ui::kindColor(WorkKind::shallow).name(QColor::HexArgb);
 const auto cardUp = [](NudgeCard& card) { return card.panel() && card.panel()->isVisible(); };
-// The card's title, detail and accent, as one line.
-const auto shown = [](NudgeCard& card) -> QString {
-    return card.model().title() + u'|' + card.model().detail() + u'|' +
-           card.model().accent().name(QColor::HexArgb);
+// The card's title, detail and accent, as one line; nothing while the title is blank.
+const auto shown = [](NudgeCard& card) {
+    const NudgeModel& m = card.model();
+    return m.title().isEmpty()
+               ? QString()
+               : m.title() + u'|' + m.detail() + u'|' + m.accent().name(QColor::HexArgb);
 };
 // Blanks the card's title so the next show is seen even when it repeats the same words.
 const auto forget = [](NudgeCard& card) { card.model().setTitle(QString()); };
@@ -64,65 +56,15 @@ const auto forget = [](NudgeCard& card) { card.model().setTitle(QString()); };
 struct RealAids : testing::Test {
     test::FakeWallClock clock;
     // Handed to the aids when they first need banners, and looked at by the test after.
-    std::unique_ptr<ScriptedBanners> unclaimed = std::make_unique<ScriptedBanners>();
-    ScriptedBanners* banners = unclaimed.get();
+    std::unique_ptr<ScriptedDesktop> unclaimed = std::make_unique<ScriptedDesktop>();
+    ScriptedDesktop* desktop = unclaimed.get();
     RealFocusAids aids{clock,
                        [this] { return std::unique_ptr<BannerSource>(std::move(unclaimed)); }};
 };
 
 } // namespace
 
-TEST_F(RealAids, TheFocusNudgeComesOnlyWhenABannerAppears) {
-    // A banner already up when watching starts is no reason to nudge.
-    banners->present = true;
-    aids.watchBanners(block(540, 65, WorkKind::deep));
-    FocusNudge& nudge = *aids.focusNudge();
-    NudgeCard& card = *aids.nudgeCard();
-    // Polls while the banner is up or down.
-    const auto poll = [&](bool present, int times = 1) {
-        banners->present = present;
-        for (int i = 0; i < times; ++i)
-            nudge.poll();
-    };
-    // A banner goes away and a new one appears.
-    const auto newBanner = [&] {
-        forget(card);
-        poll(false);
-        poll(true);
-    };
-    EXPECT_TRUE(nudge.isWatching());
-    poll(true, 3);
-    EXPECT_EQ(card.panel(), nullptr);
-
-    newBanner();
-    ASSERT_TRUE(cardUp(card));
-    EXPECT_EQ(shown(card), u"Stay focused|1 h 5 m left in Deep Work|"_s + deep);
-
-    // A banner that stays gives no second nudge, however long it stays.
-    forget(card);
-    clock.advanceSecs(600);
-    poll(true, 10);
-    EXPECT_EQ(card.model().title(), QString());
-
-    // A second watch swaps the block but keeps the edge state: the banner still up is old news.
-    nudge.watch(block(540, 30, WorkKind::shallow, u"Inbox"_s));
-    poll(true);
-    EXPECT_EQ(card.model().title(), QString());
-    newBanner();
-    EXPECT_EQ(shown(card), u"Stay focused|20 m left in Inbox|"_s + shallow); // it is 9:10
-
-    // Past the end nothing is left, rather than a negative time.
-    clock.set(QDate(2024, 3, 4), QTime(11, 15));
-    newBanner();
-    EXPECT_EQ(card.model().detail(), u"0 m left in Inbox"_s);
-
-    // Polls after stopping have no block to speak of.
-    nudge.stop();
-    EXPECT_FALSE(nudge.isWatching());
-    newBanner();
-    EXPECT_EQ(card.model().title(), QString());
-}
-
+// Polling on its own, once a second, is met end to end (FocusAidsEndToEnd).
 TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDown) {
     // Stopping or an unknown sound makes nothing, nor asks for banners.
     aids.stopNoise();
@@ -131,53 +73,61 @@ TEST_F(RealAids, AreMadeOnlyWhenNeededShareOneCardAndOnlyTheEndOfAWatchTakesItDo
     EXPECT_EQ(std::tuple(aids.noisePlayer(), aids.nudgeCard(), aids.focusNudge(), !unclaimed),
               std::tuple(nullptr, nullptr, nullptr, false));
 
-    // Reminders announce each start once, with the kind, the title and the times.
+    // Reminders announce each start once, with the kind, the title and the times; a start that
+    // moved is a new start, and one offered late is not clamped.
+    const auto remind = [&](const WorkBlock& b, Minutes now) {
+        aids.offerReminder(b, now);
+        const QString seen = shown(*aids.nudgeCard());
+        forget(*aids.nudgeCard());
+        return seen;
+    };
     WorkBlock titled = block(540, 90, WorkKind::deep, u"Write report"_s);
-    aids.offerReminder(titled, 535);
-    NudgeCard* card = aids.nudgeCard();
-    ASSERT_NE(card, nullptr);
-    EXPECT_EQ(shown(*card), u"Deep Work in 5 m|Write report  ·  9:00 AM – 10:30 AM|"_s + deep);
-    forget(*card);
-    aids.offerReminder(titled, 536);
-    EXPECT_EQ(card->model().title(), QString());
-    // A start that moved is a new start; one offered late is not clamped.
+    EXPECT_EQ(remind(titled, 535),
+              u"Deep Work in 5 m|Write report  ·  9:00 AM – 10:30 AM|"_s + deep);
+    EXPECT_EQ(remind(titled, 536), QString());
     titled.startMinutes = 570;
-    aids.offerReminder(titled, 566);
-    EXPECT_EQ(shown(*card), u"Deep Work in 4 m|Write report  ·  9:30 AM – 11:00 AM|"_s + deep);
-    titled.startMinutes = 540;
-    aids.offerReminder(titled, 542);
-    EXPECT_EQ(card->model().title(), u"Deep Work in -2 m"_s);
-    aids.offerReminder(block(780, 45, WorkKind::shallow), 775);
-    EXPECT_EQ(shown(*card), u"Shallow Work in 5 m|1:00 PM – 1:45 PM|"_s + shallow);
+    EXPECT_EQ(remind(titled, 572),
+              u"Deep Work in -2 m|Write report  ·  9:30 AM – 11:00 AM|"_s + deep);
+    EXPECT_EQ(remind(block(780, 45, WorkKind::shallow), 775),
+              u"Shallow Work in 5 m|1:00 PM – 1:45 PM|"_s + shallow);
 
-    // Nor does an idle refresh's stop take a reminder down: it stays for its time.
-    aids.stopWatchingBanners();
-    aids.stopWatchingBanners();
-    EXPECT_EQ(aids.focusNudge(), nullptr);
-    EXPECT_TRUE(card->isDismissPending());
-    QTest::qWait(NudgeCard::fadeOutMs + 100);
-    EXPECT_TRUE(cardUp(*card));
-
-    // A watch that ends takes down any card, the reminder included.
-    aids.watchBanners(block(540, 65, WorkKind::deep));
-    aids.stopWatchingBanners();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
-
-    // The nudge polls on its own, once a second, onto the same card.
-    aids.watchBanners(block(540, 65, WorkKind::deep));
-    EXPECT_EQ(aids.nudgeCard(), card);
-    const int before = banners->asked;
-    banners->present = true;
-    ASSERT_TRUE(QTest::qWaitFor([&] { return cardUp(*card); }, 10000));
-    EXPECT_EQ(banners->asked, before + 1);
-    EXPECT_EQ(shown(*card), u"Stay focused|1 h 5 m left in Deep Work|"_s + deep);
-
-    // The shell's anchor reaches the card even when set after the card exists.
+    // A watch that ends takes down any card, the reminder included. The shell's anchor, set
+    // after the card exists, places its next show.
+    NudgeCard& card = *aids.nudgeCard();
     aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
+    aids.watchBanners(block(540, 65, WorkKind::deep));
     aids.stopWatchingBanners();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(*card); }, 10000));
-    aids.offerReminder(block(600, 30, WorkKind::deep), 595);
-    EXPECT_EQ(card->panel()->x(), 312 - 140);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
+
+    // The nudge comes onto the same card only when a banner appears: one already up when
+    // watching starts is no reason, nor is one that stays, however long.
+    desktop->present = true;
+    aids.watchBanners(block(540, 65, WorkKind::deep));
+    FocusNudge& nudge = *aids.focusNudge();
+    const auto poll = [&](std::initializer_list<bool> banners) {
+        for (bool present : banners) {
+            desktop->present = present;
+            nudge.poll();
+        }
+        const QString seen = shown(card);
+        forget(card);
+        return seen;
+    };
+    EXPECT_EQ(poll({true, true, true}), QString());
+    EXPECT_EQ(poll({false, true}), u"Stay focused|1 h 5 m left in Deep Work|"_s + deep);
+    EXPECT_EQ(std::pair(cardUp(card), card.panel()->x()), std::pair(true, 312 - 140));
+    clock.advanceSecs(600);
+    EXPECT_EQ(poll({true, true, true}), QString());
+    // A second watch swaps the block but keeps the edge state: the banner still up is old news.
+    // Past the block's end nothing is left, rather than a negative time.
+    nudge.watch(block(540, 30, WorkKind::shallow, u"Inbox"_s));
+    EXPECT_EQ(poll({true}), QString());
+    clock.set(QDate(2024, 3, 4), QTime(11, 15));
+    EXPECT_EQ(poll({false, true}), u"Stay focused|0 m left in Inbox|"_s + shallow);
+    // Polls after stopping have no block to speak of.
+    nudge.stop();
+    EXPECT_FALSE(nudge.isWatching());
+    EXPECT_EQ(poll({false, true}), QString());
 }
 
 TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
@@ -186,41 +136,39 @@ TEST_F(RealAids, WhileSilencedNoNudgeAndAfterwardsOneCardSaysWhatArrived) {
           std::pair{QStringList{QString(), QString()}, u"2 notifications"_s}})
         EXPECT_EQ(nudgeTexts::digestDetail(applications), detail);
 
-    ScriptedSilencer silencer;
-    aids.setSilencer(&silencer);
+    aids.setSilencer(desktop);
     const WorkBlock write = block(540, 60, WorkKind::deep, u"Write"_s);
-
     // Whether the desktop could hold anything back decides whether a card follows.
     for (bool canSilence : {true, false}) {
         SCOPED_TRACE(canSilence);
-        silencer.canSilence = canSilence;
+        desktop->canSilence = canSilence;
         aids.watchBanners(write);
         NudgeCard& card = *aids.nudgeCard();
-        banners->arrivals = {u"Before"_s}; // came before the block: not part of it
+        desktop->arrivals = {u"Before"_s}; // came before the block: not part of it
         aids.silenceNotifications(write);
-        banners->present = true;
-        banners->arrivals += {u"Mail"_s, u" Chat"_s, u"Mail"_s}; // named once each, trimmed
+        desktop->present = true;
+        desktop->arrivals += {u"Mail"_s, u" Chat"_s, u"Mail"_s}; // named once each, trimmed
         aids.focusNudge()->poll();
         EXPECT_EQ(card.model().title() == nudgeTexts::stayFocused, !canSilence);
-        banners->present = false;
+        desktop->present = false;
         aids.stopWatchingBanners();
         forget(card);
         aids.endSilence();
-        EXPECT_EQ(canSilence ? shown(card) : card.model().title(),
-                  canSilence ? u"While you focused|3 notifications · Mail, Chat|"_s + deep
-                             : QString());
+        EXPECT_EQ(shown(card), canSilence
+                                   ? u"While you focused|3 notifications · Mail, Chat|"_s + deep
+                                   : QString());
         // Refreshes after the block tell nothing again.
         forget(card);
         aids.endSilence();
-        EXPECT_EQ(card.model().title(), QString());
+        EXPECT_EQ(shown(card), QString());
         card.dismiss();
     }
     // A quiet block in which nothing arrived ends without a card.
-    silencer.canSilence = true;
-    banners->arrivals = {u"Before"_s};
+    desktop->canSilence = true;
+    desktop->arrivals = {u"Before"_s};
     aids.silenceNotifications(write);
     aids.endSilence();
-    EXPECT_EQ(aids.nudgeCard()->model().title(), QString());
+    EXPECT_EQ(shown(*aids.nudgeCard()), QString());
 }
 
 TEST(NudgeFrame, SitsUnderTheAnchorOrInTheTopRightAndNeverNearAnEdge) {
@@ -254,8 +202,7 @@ TEST(NudgeCard, ShowsInPlaceInItsAccentForItsLatestTimeComesBackFromAFadeAndGoes
                card.panel()->pos() == expected.topLeft();
     };
     const auto hidden = [&] { return !card.panel()->isVisible(); };
-    QElapsedTimer sinceFirst;
-    sinceFirst.start();
+    const QDeadlineTimer halfASecond(500);
     card.show(u"One"_s, u"first"_s, ui::crimson(), shownSeconds);
     NudgeView* panel = card.panel();
     ASSERT_NE(panel, nullptr);
@@ -263,16 +210,14 @@ TEST(NudgeCard, ShowsInPlaceInItsAccentForItsLatestTimeComesBackFromAFadeAndGoes
     EXPECT_EQ(std::tuple(panel->isVisible(), panel->hasFocus(), panel->y()),
               std::tuple(true, false, expected.y() - NudgeCard::dropDistance));
     ASSERT_TRUE(QTest::qWaitFor(fullyUp, 10000));
-    EXPECT_EQ(panel->x(), 411 - 140);
     const auto dot = [&] {
         return panel->grab().toImage().pixel(NudgeView::dotRect(panel->height()).center());
     };
     EXPECT_EQ(dot(), ui::crimson().rgb());
 
-    QTest::qWait(static_cast<int>(std::max<qint64>(0, 500 - sinceFirst.elapsed())));
+    QTest::qWait(static_cast<int>(halfASecond.remainingTime()));
     ASSERT_EQ(panel->cardOpacity(), 1.0) << "the machine stalled past the first show's time";
-    QElapsedTimer sinceSecond;
-    sinceSecond.start();
+    const QDeadlineTimer secondShown(static_cast<qint64>(shownSeconds * 1000) - 100);
     card.show(u"Two"_s, u"second"_s, ui::kindColor(WorkKind::shallow), shownSeconds);
     EXPECT_EQ(card.model().title() + card.model().detail(), u"Twosecond"_s);
     EXPECT_EQ(panel->pos(), expected.topLeft()); // no second drop
@@ -284,8 +229,7 @@ TEST(NudgeCard, ShowsInPlaceInItsAccentForItsLatestTimeComesBackFromAFadeAndGoes
     // between, so the next show lands mid-fade for sure.
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return panel->cardOpacity() < 1.0 && panel->pos().y() < expected.y(); }, 30000));
-    EXPECT_GE(sinceSecond.elapsed(),
-              shownSeconds * 1000 - 100); // a coarse timer may fire 5 % early
+    EXPECT_EQ(secondShown.remainingTime(), 0); // less 5 %: a coarse timer may fire that early
     ASSERT_FALSE(card.isDismissPending()) << "leaving, not arriving";
     ASSERT_TRUE(panel->isVisible());
     card.show(u"Stay focused"_s, u"5 m left in Deep Work"_s, ui::crimson(), 60);
