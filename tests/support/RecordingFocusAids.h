@@ -1,9 +1,7 @@
 #pragma once
 
-#include "model/JsonCodec.h"
 #include "store/FocusAids.h"
 
-#include <QString>
 #include <QStringList>
 
 #include <utility>
@@ -13,8 +11,7 @@ namespace quillmere::test {
 // Writes every call the store makes into a readable log, so tests can compare whole sequences.
 // Repeated calls that change nothing (noise kept at the same volume, the same block watched
 // again, the same tooltip) are folded, as the real aids do nothing for them either.
-class RecordingFocusAids final : public FocusAids {
-public:
+struct RecordingFocusAids final : FocusAids {
     QStringList calls;
     std::optional<QString> toolTip;
 
