@@ -81,6 +81,7 @@ TEST(RealAids, AreMadeOnlyWhenNeededShareOneCardHoldNudgesBackWhileSilencedAndGo
     EXPECT_EQ(std::tuple(aids.noisePlayer(), aids.nudgeCard(), aids.focusNudge(), !unclaimed),
               std::tuple(nullptr, nullptr, nullptr, false));
 
+    // While the desktop holds banners back no nudge comes; afterwards one card says what arrived.
     EXPECT_EQ(nudgeTexts::digestDetail({u"Mail"_s}), u"1 notification · Mail"_s);
     EXPECT_EQ(nudgeTexts::digestDetail({QString(), QString()}), u"2 notifications"_s);
 
@@ -135,6 +136,7 @@ TEST(RealAids, AreMadeOnlyWhenNeededShareOneCardHoldNudgesBackWhileSilencedAndGo
     aids.setAnchorProvider([] { return std::optional<QRect>(QRect(300, 0, 24, 24)); });
     aids.watchBanners(block(540, 65, WorkKind::deep));
     aids.stopWatchingBanners();
+    EXPECT_FALSE(card.isDismissPending()); // taken down now, not when the reminder's time is up
     ASSERT_TRUE(QTest::qWaitFor([&] { return !cardUp(card); }, 10000));
 
     // The nudge comes onto the same card only when a banner appears: one already up when

@@ -74,10 +74,8 @@ TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpreadAn
 // The white noise under the brown: words from a secure source, drawn into steps over the closed
 // unit range without bias.
 TEST(WhiteNoise, SecureWordsNeverRepeatAndDrawIntoEquallyLikelyStepsFromMinusOneToOne) {
-    SecureWordPool pool(8);
-    SecureWordPool other(8);
     // 64 secure words, sorted, are all distinct but for a one-in-ten-million chance.
-    const auto draw64 = [](SecureWordPool& p) {
+    const auto draw64 = [](auto&& p) {
         p.prepare(2);
         std::vector<std::uint32_t> words(64);
         std::ranges::generate(words, std::ref(p));
@@ -86,8 +84,9 @@ TEST(WhiteNoise, SecureWordsNeverRepeatAndDrawIntoEquallyLikelyStepsFromMinusOne
         return words;
     };
     // A second pool keyed by the kernel shares none of them but for a one-in-a-million chance.
+    SecureWordPool pool(8);
     const std::vector<std::uint32_t> words = draw64(pool);
-    EXPECT_EQ(std::ranges::find_first_of(words, draw64(other)), words.end());
+    EXPECT_EQ(std::ranges::find_first_of(words, draw64(SecureWordPool(8))), words.end());
 
     // Past the refills of one kernel key the stream carries on with a new key.
     for (unsigned i = 0; i <= SecureWordPool::refillsPerKernelKey; ++i)
@@ -150,8 +149,8 @@ TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
 }
 
 // One walk through the players on SDL's disk driver, which writes what a device plays into a
-// file in real time. How loud the noise is and how it carries on in the next block is measured
-// on the real program (FocusAidsEndToEnd).
+// file in real time. How loud the noise is, that nothing more is written once it stops, and how
+// it carries on in the next block are measured on the real program (FocusAidsEndToEnd).
 TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
     // Without an output nothing plays; the next play tries again.
     qputenv("SDL_AUDIODRIVER", "no-such-driver");
