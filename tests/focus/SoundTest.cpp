@@ -28,8 +28,7 @@ struct ScriptedWords {
     std::vector<std::uint32_t> words;
     std::size_t drawn = 0;
     std::uint32_t operator()() {
-        ++drawn;
-        return drawn <= words.size() ? words[drawn - 1] : SecureWordPool::silentWord;
+        return ++drawn <= words.size() ? words[drawn - 1] : SecureWordPool::silentWord;
     }
 };
 
@@ -41,52 +40,59 @@ const auto peakOf = [](std::span<const float> xs) {
                            [](float peak, float x) { return std::max(peak, std::abs(x)); });
 };
 const auto energyOf = [](std::span<const float> xs) {
-    return std::accumulate(xs.begin(), xs.end(), 0.0,
-                           [](double sum, float x) { return sum + double{x} * x; });
+    return std::inner_product(xs.begin(), xs.end(), xs.begin(), 0.0);
 };
 
 } // namespace
 
-TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpread) {
-    constexpr std::size_t frames = 480000;
+TEST(BrownNoise, TenSecondsFromTheSecureSourceStayCentredWithTheExpectedSpreadAndCarryOn) {
     constexpr std::size_t perCallback = 1024;
+    constexpr std::size_t frames = perCallback * 469; // ten seconds at 48 kHz
     std::vector<float> out(frames, 99.0f);
     BrownNoise noise;
     SecureWordPool pool(perCallback + 80);
     for (std::size_t at = 0; at < frames; at += perCallback) {
-        const std::size_t n = std::min(perCallback, frames - at);
-        pool.prepare(n + 80);
-        noise.render(out.data() + at, n, 1.0f, pool);
+        pool.prepare(perCallback + 80);
+        noise.render(out.data() + at, perCallback, 1.0f, pool);
     }
     // Any sample left unwritten (99) would wreck both figures. No bound on the peak: at full
     // volume a rare 5-sigma excursion does pass 1.0 within ten seconds now and then.
     const double mean = std::accumulate(out.begin(), out.end(), 0.0) / frames;
     EXPECT_NEAR(mean, 0.0, 0.02);
     EXPECT_NEAR(std::sqrt(energyOf(out) / frames - mean * mean), 0.2, 0.02);
-}
-
-TEST(BrownNoise, VolumeOnlyScalesAndTheStateCarriesOver) {
-    BrownNoise a;
-    BrownNoise b;
-    ScriptedWords wa{{1u << 30, 3u << 30, 0x12345678u, 0xdeadbeefu}};
-    ScriptedWords wb = wa;
-    std::array<float, 4> loud{};
-    std::array<float, 4> muted{};
-    a.render(loud.data(), 4, 1.0f, wa);
-    b.render(muted.data(), 4, 0.0f, wb);
-    EXPECT_EQ(a.last, b.last);
-    EXPECT_EQ(muted, (std::array<float, 4>{}));
 
     // The next sample continues from the stored level: with white noise of exactly 0 (the
-    // silent word, all the script has left) the output is the old level leaked once.
-    const float before = a.last;
-    ASSERT_NE(before, 0.0f);
+    // silent word) it is the old level leaked once, and the volume scales only the output. That
+    // volume zero is silence even right after loud noise is met through the player below.
+    const float before = noise.last;
+    ScriptedWords silent;
     float next = 0;
-    a.render(&next, 1, 0.5f, wa);
+    noise.render(&next, 1, 0.5f, silent);
     EXPECT_FLOAT_EQ(next, before / 1.02f * 3.5f * 0.5f);
 }
 
-TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikely) {
+// The white noise under the brown: words from a secure source, drawn into steps over the closed
+// unit range without bias.
+TEST(WhiteNoise, SecureWordsNeverRepeatAndDrawIntoEquallyLikelyStepsFromMinusOneToOne) {
+    // 64 secure words, sorted, are all distinct but for a one-in-ten-million chance.
+    const auto draw64 = [](auto&& p) {
+        p.prepare(2);
+        std::vector<std::uint32_t> words(64);
+        std::ranges::generate(words, std::ref(p));
+        std::ranges::sort(words);
+        EXPECT_EQ(std::ranges::adjacent_find(words), words.end());
+        return words;
+    };
+    // A second pool keyed by the kernel shares none of them but for a one-in-a-million chance.
+    SecureWordPool pool(8);
+    const std::vector<std::uint32_t> words = draw64(pool);
+    EXPECT_EQ(std::ranges::find_first_of(words, draw64(SecureWordPool(8))), words.end());
+
+    // Past the refills of one kernel key the stream carries on with a new key.
+    for (unsigned i = 0; i <= SecureWordPool::refillsPerKernelKey; ++i)
+        pool.prepare(8);
+    draw64(pool);
+
     EXPECT_EQ((std::array{whiteFromStep(0), whiteFromStep(1u << 24), whiteFromStep(1u << 23),
                           whiteFromStep(1)}),
               (std::array{-1.0f, 1.0f, 0.0f, -1.0f + 0x1p-23f}));
@@ -109,31 +115,9 @@ TEST(BrownNoise, StepsMapOntoTheClosedUnitRangeAndRejectionKeepsThemEquallyLikel
          {std::tuple{ScriptedWords{{1}}, 0u, 1u},
           std::tuple{ScriptedWords{{0xffffffffu}}, 1u << 24, 1u},
           std::tuple{ScriptedWords{{0, 0, 0xffffffffu, 1}}, 1u << 24, 3u}}) {
-        ScriptedWords words = script;
-        EXPECT_EQ(std::pair(drawStep(words), words.drawn), std::pair(step, std::size_t{drawn}));
+        ScriptedWords next = script;
+        EXPECT_EQ(std::pair(drawStep(next), next.drawn), std::pair(step, std::size_t{drawn}));
     }
-}
-
-TEST(SecureWordPool, RefillsWhenADrawOutrunsThePreparedWordsAndEachPoolHasItsOwnKey) {
-    SecureWordPool pool(8);
-    SecureWordPool other(8);
-    // 64 secure words, sorted, are all distinct but for a one-in-ten-million chance.
-    const auto draw64 = [](SecureWordPool& p) {
-        p.prepare(2);
-        std::vector<std::uint32_t> words(64);
-        std::ranges::generate(words, std::ref(p));
-        std::ranges::sort(words);
-        EXPECT_EQ(std::ranges::adjacent_find(words), words.end());
-        return words;
-    };
-    // A second pool keyed by the kernel shares none of them but for a one-in-a-million chance.
-    const std::vector<std::uint32_t> words = draw64(pool);
-    EXPECT_EQ(std::ranges::find_first_of(words, draw64(other)), words.end());
-
-    // Past the refills of one kernel key the stream carries on with a new key.
-    for (unsigned i = 0; i <= SecureWordPool::refillsPerKernelKey; ++i)
-        pool.prepare(8);
-    draw64(pool);
 }
 
 TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
@@ -162,19 +146,17 @@ TEST(Chimes, EachIsMadeOnceAudibleNeverClippingAndEndsInSilence) {
     };
     EXPECT_GT(crossings(chimes::samples(u"Glass"_s)),
               2 * crossings(chimes::samples(u"Submarine"_s)));
-    EXPECT_TRUE(chimes::samples(u"Basso"_s).empty());
-    EXPECT_TRUE(chimes::samples(u"glass"_s).empty());
 }
 
 // One walk through the players on SDL's disk driver, which writes what a device plays into a
-// file in real time. How loud the noise is and how it carries on in the next block is measured
-// on the real program (FocusAidsEndToEnd).
+// file in real time. How loud the noise is, that nothing more is written once it stops, and how
+// it carries on in the next block are measured on the real program (FocusAidsEndToEnd).
 TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
     // Without an output nothing plays; the next play tries again.
     qputenv("SDL_AUDIODRIVER", "no-such-driver");
     NoisePlayer player;
     player.play(0.5f);
-    EXPECT_EQ(std::pair(player.hasDevice(), player.isRunning()), std::pair(false, false));
+    EXPECT_FALSE(player.hasDevice());
     test::DiskAudio disk;
     player.stop(); // nothing to stop yet
 
@@ -192,8 +174,6 @@ TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
     EXPECT_EQ(std::pair(player.hasDevice(), player.isRunning()), std::pair(false, false));
     const std::vector<float> out = disk.samples();
     EXPECT_GT(out.size(), 4096u);
-    QTest::qWait(200);
-    EXPECT_EQ(disk.samples().size(), out.size()); // closed: nothing more is written
     // The last sample played is the level kept for the next device.
     EXPECT_EQ(out.back(), player.integratorState() * 3.5f * 0.5f);
 
@@ -201,16 +181,13 @@ TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
     // once drained, the device is closed and nothing streams on.
     player.play(0.5f);
     disk.use(u"chime.raw"_s);
-    {
-        ChimePlayer chimes;
-        chimes.play(u"Nope"_s);
-        EXPECT_FALSE(chimes.isPlaying());
-        chimes.play(u"Glass"_s);
-        EXPECT_TRUE(chimes.isPlaying());
-        player.stop();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return !chimes.hasDevice(); }, 30000));
-        EXPECT_FALSE(chimes.isPlaying());
-    }
+    ChimePlayer bell;
+    bell.play(u"glass"_s); // names are exact
+    EXPECT_FALSE(bell.isPlaying());
+    bell.play(u"Glass"_s);
+    EXPECT_TRUE(bell.isPlaying());
+    player.stop();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !bell.hasDevice(); }, 30000));
     const std::vector<float> chime = disk.samples(u"chime.raw"_s);
     const std::span<const float> glass = chimes::samples(u"Glass"_s);
     ASSERT_GE(chime.size(), glass.size());
@@ -222,7 +199,6 @@ TEST(NoisePlayer, PlaysOnlyWhileOnNeverGarbageAndAChimeOutlastsIt) {
         SCOPED_TRACE(volume);
         disk.use(u"quiet.raw"_s);
         player.play(volume);
-        EXPECT_TRUE(player.isRunning());
         QTest::qWait(100);
         player.stop();
         const std::vector<float> quiet = disk.samples(u"quiet.raw"_s);

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <QByteArray>
 #include <QFile>
-#include <QString>
 #include <QTemporaryDir>
 
-#include <cstring>
+#include <algorithm>
 #include <vector>
 
 namespace quillmere::test {
@@ -22,8 +20,6 @@ public:
         qunsetenv("SDL_AUDIODRIVER");
         qunsetenv("SDL_DISKAUDIOFILE");
     }
-    DiskAudio(const DiskAudio&) = delete;
-    DiskAudio& operator=(const DiskAudio&) = delete;
 
     void use(const QString& name) {
         qputenv("SDL_DISKAUDIOFILE", QFile::encodeName(m_dir.filePath(name)));
@@ -32,12 +28,11 @@ public:
     // The file as mono float samples, the format every device here is opened with.
     std::vector<float> samples(const QString& name = QStringLiteral("out.raw")) const {
         QFile f(m_dir.filePath(name));
-        if (!f.open(QIODevice::ReadOnly))
-            return {};
-        const QByteArray bytes = f.readAll();
+        const QByteArray bytes = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
         std::vector<float> out(static_cast<std::size_t>(bytes.size()) / sizeof(float));
-        if (!out.empty()) // an empty vector's data() may be null, which memcpy must not get
-            std::memcpy(out.data(), bytes.constData(), out.size() * sizeof(float));
+        // Copied as bytes: the file's data need not be aligned for floats.
+        std::copy_n(bytes.constData(), out.size() * sizeof(float),
+                    reinterpret_cast<char*>(out.data()));
         return out;
     }
 
