@@ -7,10 +7,6 @@
 
 #include "support/TempDataDir.h"
 
-#include <QAction>
-#include <QDir>
-#include <QFile>
-#include <QMenu>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTest>
@@ -46,15 +42,14 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     EXPECT_LT(light.pixelColor(20, 12).red(), 30);
     EXPECT_GT(dark.pixelColor(20, 12).red(), 225);
 
-    // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme.
+    // Drawn, the outline is light on GNOME's always dark bar and elsewhere follows the scheme
+    // (dark in a light one on other desktops: integration_tests' tray scenario on XFCE).
     const QPalette lightScheme(Qt::black, Qt::white);
     const QPalette darkScheme(Qt::white, Qt::black);
     for (const auto& [desktops, palette, lightOutline] : {
              std::tuple("ubuntu:GNOME", &lightScheme, true),
              std::tuple("GNOME", &darkScheme, true),
-             std::tuple("KDE", &lightScheme, false),
              std::tuple("KDE", &darkScheme, true),
-             std::tuple("", &lightScheme, false),
              std::tuple("GNOME-Flashback:Unity", &lightScheme, false),
          }) {
         const QColor c = StatusIcon::outlineColor(QString::fromLatin1(desktops), *palette);
@@ -62,47 +57,22 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     }
 }
 
-TEST(StatusIcon, TheIdleIconIsNamedForTheTrayOnlyOnceItsSymbolIsInstalled) {
-    test::TempDataDir data;
-    const QByteArray oldHome = qgetenv("XDG_DATA_HOME");
-    const QByteArray oldDirs = qgetenv("XDG_DATA_DIRS");
-    qputenv("XDG_DATA_HOME", QFile::encodeName(data.file(u"home"_s)));
-    qputenv("XDG_DATA_DIRS", QFile::encodeName(data.path()));
-    EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::idle).name().isEmpty());
-
-    ASSERT_TRUE(QDir().mkpath(data.file(u"icons/hicolor/symbolic/apps"_s)));
-    data.write(u"icons/hicolor/symbolic/apps/"_s + StatusIcon::idleIconName + u".svg"_s, {});
-    EXPECT_EQ(StatusIcon::icon(StatusIcon::Image::idle).name(), StatusIcon::idleIconName);
-    // The bars keep their colours: a tinting host must never be given them by name.
-    EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::deep).name().isEmpty());
-    EXPECT_TRUE(StatusIcon::icon(StatusIcon::Image::shallow).name().isEmpty());
-    qputenv("XDG_DATA_HOME", oldHome);
-    qputenv("XDG_DATA_DIRS", oldDirs);
-}
-
-// Set before the tray is there, the picture and the tooltip wait for it; only a primary click
-// (single, double or middle) toggles the panel, and the icon's own menu opens it.
-TEST(TrayShell, RemembersImageAndTooltipUntilTheIconExistsAndOpensFromItsMenu) {
+// Only a primary click (single, double or middle) toggles the panel; a cleared tooltip
+// leaves the icon's empty.
+TEST(TrayShell, OnlyAPrimaryClickTogglesThePanelAndAClearedToolTipEmptiesTheIcons) {
     TrayShell shell;
-    shell.setCurrentKind(WorkKind::shallow);
-    shell.setToolTip(u"Email"_s);
-    EXPECT_FALSE(shell.hasIcon());
-    QSignalSpy opened(&shell, &TrayShell::openPanelRequested);
     QSignalSpy toggled(&shell, &TrayShell::togglePanelRequested);
     shell.showIcon();
     auto* icon = shell.findChild<QSystemTrayIcon*>();
     ASSERT_NE(icon, nullptr);
-    EXPECT_EQ(shell.image(), StatusIcon::Image::shallow);
+    shell.setToolTip(u"Email"_s);
     EXPECT_EQ(icon->toolTip(), u"Email"_s);
     shell.setToolTip(std::nullopt);
     EXPECT_TRUE(icon->toolTip().isEmpty());
-
     for (auto reason : {QSystemTrayIcon::Trigger, QSystemTrayIcon::DoubleClick,
                         QSystemTrayIcon::MiddleClick, QSystemTrayIcon::Context})
         Q_EMIT icon->activated(reason);
     EXPECT_EQ(toggled.count(), 3);
-    icon->contextMenu()->actions().first()->trigger();
-    EXPECT_EQ(opened.count(), 1);
 }
 
 TEST(PanelPlacement, HangsFromTheIconOnItsSideOfTheScreenOrSitsInTheCorner) {

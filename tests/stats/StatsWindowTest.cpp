@@ -27,8 +27,9 @@ using quillmere::ui::kindColor;
 TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     TempDataDir dir;
     StatsWindow window{dir.path()};
+    const QDate today(2024, 3, 4); // a Monday
     StatsContent content;
-    const auto show = [&](QDate today, Qt::DayOfWeek first = Qt::Monday) {
+    const auto show = [&](Qt::DayOfWeek first = Qt::Monday) {
         content.today = today;
         content.firstDayOfWeek = first;
         window.setContent(content);
@@ -40,7 +41,6 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     const auto pixel = [](QWidget* view, const QRectF& r) {
         return view->grab().toImage().pixelColor(r.center().toPoint());
     };
-    const QDate today(2024, 3, 4); // a Monday
     const std::tuple<QDate, KindMinutes, int> days[] = {
         {QDate(2023, 3, 9), {240, 0}, 4},   // the oldest day the heatmap shows, Monday-first
         {QDate(2023, 10, 29), {300, 0}, 4}, // a day of 25 hours
@@ -53,7 +53,7 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     for (const auto& [day, minutes, level] : days)
         content.record.confirmed[day] = minutes;
     content.planned = {{today, {180, 60}}};
-    show(today);
+    show();
     auto* chart = window.findChild<DaysChartView*>();
     const StatsGeometry::DaysChart g = chart->geometry();
     EXPECT_EQ(std::pair(g.days, g.scaleMinutes), std::pair(14, Minutes{240}));
@@ -90,7 +90,7 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     for (const auto& [first, firstCell, todayRow] :
          {std::tuple{Qt::Monday, QDate(2023, 3, 6), 0},
           std::tuple{Qt::Sunday, QDate(2023, 3, 5), 1}}) {
-        show(today, first);
+        show(first);
         auto* map = window.findChild<YearHeatmapView*>();
         const StatsGeometry::Heatmap h = map->geometry();
         const QRectF cell = h.cellRect(today);
@@ -119,7 +119,7 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     // A damaged file: the window says so in one line and shows an empty record.
     dir.write(u"stats.sqlite"_s, QByteArray(2048, 'x'));
     content = loadStatsContent(dir.path(), today, {}, Qt::Monday);
-    show(today);
+    show();
     EXPECT_TRUE(child<QLabel>(&window, "problem")->isVisible());
     EXPECT_EQ(child<QLabel>(&window, "problem")->text(), explanation(ReadProblem::damaged));
     EXPECT_EQ(child<QLabel>(&window, "allTime.deep")->text(), u"0 m"_s);
