@@ -25,11 +25,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A desktop's do-not-disturb as its user sees and switches it.
+// A desktop's do-not-disturb as its user sees and switches it; by default a switch of its own
+// on an interface the server documents. Those stand-ins live beside a StandInServer in its
+// thread.
 class UserSwitch : public QObject {
 public:
-    virtual bool isOn() = 0;
-    virtual void userSets(bool on) = 0;
+    virtual bool isOn() { return on; }
+    virtual void userSets(bool value) { on = value; }
+    std::atomic<bool> on = false;
 };
 
 // The standard notification service as far as the controller uses it. It runs in a thread of
@@ -80,16 +83,7 @@ private:
     uint m_lastCookie = 0;
 };
 
-// The switches of the servers that keep do-not-disturb on an interface of their own, as those
-// interfaces are documented. Each lives beside a StandInServer in the same thread.
-class SwitchStandIn : public UserSwitch {
-public:
-    bool isOn() override { return on; }
-    void userSets(bool value) override { on = value; }
-    std::atomic<bool> on = false;
-};
-
-class SwayncStandIn final : public SwitchStandIn {
+class SwayncStandIn final : public UserSwitch {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.erikreider.swaync.cc")
 public Q_SLOTS:
@@ -99,7 +93,7 @@ public Q_SLOTS:
 
 // mako keeps a list of active modes; do-not-disturb is one of them, beside the user's own,
 // and its user switches it by mode, keeping the others.
-class MakoStandIn final : public SwitchStandIn {
+class MakoStandIn final : public UserSwitch {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "fr.emersion.Mako")
 public:
@@ -124,7 +118,7 @@ private:
     QStringList m_modes{u"default"_s, u"work"_s};
 };
 
-class XfconfStandIn final : public SwitchStandIn, protected QDBusContext {
+class XfconfStandIn final : public UserSwitch, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.xfce.Xfconf")
 public Q_SLOTS:
@@ -157,40 +151,32 @@ private:
 class DoNotDisturbBus : public ::testing::Test {
 protected:
     void SetUp() override {
-        // Before GSettings is first used in this process.
-        qputenv("GSETTINGS_BACKEND", "memory");
+        qputenv("GSETTINGS_BACKEND", "memory"); // before GSettings is first used in this process
         ASSERT_NO_FATAL_FAILURE(m_session.start(false));
-        m_bus =
-            QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()), u"dnd-test"_s);
-        ASSERT_TRUE(m_bus.isConnected());
+        ASSERT_TRUE((m_bus = connect(u"dnd-test"_s)).isConnected());
     }
     void TearDown() override {
-        if (m_standIn) {
-            QDBusConnection::disconnectFromBus(u"dnd-test-server"_s);
-            m_thread.quit();
-            m_thread.wait();
-            delete m_standIn;
-        }
-        m_switch.reset();
+        QDBusConnection::disconnectFromBus(u"dnd-test-server"_s);
+        m_thread.quit();
+        m_thread.wait();
         QDBusConnection::disconnectFromBus(u"dnd-test"_s);
+    }
+    QDBusConnection connect(const QString& name) const {
+        return QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()), name);
     }
 
     void startStandIn(const QString& name) {
-        m_serverBus = QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()),
-                                                    u"dnd-test-server"_s);
-        m_standIn = new StandInServer(name);
-        m_standIn->moveToThread(&m_thread);
+        m_serverBus = connect(u"dnd-test-server"_s);
+        m_standIn = std::make_unique<StandInServer>(name);
         m_thread.start();
-        ASSERT_NO_FATAL_FAILURE(serve(m_standIn, u"org.freedesktop.Notifications"_s,
+        ASSERT_NO_FATAL_FAILURE(serve(m_standIn.get(), u"org.freedesktop.Notifications"_s,
                                       u"/org/freedesktop/Notifications"_s));
     }
     void serve(QObject* object, const QString& service, const QString& path) {
         object->moveToThread(&m_thread);
         ASSERT_TRUE(m_serverBus.registerObject(
             path, object, QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties));
-        if (!service.isEmpty()) {
-            ASSERT_TRUE(m_serverBus.registerService(service));
-        }
+        ASSERT_TRUE(service.isEmpty() || m_serverBus.registerService(service));
     }
 
     bool recorded() const { return m_folder.exists(QString(QuietDesktop::recordName)); }
@@ -200,7 +186,7 @@ protected:
     QDBusConnection m_bus{u"none"_s};
     QDBusConnection m_serverBus{u"none"_s};
     QThread m_thread;
-    StandInServer* m_standIn = nullptr;
+    std::unique_ptr<StandInServer> m_standIn;
     std::unique_ptr<UserSwitch> m_switch; // where the server keeps the switch elsewhere
 };
 
@@ -212,7 +198,7 @@ protected:
         ASSERT_NO_FATAL_FAILURE(DoNotDisturbBus::SetUp());
         const QString server = QString::fromLatin1(GetParam());
         ASSERT_NO_FATAL_FAILURE(startStandIn(server));
-        const auto withSwitch = [&](SwitchStandIn* standIn, const QString& service,
+        const auto withSwitch = [&](UserSwitch* standIn, const QString& service,
                                     const QString& path) {
             m_switch.reset(standIn);
             serve(standIn, service, path);

@@ -6,10 +6,7 @@
 #include "support/Printers.h"
 
 #include <QTest>
-
 #include <gtest/gtest.h>
-
-#include <functional>
 
 namespace quillmere::test {
 
@@ -26,10 +23,6 @@ inline void writeBlocks(const Session& session, const std::vector<WorkBlock>& bl
 inline std::vector<WorkBlock> readBlocks(const Session& session) {
     return json::decodeList<WorkBlock>(session.readData(QStringLiteral("blocks.json")))
         .value_or(std::vector<WorkBlock>{});
-}
-
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    return QTest::qWaitFor(condition, timeoutMs);
 }
 
 } // namespace quillmere::test

@@ -7,8 +7,6 @@
 #include "support/DiskAudio.h"
 
 #include <QElapsedTimer>
-#include <QFile>
-#include <QProcess>
 
 #include <algorithm>
 #include <cmath>
@@ -21,12 +19,15 @@ using test::waitFor;
 namespace {
 
 // The program on a session's data folder, under a wall clock faked to start at `fakeStart` on
-// Monday 2024-03-04 in Berlin.
+// Monday 2024-03-04 in Berlin, with SDL's disk driver where a DiskAudio set it here.
 struct Program : test::FakeTimeProgram {
     Program(const test::Session& session, const std::vector<WorkBlock>& blocks,
             const Settings& settings, const QString& fakeStart,
             QProcessEnvironment env = QProcessEnvironment())
-        : m_session(session), m_env(env.isEmpty() ? session.environment() : env) {
+        : m_env(env.isEmpty() ? session.environment() : env) {
+        for (const char* name : {"SDL_AUDIODRIVER", "SDL_DISKAUDIOFILE"})
+            if (qEnvironmentVariableIsSet(name))
+                m_env.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
         test::writeBlocks(session, blocks);
         session.writeData(u"settings.json"_s, json::encodeStateFile(json::encode(settings)));
         startAt(fakeStart);
@@ -36,19 +37,9 @@ struct Program : test::FakeTimeProgram {
         EXPECT_TRUE(start(m_env, QStringLiteral(QUILLMERE_BINARY), u"@2024-03-04 "_s + fakeStart,
                           {}, QProcess::ForwardedChannels));
     }
-    bool recorded() const { return QFile::exists(m_session.dataFile(u"do-not-disturb.json"_s)); }
 
-    const test::Session& m_session;
     QProcessEnvironment m_env;
 };
-
-// A headless session's environment with SDL's disk driver as DiskAudio set it here.
-QProcessEnvironment withDiskAudio(const test::Session& session) {
-    QProcessEnvironment env = session.environment();
-    for (const char* name : {"SDL_AUDIODRIVER", "SDL_DISKAUDIOFILE"})
-        env.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
-    return env;
-}
 
 } // namespace
 
@@ -67,9 +58,9 @@ TEST(FocusAidsEndToEnd, NoisePlaysAtItsVolumeStopsWithItsBlockAndCarriesOnInTheN
 
     // Side by side, so the program without noise has had as long as the other has played.
     audio.use(u"loud.raw"_s);
-    Program playing(loudHome, blocks, loud, u"10:59:40"_s, withDiskAudio(loudHome));
+    Program playing(loudHome, blocks, loud, u"10:59:40"_s);
     audio.use(u"off.raw"_s);
-    Program silent(silentHome, blocks, off, u"10:59:40"_s, withDiskAudio(silentHome));
+    Program silent(silentHome, blocks, off, u"10:59:40"_s);
 
     // The output's rate, as SDL's disk driver reports none; it plays in real time.
     constexpr double rate = 48000;
@@ -184,6 +175,7 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
     env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
     const Settings quiet{.deepWorkNoise = DeepWorkNoise::off, .silenceNotifications = true};
     auto paused = [&] { return session.run(u"dunstctl"_s, {u"is-paused"_s}); };
+    auto recorded = [&] { return QFile::exists(session.dataFile(u"do-not-disturb.json"_s)); };
     auto pausedWithin = [&](const char* state, int ms) {
         return waitFor([&] { return paused() == state; }, ms);
     };
@@ -210,10 +202,10 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
                              : waitFor([&] { return program.elapsed() > 32000; }, 40000));
         if (c.signal == SIGKILL) {
             EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
-            EXPECT_TRUE(program.recorded());
+            EXPECT_TRUE(recorded());
             program.startAt(u"11:30:00"_s);
             EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
-            EXPECT_FALSE(program.recorded());
+            EXPECT_FALSE(recorded());
         }
         EXPECT_TRUE(pausedWithin(c.userPaused ? "true" : "false", 10000));
     }

@@ -2,11 +2,9 @@
 
 #include "desktop/BusNames.h"
 
-#include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDate>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -29,25 +27,22 @@ protected:
     void SetUp() override {
         ASSERT_NO_FATAL_FAILURE(m_session.start(false));
         m_session.environment().insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-        m_bus = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(
-            QString::fromLatin1(m_session.address()), u"scripting-test"_s));
-        ASSERT_TRUE(m_bus->isConnected());
+        m_bus = QDBusConnection::connectToBus(QString::fromLatin1(m_session.address()),
+                                              u"scripting-test"_s);
+        ASSERT_TRUE(m_bus.isConnected());
     }
-    void TearDown() override {
-        m_bus.reset();
-        QDBusConnection::disconnectFromBus(u"scripting-test"_s);
-    }
+    void TearDown() override { QDBusConnection::disconnectFromBus(u"scripting-test"_s); }
 
     Outcome run(const QStringList& args) const { return m_session.Session::run(binary, args); }
     bool serviceUp() const { // generous: a loaded machine starts slowly
         return test::waitFor(
-            [&] { return m_bus->interface()->isServiceRegistered(bus::serviceName()).value(); },
+            [&] { return m_bus.interface()->isServiceRegistered(bus::serviceName()).value(); },
             30000);
     }
     QByteArray file(const QString& name) const { return m_session.readData(name); }
 
     test::NotificationSession m_session;
-    std::unique_ptr<QDBusConnection> m_bus;
+    QDBusConnection m_bus{u"none"_s};
 };
 
 } // namespace
@@ -100,11 +95,11 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     const QProcess& gone = (starts[0].running() ? starts[1] : starts[0]).process();
     EXPECT_EQ(std::tuple(gone.exitStatus(), gone.exitCode()), std::tuple(QProcess::NormalExit, 0));
     ASSERT_TRUE(program.running());
-    EXPECT_EQ(m_bus->interface()->servicePid(bus::serviceName()).value(),
+    EXPECT_EQ(m_bus.interface()->servicePid(bus::serviceName()).value(),
               static_cast<uint>(program.pid()));
 
     // The interface as a script finds it.
-    const QDBusMessage introspection = m_bus->call(
+    const QDBusMessage introspection = m_bus.call(
         QDBusMessage::createMethodCall(bus::serviceName(), bus::objectPath(),
                                        u"org.freedesktop.DBus.Introspectable"_s, u"Introspect"_s));
     const QString xml = introspection.arguments().value(0).toString();

@@ -11,13 +11,9 @@
 #include "support/FakeTrayHost.h"
 
 #include <QDBusArgument>
-#include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-#include <QDir>
-#include <QFile>
 #include <QImage>
-#include <QProcess>
 #include <QtEndian>
 
 using namespace quillmere;
