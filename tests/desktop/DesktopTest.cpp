@@ -175,12 +175,12 @@ protected:
 
     // ---- what is on the screen ----
 
+    xcb_window_t root() const { return xcb_setup_roots_iterator(xcb_get_setup(m_x)).data->root; }
     // Mapped top-level windows, bottom to top.
     QList<QRect> windows() const {
         QList<QRect> found;
-        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
         Reply<xcb_query_tree_reply_t> tree(
-            xcb_query_tree_reply(m_x, xcb_query_tree(m_x, screen->root), nullptr));
+            xcb_query_tree_reply(m_x, xcb_query_tree(m_x, root()), nullptr));
         for (int i = 0; tree && i < xcb_query_tree_children_length(tree.get()); ++i) {
             const xcb_window_t child = xcb_query_tree_children(tree.get())[i];
             Reply<xcb_get_window_attributes_reply_t> attrs(xcb_get_window_attributes_reply(
@@ -214,11 +214,11 @@ protected:
     QPoint icon() const { return QPoint(trayRect().value_or(QRect()).right() - 12, 12); }
     // Top-level windows that are neither the panel nor trayer's (menus, popovers, tooltips).
     QList<QRect> popups() const {
-        QList<QRect> found;
-        for (const QRect& w : windows())
-            if (w.size() != panelSize && w != trayRect() && w.width() > 4 && w.height() > 4 &&
-                w != QRect(0, 0, 800, 600))
-                found << w;
+        QList<QRect> found = windows();
+        found.removeIf([&](const QRect& w) {
+            return w.size() == panelSize || w == trayRect() || w.width() <= 4 || w.height() <= 4 ||
+                   w == QRect(0, 0, 800, 600);
+        });
         return found;
     }
     bool popupWithin(int ms) const {
@@ -226,13 +226,11 @@ protected:
     }
 
     QImage grab(const QRect& area = QRect(0, 0, 800, 600)) const {
-        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
         Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(
             m_x,
-            xcb_get_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, screen->root,
-                          static_cast<int16_t>(area.x()), static_cast<int16_t>(area.y()),
-                          static_cast<uint16_t>(area.width()), static_cast<uint16_t>(area.height()),
-                          ~0u),
+            xcb_get_image(m_x, XCB_IMAGE_FORMAT_Z_PIXMAP, root(), static_cast<int16_t>(area.x()),
+                          static_cast<int16_t>(area.y()), static_cast<uint16_t>(area.width()),
+                          static_cast<uint16_t>(area.height()), ~0u),
             nullptr));
         if (!image)
             return {};

@@ -115,9 +115,7 @@ TEST_P(Install, PutsExactlyTheProgramAndItsDesktopFilesUnderThePrefixForTheValid
     }
     EXPECT_EQ(QSettings(desktop, QSettings::IniFormat).value(u"Desktop Entry/Icon"_s),
               applicationId);
-    QFile component(metainfo);
-    ASSERT_TRUE(component.open(QIODevice::ReadOnly));
-    const QString xml = QString::fromUtf8(component.readAll());
+    const QString xml = QString::fromUtf8(destdir.read(metainfo).value_or(QByteArray()));
     EXPECT_TRUE(xml.contains(u"<id>" + applicationId + u"</id>"));
     EXPECT_TRUE(xml.contains(u"\">" + applicationId + u".desktop</launchable>"));
 }

@@ -34,12 +34,6 @@ protected:
     void TearDown() override { QDBusConnection::disconnectFromBus(u"scripting-test"_s); }
 
     Outcome run(const QStringList& args) const { return m_session.Session::run(binary, args); }
-    bool serviceUp() const { // generous: a loaded machine starts slowly
-        return test::waitFor(
-            [&] { return m_bus.interface()->isServiceRegistered(bus::serviceName()).value(); },
-            30000);
-    }
-    QByteArray file(const QString& name) const { return m_session.readData(name); }
 
     test::NotificationSession m_session;
     QDBusConnection m_bus{u"none"_s};
@@ -54,7 +48,7 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
         allDay.push_back(block(u"Email"_s, 0, 1440, WorkKind::shallow,
                                QDate::currentDate().addDays(day).toString(Qt::ISODate)));
     test::writeBlocks(m_session, allDay);
-    const QByteArray before = file(u"blocks.json"_s);
+    const QByteArray before = m_session.readData(u"blocks.json"_s);
 
     // Every usage error is the parser's (app_tests' CommandLine cases); the binary turns one
     // into exit code 2 and one line, before anything else.
@@ -78,7 +72,7 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.out.startsWith("Shallow work: Email, ")) << status.out.toStdString();
     EXPECT_TRUE(status.err.contains("not running"));
-    EXPECT_EQ(file(u"blocks.json"_s), before);
+    EXPECT_EQ(m_session.readData(u"blocks.json"_s), before);
     EXPECT_FALSE(QFile::exists(m_session.dataFile(u"planned.json"_s)));
 }
 
@@ -89,7 +83,9 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     test::FakeTimeProgram starts[2];
     for (test::FakeTimeProgram& start : starts)
         ASSERT_TRUE(start.start(m_session.environment(), binary, fakeStart));
-    ASSERT_TRUE(serviceUp()) << starts[0].process().readAll().toStdString();
+    ASSERT_TRUE(test::waitFor( // generous: a loaded machine starts slowly
+        [&] { return m_bus.interface()->isServiceRegistered(bus::serviceName()).value(); }, 30000))
+        << starts[0].process().readAll().toStdString();
     ASSERT_TRUE(test::waitFor([&] { return !starts[0].running() || !starts[1].running(); }, 10000));
     test::FakeTimeProgram& program = starts[0].running() ? starts[0] : starts[1];
     const QProcess& gone = (starts[0].running() ? starts[1] : starts[0]).process();
@@ -148,7 +144,7 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     added.id = now[1].id;
     added.createdAt = now[1].createdAt;
     EXPECT_EQ(now[1], added);
-    const auto planned = json::decodeList<PlannedBlock>(file(u"planned.json"_s));
+    const auto planned = json::decodeList<PlannedBlock>(m_session.readData(u"planned.json"_s));
     ASSERT_TRUE(planned && planned->size() == 1);
     EXPECT_EQ(std::tuple(planned->front().title, planned->front().kind),
               std::tuple(u"Read paper"_s, WorkKind::shallow));

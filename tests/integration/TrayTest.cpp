@@ -68,9 +68,6 @@ struct TrayDesktop {
         ASSERT_TRUE(QDir().mkpath(icons));
         QFile(icons + u"/org.quillmere.Quillmere-symbolic.svg"_s).open(QIODevice::WriteOnly);
     }
-    bool start(const QProcessEnvironment& env, const QString& fakeStart) {
-        return program.start(env, QStringLiteral(QUILLMERE_BINARY), fakeStart);
-    }
     // The host comes up and takes the watcher's name (on a connection named after this
     // session's folder: a name already used is an old bus's); the first item that registers.
     QString hostUp() {
@@ -107,7 +104,7 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
     // Inbox runs until 11:00, 38 seconds after the start; a heartbeat comes at 10:59:30.
     const QString binary = QStringLiteral(QUILLMERE_BINARY);
     const QString fakeStart = u"@2024-03-04 10:59:22"_s;
-    ASSERT_TRUE(desk.start(session.environment(), fakeStart));
+    ASSERT_TRUE(desk.program.start(session.environment(), binary, fakeStart));
     {
         SCOPED_TRACE("no host yet: the program waits, and so does a second start's request");
         QTest::qWait(1500);
@@ -183,7 +180,8 @@ TEST(QuillmereTray, TheIdleOutlineIsNamedOrDrawnToStandOutOnTheBar) {
         }
         QProcessEnvironment env = desk.session.environment();
         env.insert(u"XDG_CURRENT_DESKTOP"_s, QString::fromLatin1(c.desktop));
-        ASSERT_TRUE(desk.start(env, u"@2024-03-04 08:00:00"_s));
+        ASSERT_TRUE(
+            desk.program.start(env, QStringLiteral(QUILLMERE_BINARY), u"@2024-03-04 08:00:00"_s));
         const QString item = desk.hostUp();
         const QString name = desk.property(item, "IconName").toString();
         EXPECT_EQ(name, c.installed ? u"org.quillmere.Quillmere-symbolic"_s : QString());
