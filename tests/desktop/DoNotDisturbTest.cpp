@@ -25,28 +25,34 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A desktop's do-not-disturb as its user sees and switches it.
-struct UserSwitch {
-    virtual ~UserSwitch() = default;
-    virtual bool isOn() = 0;
-    virtual void userSets(bool on) = 0;
-};
-
 // A notification server named `name` as far as the controller uses it, its calls answered as the
 // servers' interfaces are documented. Plasma holds banners back while any inhibition is held,
 // and its user's switching off clears them all, as the applet does; SwayNotificationCenter,
-// mako (by a mode among the user's own) and Xfce (in xfconf) keep a switch of their own. It
-// runs in a thread of its own, as a server in another process would, so that the controller's
-// blocking calls get their answers.
-class StandIn final : public QDBusVirtualObject, public UserSwitch {
+// mako (by a mode among the user's own) and Xfce (in xfconf) keep a switch of their own; GNOME
+// keeps it in its own schema (in GSettings' memory backend here): banners off. It runs in a
+// thread of its own, as a server in another process would, so that the controller's blocking
+// calls get their answers.
+class StandIn final : public QDBusVirtualObject {
 public:
-    explicit StandIn(const QString& name) : m_name(name), m_plasma(name == u"Plasma") {}
+    explicit StandIn(const QString& name)
+        : m_name(name), m_plasma(name == u"Plasma"),
+          m_gnome(name == u"gnome-shell" ? g_settings_new("org.gnome.desktop.notifications")
+                                         : nullptr) {}
+    ~StandIn() override {
+        if (m_gnome)
+            g_object_unref(m_gnome);
+    }
 
-    bool isOn() override {
+    // The desktop's do-not-disturb as its user sees and switches it.
+    bool isOn() {
+        if (m_gnome)
+            return !g_settings_get_boolean(m_gnome, "show-banners");
         std::lock_guard lock(m_mutex);
         return m_on || (m_plasma && !m_cookies.empty());
     }
-    void userSets(bool on) override {
+    void userSets(bool on) {
+        if (m_gnome)
+            g_settings_set_boolean(m_gnome, "show-banners", !on); // the rest is not read
         std::lock_guard lock(m_mutex);
         m_on = on;
         if (m_plasma && !on)
@@ -97,22 +103,12 @@ public:
 private:
     const QString m_name;
     const bool m_plasma;
+    GSettings* const m_gnome;
     std::mutex m_mutex;
     bool m_on = false;
     std::set<uint> m_cookies;
     uint m_lastCookie = 0;
     QStringList m_modes{u"default"_s, u"work"_s}; // mako's user's own, beside do-not-disturb
-};
-
-// GNOME's own schema, in GSettings' memory backend: banners off is do-not-disturb.
-class GnomeSettings final : public UserSwitch {
-public:
-    ~GnomeSettings() override { g_object_unref(m_settings); }
-    bool isOn() override { return !g_settings_get_boolean(m_settings, "show-banners"); }
-    void userSets(bool on) override { g_settings_set_boolean(m_settings, "show-banners", !on); }
-
-private:
-    GSettings* m_settings = g_settings_new("org.gnome.desktop.notifications");
 };
 
 // A private bus, and on it, when asked, a stand-in server in a thread of its own.
@@ -155,7 +151,6 @@ protected:
     QDBusConnection m_serverBus{u"none"_s};
     QThread m_thread;
     std::unique_ptr<StandIn> m_standIn;
-    std::unique_ptr<GnomeSettings> m_gnome;
 };
 
 // Each server switched the way its user would. dunst's own switch is met end to end, with the
@@ -172,49 +167,42 @@ protected:
             serve({}, u"/fr/emersion/Mako"_s);
         else if (server == u"Xfce Notify Daemon")
             serve(u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s);
-        else if (server == u"gnome-shell")
-            m_gnome = std::make_unique<GnomeSettings>();
     }
-    UserSwitch& user() { return m_gnome ? static_cast<UserSwitch&>(*m_gnome) : *m_standIn; }
 };
 
 } // namespace
 
-TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadIt) {
-    const struct {
-        const char* name;
-        bool userBefore;
-        std::optional<bool> userDuring; // what the user switches to while the block runs
-        bool after;
-    } cases[] = {
+// On for deep work, then as the user had it. A run that never put the desktop back leaves its
+// record; the next start repairs from it. A record that names nothing we know is dropped without
+// touching the desktop.
+TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadItAndTheNextStartRepairsALostRun) {
+    // The user's switch before, what they switch to while the block runs, and after the block.
+    using Case = std::tuple<const char*, bool, std::optional<bool>, bool>;
+    const Case cases[] = {
         {"off before", false, std::nullopt, false},
         {"the user's own, kept", true, std::nullopt, true},
         {"switched off during the block, not fought", false, false, false},
         {"the user's own, switched off during the block", true, false, false},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        user().userSets(c.userBefore);
+    for (const auto& [name, userBefore, userDuring, after] : cases) {
+        SCOPED_TRACE(name);
+        m_standIn->userSets(userBefore);
         QuietDesktop quiet(m_folder.path(), m_bus);
         quiet.silence();
         // On, and recorded if it was a change, and only then.
-        EXPECT_EQ(std::tuple(user().isOn(), quiet.isSilenced(), recorded()),
-                  std::tuple(true, true, !c.userBefore));
-        if (c.userDuring) {
-            user().userSets(*c.userDuring);
+        EXPECT_EQ(std::tuple(m_standIn->isOn(), quiet.isSilenced(), recorded()),
+                  std::tuple(true, true, !userBefore));
+        if (userDuring) {
+            m_standIn->userSets(*userDuring);
             quiet.silence(); // the next refresh
-            EXPECT_EQ(user().isOn(), *c.userDuring);
+            EXPECT_EQ(m_standIn->isOn(), *userDuring);
         }
         quiet.restore();
-        EXPECT_EQ(std::tuple(user().isOn(), recorded()), std::tuple(c.after, false));
+        EXPECT_EQ(std::tuple(m_standIn->isOn(), recorded()), std::tuple(after, false));
         EXPECT_EQ(m_standIn->modes(), (QStringList{u"default"_s, u"work"_s}));
     }
-}
 
-// A run that never put the desktop back leaves its record; the next start repairs from it. A
-// record that names nothing we know is dropped without touching the desktop.
-TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
-    user().userSets(false);
+    m_standIn->userSets(false);
     QByteArray record;
     {
         QuietDesktop lost(m_folder.path(), m_bus);
@@ -224,19 +212,18 @@ TEST_P(DoNotDisturbTest, TheNextStartRepairsWhatALostRunLeft) {
     ASSERT_FALSE(record.isEmpty());
     // As the lost run left it. Plasma drops an inhibition with the connection that held it, so
     // there the record has nothing left to undo.
-    const bool dropsWithConnection = QString::fromLatin1(GetParam()) == u"Plasma";
-    if (!dropsWithConnection)
-        user().userSets(true);
+    if (QString::fromLatin1(GetParam()) != u"Plasma")
+        m_standIn->userSets(true);
     m_folder.write(QString(QuietDesktop::recordName), record);
     { QuietDesktop next(m_folder.path(), m_bus); }
-    EXPECT_EQ(std::tuple(user().isOn(), recorded()), std::tuple(false, false));
+    EXPECT_EQ(std::tuple(m_standIn->isOn(), recorded()), std::tuple(false, false));
 
     for (const QByteArray& junk :
          {QByteArray("{\"server\": \"elsewhere\"}"), QByteArray("\x01{")}) {
-        user().userSets(true);
+        m_standIn->userSets(true);
         m_folder.write(QString(QuietDesktop::recordName), junk);
         { QuietDesktop next(m_folder.path(), m_bus); }
-        EXPECT_EQ(std::tuple(user().isOn(), recorded()), std::tuple(true, false))
+        EXPECT_EQ(std::tuple(m_standIn->isOn(), recorded()), std::tuple(true, false))
             << junk.constData();
     }
 }

@@ -6,7 +6,6 @@
 #include "support/Printers.h"
 
 #include <QTest>
-#include <gtest/gtest.h>
 
 namespace quillmere::test {
 
@@ -19,10 +18,6 @@ inline WorkBlock block(const QString& title, Minutes start, Minutes duration,
 }
 inline void writeBlocks(const Session& session, const std::vector<WorkBlock>& blocks) {
     session.writeData(QStringLiteral("blocks.json"), json::encodeList(blocks));
-}
-inline std::vector<WorkBlock> readBlocks(const Session& session) {
-    return json::decodeList<WorkBlock>(session.readData(QStringLiteral("blocks.json")))
-        .value_or(std::vector<WorkBlock>{});
 }
 
 } // namespace quillmere::test

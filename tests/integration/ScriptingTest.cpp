@@ -9,16 +9,13 @@
 #include <QJsonObject>
 
 using namespace quillmere;
-using namespace Qt::StringLiterals;
+using namespace quillmere::test; // and its string literals
 
 namespace {
 
 const QString binary = QStringLiteral(QUILLMERE_BINARY);
 // Monday 2024-03-04 in Berlin, a few seconds before nine.
 const QString fakeStart = u"@2024-03-04 08:59:40"_s;
-using test::block;
-
-using Outcome = test::Session::Outcome;
 
 // The real program and its command line on a private session bus, with data, config and
 // runtime folders of their own.
@@ -33,7 +30,9 @@ protected:
     }
     void TearDown() override { QDBusConnection::disconnectFromBus(u"scripting-test"_s); }
 
-    Outcome run(const QStringList& args) const { return m_session.Session::run(binary, args); }
+    test::Session::Outcome run(const QStringList& args) const {
+        return m_session.Session::run(binary, args);
+    }
 
     test::NotificationSession m_session;
     QDBusConnection m_bus{u"none"_s};
@@ -55,20 +54,19 @@ TEST_F(Scripting, BadInputChangesNothingAndNoProgramIsSaidPlainly) {
     for (const QStringList& args : std::vector<QStringList>{
              {u"bogus"_s}, {u"add"_s, u"x"_s, u"--at"_s, u"23:30"_s, u"--for"_s, u"1h"_s}}) {
         SCOPED_TRACE(args.join(u' ').toStdString());
-        const Outcome o = run(args);
-        EXPECT_EQ(o.exitCode, 2);
-        EXPECT_EQ(o.err.count('\n'), 1) << o.err.toStdString();
-        EXPECT_TRUE(o.out.isEmpty());
+        const auto o = run(args);
+        EXPECT_EQ(std::tuple(o.exitCode, o.err.count('\n'), o.out), std::tuple(2, 1, QByteArray()))
+            << o.err.toStdString();
     }
 
     // Without the program, changes are refused and status reads the files without writing.
     for (const QStringList& args : std::vector<QStringList>{
              {u"open"_s}, {u"quit"_s}, {u"add"_s, u"Email"_s}, {u"plan"_s, u"Email"_s}}) {
-        const Outcome o = run(args);
+        const auto o = run(args);
         EXPECT_EQ(o.exitCode, 1) << args.join(u' ').toStdString();
         EXPECT_TRUE(o.err.contains("not running")) << o.err.toStdString();
     }
-    const Outcome status = run({u"status"_s});
+    const auto status = run({u"status"_s});
     EXPECT_EQ(status.exitCode, 1);
     EXPECT_TRUE(status.out.startsWith("Shallow work: Email, ")) << status.out.toStdString();
     EXPECT_TRUE(status.err.contains("not running"));
@@ -114,14 +112,13 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     QProcess& follow = feed.process();
     std::vector<QJsonObject> lines;
     const auto readLines = [&](int timeoutMs, auto done) {
-        QElapsedTimer clock;
-        clock.start();
-        while (!done() && clock.elapsed() < timeoutMs) {
+        const auto caughtUp = [&] {
             follow.waitForReadyRead(200);
             while (follow.canReadLine())
                 lines.push_back(QJsonDocument::fromJson(follow.readLine()).object());
-        }
-        return done();
+            return done();
+        };
+        return test::waitFor(caughtUp, timeoutMs);
     };
     const auto classNow = [&] {
         return lines.empty() ? QString() : lines.back().value(u"class"_s).toString();
@@ -131,19 +128,18 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     EXPECT_EQ(lines.back().value(u"text"_s).toString(), u"Email · 1 m left"_s);
 
     // A key binding adds work: the block lands in the file and a taken time is refused.
-    EXPECT_EQ(
-        run({u"add"_s, u"Write chapter"_s, u"--at"_s, u"9:00"_s, u"--for"_s, u"45m"_s}).exitCode,
-        0);
-    const Outcome taken = run({u"add"_s, u"Clash"_s, u"--at"_s, u"9:30"_s});
-    EXPECT_EQ(taken.exitCode, 2);
-    EXPECT_TRUE(taken.err.contains("overlaps")) << taken.err.toStdString();
-    EXPECT_EQ(run({u"plan"_s, u" Read paper "_s, u"--shallow"_s}).exitCode, 0);
-    const std::vector<WorkBlock> now = test::readBlocks(m_session);
-    ASSERT_EQ(now.size(), 2u);
+    m_session.run(binary,
+                  {u"add"_s, u"Write chapter"_s, u"--at"_s, u"9:00"_s, u"--for"_s, u"45m"_s});
+    const auto taken = run({u"add"_s, u"Clash"_s, u"--at"_s, u"9:30"_s});
+    EXPECT_EQ(std::pair(taken.exitCode, taken.err.contains("overlaps")), std::pair(2, true))
+        << taken.err.toStdString();
+    m_session.run(binary, {u"plan"_s, u" Read paper "_s, u"--shallow"_s});
+    const auto now = json::decodeList<WorkBlock>(m_session.readData(u"blocks.json"_s));
+    ASSERT_TRUE(now && now->size() == 2u);
     WorkBlock added = block(u"Write chapter"_s, 540, 45);
-    added.id = now[1].id;
-    added.createdAt = now[1].createdAt;
-    EXPECT_EQ(now[1], added);
+    added.id = (*now)[1].id;
+    added.createdAt = (*now)[1].createdAt;
+    EXPECT_EQ((*now)[1], added);
     const auto planned = json::decodeList<PlannedBlock>(m_session.readData(u"planned.json"_s));
     ASSERT_TRUE(planned && planned->size() == 1);
     EXPECT_EQ(std::tuple(planned->front().title, planned->front().kind),
@@ -153,7 +149,7 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     ASSERT_TRUE(readLines(30000, [&] { return classNow() == u"deep"_s; }))
         << "lines seen: " << lines.size();
     EXPECT_EQ(lines.back().value(u"percentage"_s).toInt(), 0);
-    const Outcome status = run({u"status"_s});
+    const auto status = run({u"status"_s});
     EXPECT_EQ(status.out.trimmed(), QByteArray("Deep work: Write chapter, 45 m left"));
 
     // open hands the panel over; quit ends the program, and the feed goes on without it.

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -171,7 +172,6 @@ public:
     }
 
     QByteArray address() const { return m_address; }
-    QString display() const { return m_env.value(u"DISPLAY"_s); }
     // What the program and its clients run with on this session.
     QProcessEnvironment environment() const { return m_env; }
     QProcessEnvironment& environment() { return m_env; }
@@ -197,12 +197,12 @@ public:
         QByteArray out;
         QByteArray err;
     };
-    Outcome run(const QString& program, const QStringList& args) const {
+    Outcome run(const QString& program, const QStringList& args, int timeoutMs = 10000) const {
         QProcess p;
         p.setProcessEnvironment(m_env);
         p.start(program, args);
-        // One still running after ten seconds counts as failed, not as its default exit code.
-        const bool finished = p.waitForFinished(10000);
+        // One missing or still running at the end counts as failed, not as its default exit code.
+        const bool finished = p.waitForFinished(timeoutMs);
         return {finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
                 p.readAllStandardOutput(), p.readAllStandardError()};
     }
