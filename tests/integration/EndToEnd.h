@@ -7,10 +7,6 @@
 
 #include <QTest>
 
-#include <gtest/gtest.h>
-
-#include <functional>
-
 namespace quillmere::test {
 
 // Monday 2024-03-04 (in Berlin, the sessions' zone): the day the faked clocks start on.
@@ -22,14 +18,6 @@ inline WorkBlock block(const QString& title, Minutes start, Minutes duration,
 }
 inline void writeBlocks(const Session& session, const std::vector<WorkBlock>& blocks) {
     session.writeData(QStringLiteral("blocks.json"), json::encodeList(blocks));
-}
-inline std::vector<WorkBlock> readBlocks(const Session& session) {
-    return json::decodeList<WorkBlock>(session.readData(QStringLiteral("blocks.json")))
-        .value_or(std::vector<WorkBlock>{});
-}
-
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    return QTest::qWaitFor(condition, timeoutMs);
 }
 
 } // namespace quillmere::test

@@ -6,27 +6,23 @@
 
 #include "support/DiskAudio.h"
 
-#include <QElapsedTimer>
-#include <QFile>
-#include <QProcess>
-
 #include <algorithm>
 #include <cmath>
 
 using namespace quillmere;
-using namespace Qt::StringLiterals;
-using test::block;
-using test::waitFor;
+using namespace quillmere::test; // and its string literals
 
 namespace {
 
 // The program on a session's data folder, under a wall clock faked to start at `fakeStart` on
-// Monday 2024-03-04 in Berlin.
+// Monday 2024-03-04 in Berlin, with SDL's disk driver where a DiskAudio set it here.
 struct Program : test::FakeTimeProgram {
     Program(const test::Session& session, const std::vector<WorkBlock>& blocks,
-            const Settings& settings, const QString& fakeStart,
-            QProcessEnvironment env = QProcessEnvironment())
-        : m_session(session), m_env(env.isEmpty() ? session.environment() : env) {
+            const Settings& settings, const QString& fakeStart)
+        : m_env(session.environment()) {
+        for (const char* name : {"SDL_AUDIODRIVER", "SDL_DISKAUDIOFILE"})
+            if (qEnvironmentVariableIsSet(name))
+                m_env.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
         test::writeBlocks(session, blocks);
         session.writeData(u"settings.json"_s, json::encodeStateFile(json::encode(settings)));
         startAt(fakeStart);
@@ -36,19 +32,9 @@ struct Program : test::FakeTimeProgram {
         EXPECT_TRUE(start(m_env, QStringLiteral(QUILLMERE_BINARY), u"@2024-03-04 "_s + fakeStart,
                           {}, QProcess::ForwardedChannels));
     }
-    bool recorded() const { return QFile::exists(m_session.dataFile(u"do-not-disturb.json"_s)); }
 
-    const test::Session& m_session;
     QProcessEnvironment m_env;
 };
-
-// A headless session's environment with SDL's disk driver as DiskAudio set it here.
-QProcessEnvironment withDiskAudio(const test::Session& session) {
-    QProcessEnvironment env = session.environment();
-    for (const char* name : {"SDL_AUDIODRIVER", "SDL_DISKAUDIOFILE"})
-        env.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
-    return env;
-}
 
 } // namespace
 
@@ -62,14 +48,14 @@ TEST(FocusAidsEndToEnd, NoisePlaysAtItsVolumeStopsWithItsBlockAndCarriesOnInTheN
     // would open a second device on the same file.
     const std::vector<WorkBlock> blocks{block(u"Write"_s, 600, 60), block(u"Edit"_s, 661, 30)};
     const Settings loud{.chimesEnabled = false, .noiseVolume = 0.5};
-    const Settings off{
-        .chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .noiseVolume = 0.5};
+    Settings off = loud;
+    off.deepWorkNoise = DeepWorkNoise::off;
 
     // Side by side, so the program without noise has had as long as the other has played.
     audio.use(u"loud.raw"_s);
-    Program playing(loudHome, blocks, loud, u"10:59:40"_s, withDiskAudio(loudHome));
+    Program playing(loudHome, blocks, loud, u"10:59:40"_s);
     audio.use(u"off.raw"_s);
-    Program silent(silentHome, blocks, off, u"10:59:40"_s, withDiskAudio(silentHome));
+    Program silent(silentHome, blocks, off, u"10:59:40"_s);
 
     // The output's rate, as SDL's disk driver reports none; it plays in real time.
     constexpr double rate = 48000;
@@ -77,10 +63,9 @@ TEST(FocusAidsEndToEnd, NoisePlaysAtItsVolumeStopsWithItsBlockAndCarriesOnInTheN
     auto played = [&] { return samples().size(); };
     ASSERT_TRUE(waitFor([&] { return played() >= rate / 2; }, 15000)) << "no noise was played";
     const std::size_t before = played();
-    QElapsedTimer span;
-    span.start();
+    const qint64 since = playing.elapsed();
     QTest::qWait(2500);
-    const double perSecond = double(played() - before) * 1000.0 / double(span.elapsed());
+    const double perSecond = double(played() - before) * 1000.0 / double(playing.elapsed() - since);
     EXPECT_GT(perSecond, 0.6 * rate);
     EXPECT_LT(perSecond, 1.05 * rate);
 
@@ -112,17 +97,16 @@ TEST(FocusAidsEndToEnd, NoisePlaysAtItsVolumeStopsWithItsBlockAndCarriesOnInTheN
 
     // The next block opens the output anew (the disk driver starts its file again) and the
     // noise carries on from its last sample, one leaky step away.
-    ASSERT_TRUE(waitFor(
-        [&] {
-            const std::vector<float> now = samples();
-            return playing.elapsed() > 80000 && now.size() < first.size() &&
-                   std::any_of(now.begin(), now.end(), [](float x) { return x != 0; });
-        },
-        100000))
-        << "no noise in the second block";
+    const auto sounding = [](float x) { return x != 0; };
+    std::vector<float> second;
+    const auto secondBlockPlays = [&] {
+        second = samples();
+        return playing.elapsed() > 80000 && second.size() < first.size() &&
+               std::ranges::any_of(second, sounding);
+    };
+    ASSERT_TRUE(waitFor(secondBlockPlays, 100000)) << "no noise in the second block";
     // A device opens paused and may write a little silence before it plays.
-    const std::vector<float> second = samples();
-    const auto sound = std::find_if(second.begin(), second.end(), [](float x) { return x != 0; });
+    const auto sound = std::ranges::find_if(second, sounding);
     ASSERT_NE(sound, second.end());
     const float gain = 3.5f * 0.5f;
     EXPECT_NEAR(*sound / gain, first.back() / gain / 1.02f, 0.02f / 1.02f + 1e-5f);
@@ -142,8 +126,7 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
         SCOPED_TRACE("a banner during the block");
         // "Write" ends ten seconds after the program starts, one minute of it left until then.
         Program program(session, {block(u"Write"_s, 635, 25)}, Settings{}, u"10:59:50"_s);
-        const QString card = u"^Stay focused .* 1 m left in Write$"_s;
-        const QString anyCard = u"^Stay focused"_s;
+        const QString card = u"^Stay focused"_s;
         auto banner = [&] {
             session.run(u"notify-send"_s, {u"-t"_s, u"1000"_s, u"Mail"_s, u"A new message"_s});
         };
@@ -151,15 +134,15 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
         bool shown = false;
         while (!shown && program.elapsed() < 8000) {
             banner();
-            shown = waitFor([&] { return session.shows(card); }, 2500);
+            shown = waitFor([&] { return session.shows(u"^Stay focused .* 1 m left in Write$"_s); },
+                            2500);
         }
         ASSERT_TRUE(shown) << "no card for a banner during the block";
         // The faked clock began no earlier than program.elapsed(), so at 12 s the block is over.
         ASSERT_TRUE(
-            waitFor([&] { return program.elapsed() > 12000 && !session.shows(anyCard); }, 15000));
+            waitFor([&] { return program.elapsed() > 12000 && !session.shows(card); }, 15000));
         banner();
-        EXPECT_FALSE(waitFor([&] { return session.shows(anyCard); }, 4000))
-            << "a card after the block";
+        EXPECT_FALSE(waitFor([&] { return session.shows(card); }, 4000)) << "card after block";
         EXPECT_TRUE(program.running());
     }
     {
@@ -171,28 +154,24 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
                         Settings{}, u"13:54:57"_s);
         auto cardShown = [&] { return session.shows(u"^Deep Work in 5 m"_s); };
         ASSERT_TRUE(waitFor(cardShown, 20000)) << "no reminder";
-        QElapsedTimer up;
-        up.start();
         // Up for its six seconds, less what finding it and a slow machine may cost.
-        while (up.elapsed() < 4500)
-            ASSERT_TRUE(cardShown()) << "the reminder went after " << up.elapsed() << " ms";
+        for (const qint64 shownAt = program.elapsed(); program.elapsed() - shownAt < 4500;)
+            ASSERT_TRUE(cardShown()) << "the reminder went at ms " << program.elapsed() - shownAt;
         EXPECT_TRUE(waitFor([&] { return !cardShown(); }, 10000)) << "the reminder stayed";
         EXPECT_TRUE(program.running());
     }
 
-    QProcessEnvironment env = session.environment();
-    env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+    session.environment().insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
     const Settings quiet{.deepWorkNoise = DeepWorkNoise::off, .silenceNotifications = true};
     auto paused = [&] { return session.run(u"dunstctl"_s, {u"is-paused"_s}); };
+    auto recorded = [&] { return QFile::exists(session.dataFile(u"do-not-disturb.json"_s)); };
     auto pausedWithin = [&](const char* state, int ms) {
         return waitFor([&] { return paused() == state; }, ms);
     };
-    // Each run ends as named: by its block ending (signal 0) or by a signal.
-    const struct {
-        const char* name;
-        bool userPaused;
-        int signal;
-    } cases[] = {
+    // Each run, with or without the user's own pause, ends as named: by its block ending
+    // (signal 0) or by a signal.
+    using Case = std::tuple<const char*, bool, int>;
+    const Case cases[] = {
         {"the block ends", false, 0},
         {"SIGTERM", false, SIGTERM},
         {"SIGKILL, then the next start", false, SIGKILL},
@@ -200,21 +179,21 @@ TEST(FocusAidsEndToEnd, CardsAndDoNotDisturbOnADesktopWithDunst) {
         {"SIGHUP", false, SIGHUP},
         {"SIGTERM with the user's own pause", true, SIGTERM},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        session.run(u"dunstctl"_s, {u"set-paused"_s, c.userPaused ? u"true"_s : u"false"_s});
+    for (const auto& [name, userPaused, signal] : cases) {
+        SCOPED_TRACE(name);
+        session.run(u"dunstctl"_s, {u"set-paused"_s, userPaused ? u"true"_s : u"false"_s});
         Program program(session, {block(u"Write"_s, 600, 60)}, quiet,
-                        c.signal ? u"10:30:00"_s : u"10:59:30"_s, env);
+                        signal ? u"10:30:00"_s : u"10:59:30"_s);
         EXPECT_TRUE(pausedWithin("true", 20000)) << "not paused during the block";
-        EXPECT_TRUE(c.signal ? program.end(c.signal)
-                             : waitFor([&] { return program.elapsed() > 32000; }, 40000));
-        if (c.signal == SIGKILL) {
+        EXPECT_TRUE(signal ? program.end(signal)
+                           : waitFor([&] { return program.elapsed() > 32000; }, 40000));
+        if (signal == SIGKILL) {
             EXPECT_EQ(paused(), "true") << "nothing should have run after the kill";
-            EXPECT_TRUE(program.recorded());
+            EXPECT_TRUE(recorded());
             program.startAt(u"11:30:00"_s);
             EXPECT_TRUE(pausedWithin("false", 20000)) << "the next start did not repair";
-            EXPECT_FALSE(program.recorded());
+            EXPECT_FALSE(recorded());
         }
-        EXPECT_TRUE(pausedWithin(c.userPaused ? "true" : "false", 10000));
+        EXPECT_TRUE(pausedWithin(userPaused ? "true" : "false", 10000));
     }
 }

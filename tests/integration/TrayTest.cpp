@@ -11,21 +11,17 @@
 #include "support/FakeTrayHost.h"
 
 #include <QDBusArgument>
-#include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-#include <QDir>
-#include <QFile>
 #include <QImage>
-#include <QProcess>
 #include <QtEndian>
 
 using namespace quillmere;
-using namespace Qt::StringLiterals;
-using test::waitFor;
+using namespace quillmere::test; // and its string literals
 
 namespace {
 
+const QString binary = QStringLiteral(QUILLMERE_BINARY);
 const QString itemInterface = u"org.kde.StatusNotifierItem"_s;
 
 // The largest picture of an a(iiay) icon, its pixels in network-order ARGB.
@@ -69,11 +65,8 @@ struct TrayDesktop {
     // The idle symbol installed, as a package puts it: a host finds the outline by name.
     void installSymbol() const {
         const QString icons = session.path(u"data/icons/hicolor/symbolic/apps"_s);
-        ASSERT_TRUE(QDir().mkpath(icons));
+        QDir().mkpath(icons);
         QFile(icons + u"/org.quillmere.Quillmere-symbolic.svg"_s).open(QIODevice::WriteOnly);
-    }
-    bool start(const QProcessEnvironment& env, const QString& fakeStart) {
-        return program.start(env, QStringLiteral(QUILLMERE_BINARY), fakeStart);
     }
     // The host comes up and takes the watcher's name (on a connection named after this
     // session's folder: a name already used is an old bus's); the first item that registers.
@@ -92,9 +85,6 @@ struct TrayDesktop {
         const QDBusMessage reply = host.call(get, QDBus::Block, 5000);
         return reply.arguments().value(0).value<QDBusVariant>().variant();
     }
-    QImage pixmap(const QString& item) {
-        return largestPixmap(property(item, "IconPixmap").value<QDBusArgument>());
-    }
 };
 
 } // namespace
@@ -106,23 +96,20 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
     const auto panelShown = [&] { return session.shows(u"^Quillmere$"_s); };
     test::writeBlocks(session, {test::block(u"Inbox"_s, 600, 60, WorkKind::shallow),
                                 test::block(u"Write"_s, 660, 60)});
-    ASSERT_NO_FATAL_FAILURE(desk.installSymbol());
+    desk.installSymbol();
 
     // Inbox runs until 11:00, 38 seconds after the start; a heartbeat comes at 10:59:30.
-    const QString binary = QStringLiteral(QUILLMERE_BINARY);
     const QString fakeStart = u"@2024-03-04 10:59:22"_s;
-    ASSERT_TRUE(desk.start(session.environment(), fakeStart));
-    {
-        SCOPED_TRACE("no host yet: the program waits, and so does a second start's request");
-        QTest::qWait(1500);
-        ASSERT_TRUE(desk.program.running());
-        EXPECT_FALSE(panelShown());
-        test::FakeTimeProgram second;
-        ASSERT_TRUE(second.start(session.environment(), binary, fakeStart));
-        ASSERT_TRUE(second.process().waitForFinished(10000));
-        EXPECT_EQ(second.process().exitCode(), 0);
-        EXPECT_FALSE(panelShown());
-    }
+    ASSERT_TRUE(desk.program.start(session.environment(), binary, fakeStart));
+    // No host yet: the program waits, and so does a second start's request.
+    QTest::qWait(1500);
+    ASSERT_TRUE(desk.program.running());
+    EXPECT_FALSE(panelShown());
+    test::FakeTimeProgram second;
+    ASSERT_TRUE(second.start(session.environment(), binary, fakeStart));
+    ASSERT_TRUE(second.process().waitForFinished(10000));
+    EXPECT_EQ(second.process().exitCode(), 0);
+    EXPECT_FALSE(panelShown());
 
     // The host comes up a moment after the program, as at a login: one item registers, and
     // the request that waited opens the panel.
@@ -134,7 +121,7 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
     // The picture is the blue bar of shallow work, the tooltip the block's title. The bar has
     // no name, so a host that tints named symbols shows it in its own colour.
     EXPECT_EQ(desk.property(item, "IconName").toString(), QString());
-    const QImage icon = desk.pixmap(item);
+    const QImage icon = largestPixmap(desk.property(item, "IconPixmap").value<QDBusArgument>());
     ASSERT_FALSE(icon.isNull());
     EXPECT_EQ(icon.pixelColor(icon.width() / 2, icon.height() / 2).rgb(),
               QColor::fromRgbF(0.12f, 0.45f, 0.90f).rgb());
@@ -155,8 +142,7 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
 
     // Refreshes that change nothing the tooltip shows (the heartbeat, a block added for later)
     // send it no new tooltip; the block starting at 11:00 sends one.
-    EXPECT_EQ(session.Session::run(binary, {u"add"_s, u"Later"_s, u"--at"_s, u"15:00"_s}).exitCode,
-              0);
+    session.run(binary, {u"add"_s, u"Later"_s, u"--at"_s, u"15:00"_s});
     ASSERT_TRUE(waitFor([&] { return desk.program.elapsed() > 10000; }, 15000));
     EXPECT_EQ(desk.watcher.toolTipChanges, 0);
     EXPECT_TRUE(waitFor([&] { return toolTip() == u"Write"_s; }, 45000));
@@ -173,34 +159,32 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
 TEST(QuillmereTray, TheIdleOutlineIsNamedOrDrawnToStandOutOnTheBar) {
     const QColor darkBar(0x1d, 0x1d, 0x1d);
     const QColor lightBar(0xf0, 0xf0, 0xf0);
-    const struct {
-        const char* desktop;
-        bool installed;
-        QColor bar;
-    } cases[] = {{"GNOME", true, {}}, {"GNOME", false, darkBar}, {"XFCE", false, lightBar}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.desktop) + (c.installed ? " with the symbol" : ""));
+    // The desktop, whether the symbol is installed, and its bar.
+    using Case = std::tuple<const char*, bool, QColor>;
+    const Case cases[] = {
+        {"GNOME", true, {}}, {"GNOME", false, darkBar}, {"XFCE", false, lightBar}};
+    for (const auto& [desktop, installed, bar] : cases) {
+        SCOPED_TRACE(std::string(desktop) + (installed ? " with the symbol" : ""));
         TrayDesktop desk;
         ASSERT_NO_FATAL_FAILURE(desk.session.start(false));
-        if (c.installed) {
-            ASSERT_NO_FATAL_FAILURE(desk.installSymbol());
-        }
+        if (installed)
+            desk.installSymbol();
         QProcessEnvironment env = desk.session.environment();
-        env.insert(u"XDG_CURRENT_DESKTOP"_s, QString::fromLatin1(c.desktop));
-        ASSERT_TRUE(desk.start(env, u"@2024-03-04 08:00:00"_s));
+        env.insert(u"XDG_CURRENT_DESKTOP"_s, QString::fromLatin1(desktop));
+        ASSERT_TRUE(desk.program.start(env, binary, u"@2024-03-04 08:00:00"_s));
         const QString item = desk.hostUp();
         const QString name = desk.property(item, "IconName").toString();
-        EXPECT_EQ(name, c.installed ? u"org.quillmere.Quillmere-symbolic"_s : QString());
-        if (c.installed)
+        EXPECT_EQ(name, installed ? u"org.quillmere.Quillmere-symbolic"_s : QString());
+        if (installed)
             continue;
-        const QImage icon = desk.pixmap(item);
+        const QImage icon = largestPixmap(desk.property(item, "IconPixmap").value<QDBusArgument>());
         ASSERT_FALSE(icon.isNull());
         QColor ink(Qt::transparent);
         for (int x = 0; x < icon.width(); ++x)
             if (icon.pixelColor(x, icon.height() / 2).alpha() > ink.alpha())
                 ink = icon.pixelColor(x, icon.height() / 2);
         ink.setAlpha(255);
-        EXPECT_GE(ui::contrastRatio(ink, c.bar), 4.5) << ink.name().toStdString();
+        EXPECT_GE(ui::contrastRatio(ink, bar), 4.5) << ink.name().toStdString();
     }
     for (const WorkKind kind : allWorkKinds)
         for (const QColor& bar : {darkBar, lightBar})

@@ -19,8 +19,6 @@ class FakeWatcher final : public QObject {
     Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
 
 public:
-    static QString service() { return u"org.kde.StatusNotifierWatcher"_s; }
-
     bool hostRegistered() const { return true; }
     int protocolVersion() const { return 0; }
     QStringList items() const { return m_items; }
@@ -29,7 +27,7 @@ public:
     bool publish(QDBusConnection& bus) {
         return bus.registerObject(u"/StatusNotifierWatcher"_s, this,
                                   QDBusConnection::ExportAllContents) &&
-               bus.registerService(service());
+               bus.registerService(u"org.kde.StatusNotifierWatcher"_s);
     }
 
     bool countToolTips(QDBusConnection& bus, const QString& item) {

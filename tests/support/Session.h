@@ -6,30 +6,33 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QThread>
+#include <QtCore/qtestsupport_core.h>
 
 #include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <functional>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace quillmere::test {
 
 using namespace Qt::StringLiterals;
 
+// Whether `condition` holds within the time, the event loop running meanwhile.
+inline bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    return QTest::qWaitFor(condition, timeoutMs);
+}
+
 // The first line a started helper prints (Xvfb's display, dbus-daemon's address), or nothing
 // when it does not start or says nothing within ten seconds.
 inline QByteArray firstLine(QProcess& p) {
-    if (!p.waitForStarted(5000))
-        return {};
-    QElapsedTimer clock;
-    clock.start();
-    while (!p.canReadLine() && clock.elapsed() < 10000)
-        p.waitForReadyRead(200);
-    return p.readLine().trimmed();
+    const auto lineRead = [&] {
+        return p.canReadLine() || (p.waitForReadyRead(200) && p.canReadLine());
+    };
+    return p.waitForStarted(5000) && waitFor(lineRead, 10000) ? p.readLine().trimmed()
+                                                              : QByteArray();
 }
 
 // A program started under a faked wall clock (libfaketime), in a process group of its own, so
@@ -71,11 +74,7 @@ public:
             return true;
         kill(-m_group, signal);
         m_process.waitForFinished(5000);
-        QElapsedTimer clock;
-        clock.start();
-        while (kill(-m_group, 0) == 0 && clock.elapsed() < 5000)
-            QThread::msleep(50);
-        const bool ended = kill(-m_group, 0) != 0;
+        const bool ended = waitFor([&] { return kill(-m_group, 0) != 0; }, 5000);
         kill(-m_group, SIGKILL);
         m_group = 0;
         return ended;
@@ -113,11 +112,9 @@ public:
     ~Session() {
         // The daemon first, then what it runs on.
         for (auto it = m_processes.rbegin(); it != m_processes.rend(); ++it) {
+            // What does not end at once is killed with its QProcess.
             (*it)->terminate();
-            if (!(*it)->waitForFinished(2000)) {
-                (*it)->kill();
-                (*it)->waitForFinished(2000);
-            }
+            (*it)->waitForFinished(2000);
         }
     }
     // Returns what did not start, or nothing. From here on the program picks its platform
@@ -150,16 +147,13 @@ public:
         if (!withNotificationDaemon)
             return {};
 
-        QProcess& daemon = spawn(u"dunst"_s, {});
-        if (!daemon.waitForStarted(5000))
+        if (!spawn(u"dunst"_s, {}).waitForStarted(5000))
             return u"dunst did not start"_s;
-        QElapsedTimer clock;
-        clock.start();
-        while (!notificationsOwned())
-            if (clock.elapsed() > 30000)
-                return u"dunst never took the notification name"_s;
-            else
-                QThread::msleep(50);
+        const QStringList ask = u"--session --print-reply --dest=org.freedesktop.DBus / "
+                                "org.freedesktop.DBus.NameHasOwner "
+                                "string:org.freedesktop.Notifications"_s.split(u' ');
+        if (!waitFor([&] { return run(u"dbus-send"_s, ask).out.contains("boolean true"); }, 30000))
+            return u"dunst never took the notification name"_s;
         return {};
     }
 
@@ -178,7 +172,6 @@ public:
     }
 
     QByteArray address() const { return m_address; }
-    QString display() const { return m_env.value(u"DISPLAY"_s); }
     // What the program and its clients run with on this session.
     QProcessEnvironment environment() const { return m_env; }
     QProcessEnvironment& environment() { return m_env; }
@@ -204,12 +197,12 @@ public:
         QByteArray out;
         QByteArray err;
     };
-    Outcome run(const QString& program, const QStringList& args) const {
+    Outcome run(const QString& program, const QStringList& args, int timeoutMs = 10000) const {
         QProcess p;
         p.setProcessEnvironment(m_env);
         p.start(program, args);
-        // One still running after ten seconds counts as failed, not as its default exit code.
-        const bool finished = p.waitForFinished(10000);
+        // One missing or still running at the end counts as failed, not as its default exit code.
+        const bool finished = p.waitForFinished(timeoutMs);
         return {finished && p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
                 p.readAllStandardOutput(), p.readAllStandardError()};
     }
@@ -220,14 +213,6 @@ public:
     }
 
 private:
-    bool notificationsOwned() const {
-        return run(u"dbus-send"_s,
-                   {u"--session"_s, u"--print-reply"_s, u"--dest=org.freedesktop.DBus"_s, u"/"_s,
-                    u"org.freedesktop.DBus.NameHasOwner"_s,
-                    u"string:org.freedesktop.Notifications"_s})
-            .out.contains("boolean true");
-    }
-
     QTemporaryDir m_dir;
     QProcessEnvironment m_env;
     QByteArray m_address;
