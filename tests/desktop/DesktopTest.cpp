@@ -135,6 +135,15 @@ protected:
         ASSERT_NO_FATAL_FAILURE(start(false));
         m_x = xcb_connect(environment().value(u"DISPLAY"_s).toLocal8Bit().constData(), nullptr);
     }
+    // QUILLMERE_DESKTOP_SHOTS names a folder for the screen of a failed scenario.
+    void TearDown() override {
+        const QString folder = qEnvironmentVariable("QUILLMERE_DESKTOP_SHOTS");
+        if (HasFailure() && !folder.isEmpty())
+            grab().save(
+                folder + u'/' +
+                QLatin1String(testing::UnitTest::GetInstance()->current_test_info()->name()) +
+                u".png"_s);
+    }
     ~PanelScenario() override { xcb_disconnect(m_x); }
 
     QJsonValue setting(const char* key) const {

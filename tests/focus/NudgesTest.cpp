@@ -418,7 +418,8 @@ TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
     NotificationMonitor* monitor = new NotificationMonitor([&] { return session.address(); });
     std::vector<std::unique_ptr<BannerSource>> sources;
     sources.emplace_back(monitor);
-    sources.push_back(std::make_unique<X11NotificationWindows>(session.display().toLocal8Bit()));
+    sources.push_back(std::make_unique<X11NotificationWindows>(
+        session.environment().value(u"DISPLAY"_s).toLocal8Bit()));
     AnyBannerSource any(std::move(sources));
     ASSERT_TRUE(QTest::qWaitFor([&] { return monitor->isMonitoring(); }, 20000));
     const auto monitorSees = [&] { return monitor->bannerPresent(); };
