@@ -12,8 +12,6 @@
 using namespace quillmere;
 using namespace Qt::StringLiterals;
 
-namespace {
-
 struct ClockFixture : ::testing::Test {
     test::TzGuard tz{"Europe/Berlin"};
     test::FakeWallClock wall{QDateTime(QDate(2024, 3, 4), QTime(9, 0, 10))};
@@ -27,8 +25,6 @@ struct ClockFixture : ::testing::Test {
             QCoreApplication::processEvents();
     }
 };
-
-} // namespace
 
 TEST_F(ClockFixture, RequestsAndStartsCoalesceAndARequestFromATickQueuesOneMore) {
     clock->requestTick();

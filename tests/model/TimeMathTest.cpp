@@ -53,17 +53,3 @@ TEST(TimeMath, DayKeysRoundTripWeekdaysCountFromSundayAndOnlyRealDatesInTheKeyFo
           "2024-03-0x", "2024-+3-04", "+024-03-04", "2024-03- 4", ""})
         EXPECT_FALSE(dateFromDayKey(QString::fromLatin1(key))) << key;
 }
-
-// Each call reads the zone afresh; the minutes of the day are whole minutes, never rounded up.
-TEST(TimeMath, ZoneChangeBetweenCallsIsSeenAtOnce) {
-    test::TzGuard tz("UTC");
-    const QDateTime instant(QDate(2024, 3, 4), QTime(23, 30, 59), Qt::UTC);
-    for (const auto& [zone, day, minutes] :
-         {std::tuple{"UTC", "2024-03-04", 23 * 60 + 30},
-          std::tuple{"Asia/Tokyo", "2024-03-05", 8 * 60 + 30},
-          std::tuple{"America/New_York", "2024-03-04", 18 * 60 + 30}}) {
-        test::TzGuard::set(zone);
-        EXPECT_EQ(dayKey(instant), QString::fromLatin1(day)) << zone;
-        EXPECT_EQ(minutesOfDay(instant), minutes) << zone;
-    }
-}

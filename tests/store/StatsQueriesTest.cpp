@@ -3,6 +3,8 @@
 
 #include "support/StoreHarness.h"
 
+#include <QFile>
+
 #include <sqlite3.h>
 
 using namespace quillmere;
@@ -10,13 +12,9 @@ using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
-namespace {
-
 // A statistics file made by the store's own schema, with a connection of the test's own to write
-// rows of any shape and to look at what the store wrote.
-struct StatsFile : ::testing::Test {
-    TzGuard tz{"Europe/Berlin"};
-    TempDataDir dir;
+// rows of any shape, to look at what the store wrote and to hold the file locked.
+struct StatsFile : StoreHarness {
     QString path = dir.file(u"stats.sqlite"_s);
     sqlite3* db = nullptr;
 
@@ -48,8 +46,6 @@ struct StatsFile : ::testing::Test {
     }
 };
 
-} // namespace
-
 TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignIds) {
     const QUuid id = QUuid::createUuid();
     StatsDB stats(path);
@@ -73,12 +69,6 @@ TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignId
         "'deep', 1, 1);"_s);
     EXPECT_EQ(stats.confirmedIDs(u"2024-03-04"_s),
               (QSet<QUuid>{id, QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s)}));
-
-    // A file that cannot be opened gives no handle and quiet calls.
-    StatsDB nowhere(dir.file(u"missing/folder/stats.sqlite"_s));
-    EXPECT_FALSE(nowhere.isOpen());
-    nowhere.insert({id, u"d"_s, u"t"_s, WorkKind::deep, 1, 1});
-    EXPECT_TRUE(nowhere.confirmedIDs(u"d"_s).isEmpty());
 }
 
 TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
@@ -129,6 +119,49 @@ TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
     EXPECT_EQ(readTopDeepTitles(path, QDate(2024, 2, 4), QDate(2024, 3, 4), 2),
               std::vector(top.begin(), top.begin() + 2));
     EXPECT_EQ(readRows(path).size(), std::size(rows)); // the export skips the same rows
+}
+
+// The statistics file may be missing, damaged or held by another writer: the record reads as
+// empty with a one-line reason, the file is left as it is, and a block that ends still freezes.
+TEST_F(StatsFile, AMissingDamagedOrLockedFileReadsEmptyAndTheEndedBlockStillFreezes) {
+    const WorkBlock block = makeBlock(u"Write"_s, today, 480, 60);
+    seedBlocks({block});
+    wall.set(monday, QTime(9, 0, 0, 100)); // just after the block's end
+    const auto expectEmpty = [&](ReadProblem problem) {
+        const StatsRecord record = readRecord(path, monday);
+        EXPECT_TRUE(record.confirmed.empty() && record.topTitles.empty());
+        EXPECT_EQ(record.problem, problem);
+        EXPECT_FALSE(explanation(problem).isEmpty() || explanation(problem).contains(u'\n'));
+        auto rowsProblem = ReadProblem::none;
+        EXPECT_TRUE(readRows(path, &rowsProblem).empty());
+        EXPECT_EQ(rowsProblem, problem);
+    };
+    // Another writer holds an exclusive transaction while the store starts and confirms.
+    row("2024-03-04", u"t"_s, "'deep'", "60");
+    sql(u"BEGIN EXCLUSIVE;"_s);
+    expectEmpty(ReadProblem::locked);
+    open();
+    EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
+    sql(u"COMMIT;"_s);
+    store.reset();
+    // Only the row from before: the confirmation was lost to the lock, and the reads left the
+    // file free for the next write.
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 0}}}));
+    StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::shallow, 540, 30});
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 30}}}));
+
+    QFile::remove(path);
+    expectEmpty(ReadProblem::missing);
+    EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
+    dir.write(u"stats.sqlite"_s, QByteArray());  // a file SQLite made no table in
+    expectEmpty(ReadProblem::missing);
+    const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
+    dir.write(u"stats.sqlite"_s, garbage);
+    expectEmpty(ReadProblem::damaged);
+    open();
+    EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{block.id});
+    EXPECT_TRUE(store->isFrozen(block));
+    EXPECT_EQ(dir.read(u"stats.sqlite"_s), garbage);
 }
 
 TEST(StatsFigures, TotalsStreaksAndAverage) {

@@ -28,14 +28,12 @@ inline void processEvents() {
 
 inline WorkBlock makeBlock(const QString& title, const QString& day, Minutes start,
                            Minutes duration, WorkKind kind = WorkKind::deep) {
-    return WorkBlock{QUuid::createUuid(), title,       day, start, duration, kind,
-                     std::nullopt,        std::nullopt};
+    return {QUuid::createUuid(), title, day, start, duration, kind, std::nullopt, std::nullopt};
 }
 
 inline RepeatRule makeRule(const QString& title, Minutes start, Minutes duration, Weekdays days,
                            WorkKind kind = WorkKind::deep) {
-    return RepeatRule{QUuid::createUuid(), title,       kind, start, duration,
-                      std::move(days),     std::nullopt};
+    return {QUuid::createUuid(), title, kind, start, duration, std::move(days), std::nullopt};
 }
 
 // A real store on a temporary folder, driven by a wall clock the test moves by hand: Monday
@@ -63,32 +61,21 @@ struct StoreHarness : ::testing::Test {
         return *store;
     }
 
-    template <typename T> void seed(const QString& file, const std::vector<T>& items) const {
-        dir.write(file, json::encodeList(items));
+    template <typename T> void seed(const char* file, const std::vector<T>& items) const {
+        dir.write(QString::fromLatin1(file), json::encodeList(items));
     }
-    void seedBlocks(const std::vector<WorkBlock>& blocks) const {
-        seed(QStringLiteral("blocks.json"), blocks);
-    }
-    void seedRules(const std::vector<RepeatRule>& rules) const {
-        seed(QStringLiteral("rules.json"), rules);
-    }
-    void seedPlanned(const std::vector<PlannedBlock>& items) const {
-        seed(QStringLiteral("planned.json"), items);
-    }
+    void seedBlocks(const std::vector<WorkBlock>& v) const { seed("blocks.json", v); }
+    void seedRules(const std::vector<RepeatRule>& v) const { seed("rules.json", v); }
+    void seedPlanned(const std::vector<PlannedBlock>& v) const { seed("planned.json", v); }
 
     // A file's list; empty when it is missing or does not decode.
-    template <typename T> std::vector<T> onDisk(const QString& file) const {
-        return json::decodeList<T>(dir.read(file).value_or("")).value_or(std::vector<T>{});
+    template <typename T> std::vector<T> onDisk(const char* file) const {
+        return json::decodeList<T>(dir.read(QString::fromLatin1(file)).value_or(""))
+            .value_or(std::vector<T>{});
     }
-    std::vector<WorkBlock> blocksOnDisk() const {
-        return onDisk<WorkBlock>(QStringLiteral("blocks.json"));
-    }
-    std::vector<RepeatRule> rulesOnDisk() const {
-        return onDisk<RepeatRule>(QStringLiteral("rules.json"));
-    }
-    std::vector<PlannedBlock> plannedOnDisk() const {
-        return onDisk<PlannedBlock>(QStringLiteral("planned.json"));
-    }
+    std::vector<WorkBlock> blocksOnDisk() const { return onDisk<WorkBlock>("blocks.json"); }
+    std::vector<RepeatRule> rulesOnDisk() const { return onDisk<RepeatRule>("rules.json"); }
+    std::vector<PlannedBlock> plannedOnDisk() const { return onDisk<PlannedBlock>("planned.json"); }
     // Whether every file holds just what the store holds; a missing file holds nothing.
     bool savedAsHeld() const {
         const auto settings = dir.read(QStringLiteral("settings.json")).value_or("{}");

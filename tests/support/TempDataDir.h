@@ -14,8 +14,6 @@ namespace quillmere::test {
 // A data folder of its own for one test, removed afterwards.
 class TempDataDir {
 public:
-    TempDataDir() { m_dir.setAutoRemove(true); }
-
     QString path() const { return m_dir.path(); }
     QString file(const QString& name) const { return m_dir.filePath(name); }
 
