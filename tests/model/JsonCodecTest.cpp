@@ -7,11 +7,8 @@
 #include <gtest/gtest.h>
 
 using namespace quillmere;
-using json::decode;
-using json::decodeList;
+using namespace quillmere::json;
 using namespace Qt::StringLiterals;
-
-namespace {
 
 const QUuid blockId = QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s);
 const QUuid ruleId = QUuid::fromString(u"0A1B2C3D-4E5F-4061-8273-94A5B6C7D8E9"_s);
@@ -40,8 +37,6 @@ template <typename T> void expectRejected(const T& good, std::initializer_list<W
             EXPECT_FALSE(decode<T>(bad)) << key << QJsonDocument(bad).toJson().toStdString();
         }
 }
-
-} // namespace
 
 TEST(JsonCodec, EveryRecordRoundTripsAndLeavesAbsentOptionalKeysOut) {
     const Settings custom{false, DeepWorkNoise::off, 0.35, true, false, true};
