@@ -49,7 +49,6 @@ struct StatsFile : StoreHarness {
 TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignIds) {
     const QUuid id = QUuid::createUuid();
     StatsDB stats(path);
-    ASSERT_TRUE(stats.isOpen());
     stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
     stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
     stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
@@ -107,18 +106,16 @@ TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
         {QDate(2024, 3, 3), {15, 0}},     {QDate(2024, 3, 4), {60, 0}},
         {QDate(2024, 3, 5), {900, 0}},    {QDate(2024, 3, 31), {120, 1440}},
     };
-    ReadProblem problem = ReadProblem::damaged;
-    EXPECT_EQ(readDayMinutes(path, &problem), expected);
-    EXPECT_EQ(problem, ReadProblem::none);
-    const StatsRecord record = readRecord(path, QDate(2024, 3, 4));
-    EXPECT_EQ(record.confirmed, expected);
-    EXPECT_EQ(record.problem, ReadProblem::none);
     const std::vector<TitleMinutes> top{
         {u"Alpha"_s, 120}, {u"Code, review"_s, 120}, {u"Thesis"_s, 120}, {u"Small"_s, 15}};
-    EXPECT_EQ(record.topTitles, top);
-    EXPECT_EQ(readTopDeepTitles(path, QDate(2024, 2, 4), QDate(2024, 3, 4), 2),
+    const StatsRecord record = readRecord(path, monday);
+    EXPECT_EQ(std::tuple(record.confirmed, record.topTitles, record.problem),
+              std::tuple(expected, top, ReadProblem::none));
+    EXPECT_EQ(readTopDeepTitles(path, QDate(2024, 2, 4), monday, 2),
               std::vector(top.begin(), top.begin() + 2));
-    EXPECT_EQ(readRows(path).size(), std::size(rows)); // the export skips the same rows
+    ReadProblem problem = ReadProblem::damaged;
+    EXPECT_EQ(readRows(path, &problem).size(), std::size(rows)); // the export skips the same rows
+    EXPECT_EQ(problem, ReadProblem::none);
 }
 
 // The statistics file may be missing, damaged or held by another writer: the record reads as
@@ -223,16 +220,13 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
 }
 
 TEST_F(StatsFile, PlannedMinutesComeFromTheKeptBlocks) {
+    seedBlocks({makeBlock(u"a"_s, today, 540, 90),
+                makeBlock(u"b"_s, today, 660, 30, WorkKind::shallow),
+                makeBlock(u"c"_s, today, 720, 30), makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
+                makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45)});
     const QString file = dir.file(u"blocks.json"_s);
-    dir.write(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{
-                                    makeBlock(u"a"_s, u"2024-03-04"_s, 540, 90),
-                                    makeBlock(u"b"_s, u"2024-03-04"_s, 660, 30, WorkKind::shallow),
-                                    makeBlock(u"c"_s, u"2024-03-04"_s, 720, 30),
-                                    makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
-                                    makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45),
-                                }));
     EXPECT_EQ(readPlannedMinutes(file),
-              (DayMinutes{{QDate(2024, 3, 4), {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
+              (DayMinutes{{monday, {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
     dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
     EXPECT_TRUE(readPlannedMinutes(file).empty());
     EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());
