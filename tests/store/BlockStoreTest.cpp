@@ -33,7 +33,7 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     const WorkBlock write = makeBlock(u"Write"_s, today, 660, 60);
     const WorkBlock mail = makeBlock(u" \tMail\t"_s, today, 780, 30, WorkKind::shallow);
     const WorkBlock later = makeBlock(u"Later"_s, today, 960, 30);
-    const WorkBlock lastOfDay = makeBlock(QString(), today, 1380, 60, WorkKind::shallow);
+    const WorkBlock lastOfDay = makeBlock(QString(), today, 1380, 60);
     seedBlocks({write, mail, later, lastOfDay});
     wall.set(monday, QTime(7, 0));
     open();
@@ -58,14 +58,28 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     at(monday, QTime(13, 15, 5), look);
     const WorkBlock earlier{later.id, later.title, today, 958, 30, WorkKind::deep, {}, {}};
     at(monday, QTime(15, 56), [&] { store->update(earlier); });
-    at(monday, QTime(23, 30), [&] { open(); }); // a restart reloads the day's confirmations
+    // Settings steer the aids of the block under way; silencing follows the deep block even
+    // with the banner nudge off.
+    const std::pair<QTime, Settings> changes[] = {
+        {QTime(16, 0), {.silenceNotifications = true}},
+        {QTime(16, 5),
+         {.chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .nudgesEnabled = false}},
+        {QTime(16, 15), {.noiseVolume = 0.5, .nudgesEnabled = false, .silenceNotifications = true}},
+        {QTime(16, 40), {}},
+    };
+    for (const auto& change : changes)
+        at(monday, change.first, [&] { store->setSettings(change.second); });
+    // A restart inside a block reloads the day's confirmations and does not chime its start.
+    at(monday, QTime(23, 30), [&] { open(); });
     runUntil(QDateTime(monday.addDays(1), QTime(0, 30)));
 
     EXPECT_EQ(aids.calls.join(u", "_s),
               u"remind Focus at 595, noise 0.1, sound Submarine, watch Focus, remind Write at 655, "
               u"sound Glass, sound Submarine, watch Write, noise off, sound Glass, watch off, "
               u"remind Later at 955, remind Later at 956, noise 0.1, sound Submarine, "
-              u"watch Later, noise off, sound Glass, watch off"_s);
+              u"watch Later, silence Later, noise off, watch off, silence off, noise 0.5, "
+              u"silence Later, noise off, sound Glass, silence off, remind  at 1375, noise 0.1, "
+              u"sound Submarine, watch , noise off, sound Glass, watch off"_s);
     EXPECT_EQ(seen, (QStringList{u"Focus"_s, u"-"_s, u"shallow"_s, u"Mail"_s}));
     EXPECT_EQ(wakeAt0930, QDateTime(monday, QTime(9, 55, 0, 100)));
     // Every boundary and reminder moment was asked for, 0.1 s after it began.
@@ -82,28 +96,9 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     const QSet<QUuid> confirmed = StatsDB(dir.file(u"stats.sqlite"_s)).confirmedIDs(today);
     EXPECT_EQ(confirmed, (QSet{write.id, mail.id, later.id, lastOfDay.id, focusBlock}));
     EXPECT_EQ(store->confirmedIDs(), confirmed);
-    EXPECT_EQ(StatsQueries::readRows(dir.file(u"stats.sqlite"_s)).back().title, u"Shallow Work"_s);
+    EXPECT_EQ(StatsQueries::readRows(dir.file(u"stats.sqlite"_s)).back().title, u"Deep Work"_s);
     open(); // only today's confirmations come back
     EXPECT_TRUE(store->confirmedIDs().isEmpty());
-}
-
-TEST_F(DayRun, SettingsSteerTheAidsOnTheTickTheyRequest) {
-    seedBlocks({makeBlock(u"Deep"_s, today, 540, 60)});
-    wall.set(monday, QTime(9, 30)); // started inside the block: no start chime
-    open();
-    const std::pair<QTime, Settings> changes[] = {
-        {QTime(9, 35), {.silenceNotifications = true}},
-        {QTime(9, 40),
-         {.chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .nudgesEnabled = false}},
-        {QTime(9, 50), {.noiseVolume = 0.5, .nudgesEnabled = false, .silenceNotifications = true}},
-    };
-    for (const auto& change : changes)
-        at(monday, change.first, [&] { store->setSettings(change.second); });
-    runUntil(QDateTime(monday, QTime(10, 1)));
-    // Silencing follows the deep block even with the banner nudge off.
-    EXPECT_EQ(aids.calls.join(u", "_s),
-              u"noise 0.1, watch Deep, silence Deep, noise off, watch off, silence off, noise 0.5, "
-              u"silence Deep, noise off, sound Glass, silence off"_s);
 }
 
 TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
@@ -145,8 +140,8 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
         EXPECT_EQ(stamps(key), (QStringList{u"Early"_s, u"Noon"_s})) << key.toStdString();
 }
 
-TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
-    const QString key = StoreHarness::today;
+TEST_F(DayRun, StampingLetsEarlierStartsWinThenListOrderAndEachStampedBlockCount) {
+    const QString key = today;
     const auto rule = [](const char* title, Minutes start, Minutes duration, int weekday = 2) {
         return makeRule(QString::fromLatin1(title), start, duration, {weekday});
     };
@@ -176,10 +171,9 @@ TEST(Stamping, EarlierStartsWinThenListOrderAndEachStampedBlockCounts) {
     }
 }
 
-TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
-    TzGuard tz("Europe/Berlin");
-    const QDateTime monday(QDate(2024, 3, 4), QTime(0, 0));
-    const QDateTime end = monday.addSecs(9 * 3600); // of a block from 8:00 to 9:00
+TEST_F(DayRun, ConfirmationIsDueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
+    const QDateTime dayStart(monday, QTime(0, 0));
+    const QDateTime end = dayStart.addSecs(9 * 3600); // of a block from 8:00 to 9:00
     const QDateTime soon = end.addMSecs(100);
     const double endSeconds = TimeMath::referenceSeconds(end);
     // What, the block's start and length, when it was drawn, its day's midnight, now, and whether
@@ -187,19 +181,18 @@ TEST(Confirmation, DueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater)
     const std::tuple<const char*, Minutes, Minutes, std::optional<double>, QDateTime, QDateTime,
                      bool>
         cases[] = {
-            {"before the end", 480, 60, {}, monday, end.addMSecs(-1), false},
-            {"at the end", 480, 60, {}, monday, end, true},
-            {"window's last moment", 480, 60, {}, monday, end.addMSecs(4999), true},
-            {"window closed", 480, 60, {}, monday, end.addMSecs(5000), false},
-            {"created before the end", 480, 60, endSeconds - 0.001, monday, soon, true},
-            {"created at the end", 480, 60, endSeconds, monday, soon, false},
-            {"created after the end", 480, 60, endSeconds + 60, monday, soon, false},
-            {"yesterday's, ending at midnight", 1380, 60, {}, monday.addDays(-1), monday, true},
-            {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, monday, end, false},
+            {"before the end", 480, 60, {}, dayStart, end.addMSecs(-1), false},
+            {"at the end", 480, 60, {}, dayStart, end, true},
+            {"window's last moment", 480, 60, {}, dayStart, end.addMSecs(4999), true},
+            {"window closed", 480, 60, {}, dayStart, end.addMSecs(5000), false},
+            {"created before the end", 480, 60, endSeconds - 0.001, dayStart, soon, true},
+            {"created at the end", 480, 60, endSeconds, dayStart, soon, false},
+            {"created after the end", 480, 60, endSeconds + 60, dayStart, soon, false},
+            {"yesterday's, ending at midnight", 1380, 60, {}, dayStart.addDays(-1), dayStart, true},
+            {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, dayStart, end, false},
         };
     for (const auto& [label, start, duration, createdAt, midnight, now, due] : cases) {
-        WorkBlock block = makeBlock(u"b"_s, QString(), start, duration);
-        block.createdAt = createdAt;
+        const WorkBlock block{{}, u"b"_s, {}, start, duration, WorkKind::deep, {}, createdAt};
         EXPECT_EQ(Confirmation::isDue(block, midnight, now), due) << label;
     }
 }

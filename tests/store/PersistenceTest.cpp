@@ -8,7 +8,6 @@
 #include <QRandomGenerator>
 #include <QScopeGuard>
 
-#include <csignal>
 #include <functional>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -21,9 +20,8 @@ using Persistence = StoreHarness;
 
 TEST_F(Persistence, AFirstStartWritesNothingAndSettingsAreWrittenOnlyWhenTheyChange) {
     const QString folder = dir.file(u"nested/Quillmere"_s);
-    store = std::make_unique<BlockStore>(clock, aids, folder);
+    open(folder);
     EXPECT_TRUE(clock.hasHeartbeat());
-    processEvents();
     EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{u"stats.sqlite"_s});
 
     // A file holding the defaults is left as it is; anything else is rewritten in the one form.
@@ -172,9 +170,7 @@ TEST_F(Persistence, TheDataFolderIsAFileOrADanglingSymlink) {
     ASSERT_TRUE(QFile::link(dir.file(u"nowhere"_s), dir.file(u"link"_s)));
     for (const QString& name : {u"Quillmere"_s, u"link"_s}) {
         SCOPED_TRACE(name.toStdString());
-        store.reset();
-        store = std::make_unique<BlockStore>(clock, aids, dir.file(name));
-        processEvents();
+        open(dir.file(name));
         const WorkBlock ended = makeBlock(u"kept in memory"_s, today, 480, 60);
         store->add(ended);
         store->addPlanned({QUuid::createUuid(), u"p"_s, WorkKind::deep, 0, std::nullopt});
@@ -233,7 +229,7 @@ TEST_F(Persistence, KillingTheProcessMidSaveNeverLeavesAMixOrAnEmptyFile) {
         ASSERT_TRUE(process.waitForStarted(5000) && process.waitForReadyRead(10000));
         for (const QDeadlineTimer until(random.bounded(2, 60)); !until.hasExpired();)
             process.waitForReadyRead(1);
-        ::kill(static_cast<pid_t>(process.processId()), SIGKILL);
+        process.kill(); // SIGKILL: no chance to finish the save
         process.waitForFinished(5000);
         for (const QByteArray& line : process.readAllStandardOutput().split('\n'))
             if (const auto words = line.split(' '); words.size() == 2 && saved.contains(words[0]))

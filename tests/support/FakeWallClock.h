@@ -20,7 +20,6 @@ public:
     // Local wall time on a given date, in the zone in force now.
     void set(QDate date, QTime time) { m_now = QDateTime(date, time).toUTC(); }
     void advanceSecs(qint64 seconds) { m_now = m_now.addSecs(seconds); }
-    void advanceMSecs(qint64 ms) { m_now = m_now.addMSecs(ms); }
 
 private:
     QDateTime m_now;

@@ -51,11 +51,12 @@ struct StoreHarness : ::testing::Test {
     RecordingFocusAids aids;
     std::unique_ptr<BlockStore> store;
 
-    // Starts the store as the program does, including the tick of its start-up. The clock
-    // outlives the store (only its first start requests that tick), so a reopening asks for it.
-    BlockStore& open() {
+    // Starts the store as the program does, including the tick of its start-up, on the test's
+    // folder unless given another. The clock outlives the store (only its first start requests
+    // that tick), so a reopening asks for it.
+    BlockStore& open(const QString& folder = QString()) {
         store.reset(); // one store at a time, as in the program
-        store = std::make_unique<BlockStore>(clock, aids, dir.path());
+        store = std::make_unique<BlockStore>(clock, aids, folder.isEmpty() ? dir.path() : folder);
         clock.requestTick();
         processEvents();
         return *store;

@@ -19,9 +19,6 @@ public:
             qunsetenv("TZ");
         tzset();
     }
-    TzGuard(const TzGuard&) = delete;
-    TzGuard& operator=(const TzGuard&) = delete;
-
     static void set(const char* zone) {
         qputenv("TZ", zone);
         tzset();
