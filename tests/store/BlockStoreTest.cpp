@@ -60,15 +60,15 @@ TEST_F(DayRun, AWholeDayDrivesStampingConfirmationAndTheFocusAids) {
     at(monday, QTime(15, 56), [&] { store->update(earlier); });
     // Settings steer the aids of the block under way; silencing follows the deep block even
     // with the banner nudge off.
-    const std::pair<QTime, Settings> changes[] = {
-        {QTime(16, 0), {.silenceNotifications = true}},
-        {QTime(16, 5),
-         {.chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .nudgesEnabled = false}},
-        {QTime(16, 15), {.noiseVolume = 0.5, .nudgesEnabled = false, .silenceNotifications = true}},
-        {QTime(16, 40), {}},
+    const auto setAt = [&](QTime time, Settings settings) {
+        at(monday, time, [=, this] { store->setSettings(settings); });
     };
-    for (const auto& change : changes)
-        at(monday, change.first, [&] { store->setSettings(change.second); });
+    setAt(QTime(16, 0), {.silenceNotifications = true});
+    setAt(QTime(16, 5),
+          {.chimesEnabled = false, .deepWorkNoise = DeepWorkNoise::off, .nudgesEnabled = false});
+    setAt(QTime(16, 15),
+          {.noiseVolume = 0.5, .nudgesEnabled = false, .silenceNotifications = true});
+    setAt(QTime(16, 40), {});
     // A restart inside a block reloads the day's confirmations and does not chime its start.
     at(monday, QTime(23, 30), [&] { open(); });
     runUntil(QDateTime(monday.addDays(1), QTime(0, 30)));
@@ -141,7 +141,6 @@ TEST_F(DayRun, DaylightSavingDaysAndZoneChangesNeitherCrashNorStampTwice) {
 }
 
 TEST_F(DayRun, StampingLetsEarlierStartsWinThenListOrderAndEachStampedBlockCount) {
-    const QString key = today;
     const auto rule = [](const char* title, Minutes start, Minutes duration, int weekday = 2) {
         return makeRule(QString::fromLatin1(title), start, duration, {weekday});
     };
@@ -154,20 +153,20 @@ TEST_F(DayRun, StampingLetsEarlierStartsWinThenListOrderAndEachStampedBlockCount
         // Nor does one over an existing block, nor one for another weekday.
         {{rule("over", 700, 60), rule("after", 720, 30), rule("tue", 900, 30, 3)}, {u"after"_s}},
     };
-    const std::vector<WorkBlock> existing{makeBlock(u"manual"_s, key, 660, 60)};
+    const std::vector<WorkBlock> existing{makeBlock(u"manual"_s, today, 660, 60)};
     for (const auto& [given, stamped] : cases) {
         std::vector<RepeatRule> rules = given;
-        const StampResult result = stampRules(rules, existing, key, 2, 1234.5);
+        const StampResult result = stampRules(rules, existing, today, 2, 1234.5);
         QStringList titles;
         for (const WorkBlock& b : result.stamped) {
             titles << b.title;
             const RepeatRule& r = *std::ranges::find(given, b.title, &RepeatRule::title);
-            EXPECT_EQ(b, (WorkBlock{b.id, r.title, key, r.startMinutes, r.durationMinutes, r.kind,
+            EXPECT_EQ(b, (WorkBlock{b.id, r.title, today, r.startMinutes, r.durationMinutes, r.kind,
                                     r.id, 1234.5}));
         }
         EXPECT_EQ(titles, stamped);
         for (const RepeatRule& r : rules)
-            EXPECT_EQ(r.lastStampedDay, key) << r.title.toStdString();
+            EXPECT_EQ(r.lastStampedDay, today) << r.title.toStdString();
     }
 }
 
