@@ -6,7 +6,6 @@
 #include "support/Printers.h"
 #include "support/TzGuard.h"
 
-#include <QCoreApplication>
 #include <QJsonDocument>
 #include <QTest>
 
@@ -27,17 +26,13 @@ struct ClockFixture : ::testing::Test {
     void SetUp() override {
         clock->setOnTick([this] { ++ticks; });
     }
-    static void drainEvents() {
-        for (int i = 0; i < 5; ++i)
-            QCoreApplication::processEvents();
-    }
 };
 
 TEST_F(ClockFixture, RequestsAndStartsCoalesceAndARequestFromATickQueuesOneMore) {
     clock->requestTick();
     clock->requestTick();
     EXPECT_TRUE(clock->tickPending());
-    drainEvents();
+    test::processEvents();
     EXPECT_EQ(ticks, 1);
     EXPECT_FALSE(clock->tickPending());
 
@@ -45,7 +40,7 @@ TEST_F(ClockFixture, RequestsAndStartsCoalesceAndARequestFromATickQueuesOneMore)
     clock->start();
     clock->start();
     EXPECT_TRUE(clock->hasHeartbeat());
-    drainEvents();
+    test::processEvents();
     EXPECT_EQ(ticks, 2);
 
     bool again = true;
@@ -55,7 +50,7 @@ TEST_F(ClockFixture, RequestsAndStartsCoalesceAndARequestFromATickQueuesOneMore)
             clock->requestTick(); // as a save inside the refresh does
     });
     clock->requestTick();
-    drainEvents();
+    test::processEvents();
     EXPECT_EQ(ticks, 4);
 }
 
@@ -71,7 +66,7 @@ TEST_F(ClockFixture, TheHeartbeatLandsJustAfterEachHalfMinuteMarkAndWaitsForItWh
 
     // However Qt rounds the coarse timer, it is never due before the mark.
     clock->start();
-    drainEvents();
+    test::processEvents();
     EXPECT_GE(clock->heartbeatRemainingMs(), 30050 - 20);
     EXPECT_LE(clock->heartbeatRemainingMs(), 30050 + 2100);
 

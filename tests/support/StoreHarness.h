@@ -9,8 +9,6 @@
 #include "support/TempDataDir.h"
 #include "support/TzGuard.h"
 
-#include <QCoreApplication>
-
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -19,12 +17,6 @@
 #include <vector>
 
 namespace quillmere::test {
-
-// Enough passes for a queued tick and the work it queues in turn.
-inline void processEvents() {
-    for (int i = 0; i < 3; ++i)
-        QCoreApplication::processEvents();
-}
 
 inline WorkBlock makeBlock(const QString& title, const QString& day, Minutes start,
                            Minutes duration, WorkKind kind = WorkKind::deep) {

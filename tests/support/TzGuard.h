@@ -13,10 +13,7 @@ class TzGuard {
 public:
     explicit TzGuard(const char* zone) { set(zone); }
     ~TzGuard() {
-        if (m_old)
-            qputenv("TZ", *m_old);
-        else
-            qunsetenv("TZ");
+        m_old ? qputenv("TZ", *m_old) : qunsetenv("TZ");
         tzset();
     }
     static void set(const char* zone) {
