@@ -235,13 +235,12 @@ TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysAreAccepted) {
         "startMinutes": 540, "durationMinutes": 15, "weekdays": [2, 2, 3, 9]}])"),
         (std::vector{RepeatRule{ruleId, u"Standup"_s, WorkKind::shallow, 540, 15, {2, 3, 9}, {}}}));
 
-    // Files written before the later settings keys existed read as before, with their defaults.
-    for (const char* later : {"}", R"(, "silenceNotifications": null})"})
-        EXPECT_EQ(json::decodeSettingsFile(R"({"chimesEnabled": false, "deepWorkNoise": "off",
-            "noiseVolume": 0.5, "nudgesEnabled": true, "remindersEnabled": true)" +
-                                           QByteArray(later)),
-                  (Settings{false, DeepWorkNoise::off, 0.5, true, true, false}))
-            << later;
+    // A later settings key left empty reads as its default (files without it at all are read
+    // where the store starts on them).
+    EXPECT_EQ(decodeSettingsFile(R"({"chimesEnabled": false, "deepWorkNoise": "off",
+        "noiseVolume": 0.5, "nudgesEnabled": true, "remindersEnabled": true,
+        "silenceNotifications": null})"),
+              (Settings{false, DeepWorkNoise::off, 0.5, true, true, false}));
 }
 
 TEST(JsonCodec, AnyOtherDeviationFailsTheRecord) {
@@ -291,5 +290,4 @@ TEST(JsonCodec, StateFilesAreIndentedWithSortedKeysAndUpperCaseIds) {
     for (const WorkBlock& b : blocks)
         viaQt.append(json::encode(b));
     EXPECT_EQ(json::encodeList(blocks), json::encodeStateFile(viaQt));
-    EXPECT_EQ(json::encodeList(std::vector<WorkBlock>{}), json::encodeStateFile(QJsonArray{}));
 }
