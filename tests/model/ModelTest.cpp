@@ -130,11 +130,9 @@ TEST_F(ClockFixture, DayRolloverPublishesBothValuesBeforeTheCallback) {
     clock->setOnTick([&] { events << u"tick"_s; });
 
     clock->tick(); // same minute, same day: nobody is told, the callback still runs
-    EXPECT_EQ(events, QStringList{u"tick"_s});
-    events.clear();
     wall.set(QDate(2024, 3, 5), QTime(0, 0, 0));
     clock->tick();
-    EXPECT_EQ(events, (QStringList{u"minutes 0"_s, u"today 2024-03-05"_s, u"tick"_s}));
+    EXPECT_EQ(events, (QStringList{u"tick"_s, u"minutes 0"_s, u"today 2024-03-05"_s, u"tick"_s}));
 }
 
 TEST(TimeMath, TextsOfTimesDurationsAndHoursIncludingTheEndsOfTheDay) {
