@@ -171,27 +171,26 @@ TEST_F(DayRun, StampingLetsEarlierStartsWinThenListOrderAndEachStampedBlockCount
 }
 
 TEST_F(DayRun, ConfirmationIsDueOnlyWithinFiveSecondsAfterTheEndAndNotForBlocksDrawnLater) {
-    const QDateTime dayStart(monday, QTime(0, 0));
-    const QDateTime end = dayStart.addSecs(9 * 3600); // of a block from 8:00 to 9:00
+    const QDateTime midnight(monday, QTime(0, 0));
+    const QDateTime end(monday, QTime(9, 0)); // of a block from 8:00 to 9:00
     const QDateTime soon = end.addMSecs(100);
     const double endSeconds = TimeMath::referenceSeconds(end);
-    // What, the block's start and length, when it was drawn, its day's midnight, now, and whether
-    // a confirmation is due.
-    const std::tuple<const char*, Minutes, Minutes, std::optional<double>, QDateTime, QDateTime,
-                     bool>
-        cases[] = {
-            {"before the end", 480, 60, {}, dayStart, end.addMSecs(-1), false},
-            {"window's last moment", 480, 60, {}, dayStart, end.addMSecs(4999), true},
-            {"window closed", 480, 60, {}, dayStart, end.addMSecs(5000), false},
-            {"created before the end", 480, 60, endSeconds - 0.001, dayStart, soon, true},
-            {"created at the end", 480, 60, endSeconds, dayStart, soon, false},
-            {"created after the end", 480, 60, endSeconds + 60, dayStart, soon, false},
-            {"a minute no calendar holds", 0, 4'000'000'000'000'000, {}, dayStart, end, false},
-        };
-    for (const auto& [label, start, duration, createdAt, midnight, now, due] : cases) {
-        const WorkBlock block{{}, u"b"_s, {}, start, duration, WorkKind::deep, {}, createdAt};
+    // What, when the block was drawn, now, and whether a confirmation is due.
+    const std::tuple<const char*, std::optional<double>, QDateTime, bool> cases[] = {
+        {"before the end", {}, end.addMSecs(-1), false},
+        {"window's last moment", {}, end.addMSecs(4999), true},
+        {"window closed", {}, end.addMSecs(5000), false},
+        {"created before the end", endSeconds - 0.001, soon, true},
+        {"created at the end", endSeconds, soon, false},
+        {"created after the end", endSeconds + 60, soon, false},
+    };
+    for (const auto& [label, createdAt, now, due] : cases) {
+        const WorkBlock block{{}, u"b"_s, {}, 480, 60, WorkKind::deep, {}, createdAt};
         EXPECT_EQ(Confirmation::isDue(block, midnight, now), due) << label;
     }
+    // Nor for a block that ends at a minute no calendar holds.
+    const WorkBlock endless{{}, u"b"_s, {}, 0, 4'000'000'000'000'000, WorkKind::deep, {}, {}};
+    EXPECT_FALSE(Confirmation::isDue(endless, midnight, end));
 }
 
 using Editing = StoreHarness;
@@ -217,8 +216,7 @@ TEST_F(Editing, TodayIsSortedTheStoredCopyDecidesRunningLockedAndFrozenAndCleari
               u"running yyy, ended --y, shallow y--, early ---, tomorrow ---"_s);
     // An unsaved edit that moves the running block away is still judged by what is saved, and
     // a block never saved is not running.
-    EXPECT_TRUE(
-        store->isLocked({blocks[0].id, u"running"_s, today, 900, 30, WorkKind::deep, {}, {}}));
+    EXPECT_TRUE(store->isLocked({blocks[0].id, {}, today, 900, 30, WorkKind::deep, {}, {}}));
     EXPECT_FALSE(store->isInProgress(makeBlock(u"draft"_s, today, 590, 30)));
 
     // Clearing today keeps other days and the frozen blocks.
@@ -229,9 +227,8 @@ TEST_F(Editing, TodayIsSortedTheStoredCopyDecidesRunningLockedAndFrozenAndCleari
     EXPECT_EQ(dir.read(u"blocks.json"_s), QByteArray("[\n]\n"));
 
     // A backlog item keeps its pin only while it is set.
-    PlannedBlock item{QUuid::createUuid(), u"Inbox"_s, WorkKind::deep, 1.0, true};
-    store->addPlanned(item);
-    item.pinned.reset();
+    const PlannedBlock item{QUuid::createUuid(), u"Inbox"_s, WorkKind::deep, 1.0, {}};
+    store->addPlanned({item.id, item.title, item.kind, item.createdAt, true});
     store->updatePlanned(item);
     EXPECT_EQ(plannedOnDisk(), std::vector{item});
 }

@@ -18,18 +18,24 @@ using namespace Qt::StringLiterals;
 
 using Persistence = StoreHarness;
 
-TEST_F(Persistence, AFirstStartWritesNothingAndSettingsAreWrittenOnlyWhenTheyChange) {
+// A first start writes nothing, and a later one rewrites only what changes: settings that are
+// not the defaults, into the one form, and the blocks when some are older than thirty days.
+TEST_F(Persistence, AFirstStartWritesNothingAndLaterStartsRewriteOnlyWhatChanges) {
     const QString folder = dir.file(u"nested/Quillmere"_s);
     open(folder);
     EXPECT_TRUE(clock.hasHeartbeat());
     EXPECT_EQ(QDir(folder).entryList(QDir::Files), QStringList{u"stats.sqlite"_s});
 
-    // A file holding the defaults is left as it is; anything else is rewritten in the one form.
     const QByteArray defaults = R"({"chimesEnabled":true,"deepWorkNoise":"brown","noiseVolume":0.1,
         "nudgesEnabled":true,"remindersEnabled":true})";
+    const WorkBlock kept = makeBlock(u"kept"_s, u"2024-03-01"_s, 540, 60);
+    const QByteArray compact =
+        QJsonDocument(QJsonArray{json::encode(kept)}).toJson(QJsonDocument::Compact);
     dir.write(u"settings.json"_s, defaults);
+    dir.write(u"blocks.json"_s, compact);
     open();
     EXPECT_EQ(dir.read(u"settings.json"_s), defaults);
+    EXPECT_EQ(dir.read(u"blocks.json"_s), compact);
     dir.write(u"settings.json"_s, R"({"remindersEnabled":false,"noiseVolume":0.5,"unknown":1,
         "nudgesEnabled":true,"deepWorkNoise":"off","chimesEnabled":true})");
     open();
@@ -46,23 +52,13 @@ TEST_F(Persistence, AFirstStartWritesNothingAndSettingsAreWrittenOnlyWhenTheyCha
         processEvents();
         EXPECT_EQ(ticks, chimes ? 0 : 1);
     }
-}
 
-TEST_F(Persistence, PruningKeepsThirtyCalendarDaysAndRewritesOnlyWhenSomethingGoes) {
     wall.set(QDate(2024, 3, 31), QTime(12, 0));
-    const WorkBlock kept = makeBlock(u"kept"_s, u"2024-03-01"_s, 540, 60);
     const WorkBlock future = makeBlock(u"later"_s, u"2025-01-01"_s, 60, 60);
     seedBlocks({makeBlock(u"gone"_s, u"2024-02-29"_s, 540, 60), kept, future});
     open();
     EXPECT_EQ(store->blocks(), (std::vector{kept, future}));
     EXPECT_EQ(blocksOnDisk(), store->blocks());
-
-    // Nothing to prune: the file keeps its exact bytes.
-    const QByteArray compact =
-        QJsonDocument(QJsonArray{json::encode(kept)}).toJson(QJsonDocument::Compact);
-    dir.write(u"blocks.json"_s, compact);
-    open();
-    EXPECT_EQ(dir.read(u"blocks.json"_s), compact);
 }
 
 // Whoever hears of a change (the panel, or a crash right after) must find it on disk already,

@@ -102,8 +102,7 @@ struct StoreHarness : ::testing::Test {
                 next = wake->toUTC();
             while (!actions.empty() && actions.begin()->first <= next) {
                 wall.set(actions.begin()->first);
-                const auto action = actions.extract(actions.begin()).mapped();
-                action();
+                actions.extract(actions.begin()).mapped()();
                 processEvents();
             }
             tickAt(next);
