@@ -28,7 +28,7 @@ struct ClockFixture : ::testing::Test {
     }
 };
 
-TEST_F(ClockFixture, RequestsAndStartsCoalesceAndARequestFromATickQueuesOneMore) {
+TEST_F(ClockFixture, RequestsStartsAndWakesCoalesceAndNothingFiresAfterTheClocksEnd) {
     clock->requestTick();
     clock->requestTick();
     EXPECT_TRUE(clock->tickPending());
@@ -52,6 +52,36 @@ TEST_F(ClockFixture, RequestsAndStartsCoalesceAndARequestFromATickQueuesOneMore)
     clock->requestTick();
     test::processEvents();
     EXPECT_EQ(ticks, 4);
+
+    // A wake in the past fires at once, a later one replaces an earlier one, none cancels.
+    ticks = 0;
+    clock->wake(wall.now().addSecs(-10));
+    EXPECT_TRUE(clock->pendingWake());
+    QTest::qWait(20);
+    EXPECT_EQ(ticks, 1);
+    EXPECT_FALSE(clock->pendingWake());
+
+    clock->wake(wall.now().addMSecs(40));
+    clock->wake(wall.now().addMSecs(160));
+    EXPECT_EQ(clock->pendingWake(), wall.now().addMSecs(160));
+    QTest::qWait(100);
+    EXPECT_EQ(ticks, 1);
+    QTest::qWait(150);
+    EXPECT_EQ(ticks, 2);
+
+    clock->wake(wall.now().addMSecs(30));
+    clock->wake(std::nullopt);
+    EXPECT_FALSE(clock->pendingWake());
+    QTest::qWait(80);
+    EXPECT_EQ(ticks, 2);
+
+    // Destroying the clock drops its queued tick and its timers.
+    clock->start();
+    clock->wake(wall.now());
+    clock->requestTick();
+    clock.reset();
+    QTest::qWait(30);
+    EXPECT_EQ(ticks, 2);
 }
 
 TEST_F(ClockFixture, TheHeartbeatLandsJustAfterEachHalfMinuteMarkAndWaitsForItWhenEarly) {
@@ -86,37 +116,6 @@ TEST_F(ClockFixture, TheHeartbeatLandsJustAfterEachHalfMinuteMarkAndWaitsForItWh
         EXPECT_GE(clock->heartbeatRemainingMs(), aim - 20);
         EXPECT_LE(clock->heartbeatRemainingMs(), aim + (wait ? 20 : 2100));
     }
-}
-
-TEST_F(ClockFixture,
-       AWakeInThePastFiresAtOnceALaterOneReplacesItAndNeitherNoneNorTheClocksEndFires) {
-    clock->wake(wall.now().addSecs(-10));
-    EXPECT_TRUE(clock->pendingWake());
-    QTest::qWait(20);
-    EXPECT_EQ(ticks, 1);
-    EXPECT_FALSE(clock->pendingWake());
-
-    clock->wake(wall.now().addMSecs(40));
-    clock->wake(wall.now().addMSecs(160));
-    EXPECT_EQ(clock->pendingWake(), wall.now().addMSecs(160));
-    QTest::qWait(100);
-    EXPECT_EQ(ticks, 1);
-    QTest::qWait(150);
-    EXPECT_EQ(ticks, 2);
-
-    clock->wake(wall.now().addMSecs(30));
-    clock->wake(std::nullopt);
-    EXPECT_FALSE(clock->pendingWake());
-    QTest::qWait(80);
-    EXPECT_EQ(ticks, 2);
-
-    // Destroying the clock drops its queued tick and its timers.
-    clock->start();
-    clock->wake(wall.now());
-    clock->requestTick();
-    clock.reset();
-    QTest::qWait(30);
-    EXPECT_EQ(ticks, 2);
 }
 
 TEST_F(ClockFixture, DayRolloverPublishesBothValuesBeforeTheCallback) {
@@ -220,7 +219,7 @@ TEST(JsonCodec, EveryRecordRoundTripsAndLeavesAbsentOptionalKeysOut) {
     EXPECT_EQ(decodeList<WorkBlock>("[]"), std::vector<WorkBlock>{});
 }
 
-TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysAreAccepted) {
+TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysPassAndAnyOtherDeviationFails) {
     EXPECT_EQ(
         decodeList<WorkBlock>(R"([{
         "id": "6f1d2c3b-4a59-4867-9786-a5b4c3d2e1f0", "title": "", "day": "2024-03-04",
@@ -239,9 +238,7 @@ TEST(JsonCodec, NullsUnknownKeysLowerCaseIdsAndRepeatedWeekdaysAreAccepted) {
         "noiseVolume": 0.5, "nudgesEnabled": true, "remindersEnabled": true,
         "silenceNotifications": null})"),
               (Settings{false, DeepWorkNoise::off, 0.5, true, true, false}));
-}
 
-TEST(JsonCodec, AnyOtherDeviationFailsTheRecord) {
     const QJsonValue gone = QJsonValue::Undefined;
     expectRejected(sampleBlock,
                    {{"id", {gone, u"not-a-uuid"_s, u"{6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0}"_s}},

@@ -342,21 +342,19 @@ TEST(FreeTime, NearestFreeStartAndFreeGapFindTheClosestRoom) {
     EXPECT_EQ(freeGap({{480, 540}}, 1440), (MinuteRange{540, 1440}));
 }
 
-TEST(FreeTime, NextFreeQuarterSkipsBlocksShrinksToTheNextAndStopsAtMidnight) {
+TEST(FreeTime, TheNextFreeQuarterAndAPlacedBlockTakeFreeTimeOrSayWhyNot) {
     const auto small = makeBlock(u"x"_s, StoreHarness::today, 555, 5);
     const auto later = makeBlock(u"y"_s, StoreHarness::today, 580, 80);
     const auto soon = makeBlock(u"z"_s, StoreHarness::today, 600, 30);
-    const std::tuple<std::vector<WorkBlock>, Minutes, const char*> cases[] = {
+    const std::tuple<std::vector<WorkBlock>, Minutes, const char*> quarters[] = {
         {{}, 547, "555+60"},     {{small}, 547, "570+60"}, {{small, later}, 547, "660+60"},
         {{soon}, 547, "555+45"}, {{}, 1420, "1425+15"},    {{}, 1430, "nothing"},
     };
-    for (const auto& [blocks, now, expected] : cases) {
+    for (const auto& [blocks, now, expected] : quarters) {
         const auto placed = nextFreeQuarter(blocks, now);
         EXPECT_EQ(placed ? show(*placed) : "nothing", expected) << now;
     }
-}
 
-TEST(FreeTime, PlaceBlockTakesAFreeTimeOrSaysWhyNot) {
     // 9:00-10:00 and 10:30-11:00 taken; now is 8:50.
     const std::vector<WorkBlock> today{makeBlock(u"a"_s, StoreHarness::today, 540, 60),
                                        makeBlock(u"b"_s, StoreHarness::today, 630, 30)};
