@@ -18,6 +18,9 @@ using namespace Qt::StringLiterals;
 
 using Persistence = StoreHarness;
 
+const QStringList stateFiles{u"blocks.json"_s, u"rules.json"_s, u"planned.json"_s,
+                             u"settings.json"_s};
+
 // A first start writes nothing, and a later one rewrites only what changes: settings that are
 // not the defaults, into the one form, and the blocks when some are older than thirty days.
 TEST_F(Persistence, AFirstStartWritesNothingAndLaterStartsRewriteOnlyWhatChanges) {
@@ -105,13 +108,11 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnouncedAndOnlyChangesAreWritt
         {"stamping on a new day", [&] { tickAt(QDate(2024, 3, 5), QTime(0, 0, 30)); },
          "blocks rules"},
     };
-    const QStringList files{u"blocks.json"_s, u"rules.json"_s, u"planned.json"_s,
-                            u"settings.json"_s};
     for (const auto& [name, operation, writes] : operations) {
         SCOPED_TRACE(name);
         // Every file in a form of its own that reads the same, so that a rewrite shows.
         std::map<QString, std::optional<QByteArray>> before;
-        for (const QString& file : files) {
+        for (const QString& file : stateFiles) {
             if (const auto bytes = dir.read(file))
                 dir.write(file, QJsonDocument::fromJson(*bytes).toJson(QJsonDocument::Compact));
             before[file] = dir.read(file);
@@ -119,7 +120,7 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnouncedAndOnlyChangesAreWritt
         heard = stale = 0;
         operation();
         QStringList written;
-        for (const QString& file : files)
+        for (const QString& file : stateFiles)
             if (dir.read(file) != before[file])
                 written << file.chopped(5);
         EXPECT_EQ(written.join(u' '), QString::fromLatin1(writes));
@@ -130,8 +131,6 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnouncedAndOnlyChangesAreWritt
 }
 
 TEST_F(Persistence, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListChanges) {
-    const QStringList files{u"blocks.json"_s, u"rules.json"_s, u"planned.json"_s,
-                            u"settings.json"_s};
     const std::pair<const char*, QByteArray> contents[] = {
         {"empty", QByteArray()},
         {"truncated", R"([{"id": "6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0", "title": "Wr)"},
@@ -146,12 +145,12 @@ TEST_F(Persistence, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListChan
     };
     for (const auto& [label, bytes] : contents) {
         SCOPED_TRACE(label);
-        for (const QString& file : files)
+        for (const QString& file : stateFiles)
             dir.write(file, bytes);
         open();
         EXPECT_TRUE(store->blocks().empty() && store->rules().empty() && store->planned().empty());
         EXPECT_EQ(store->settings(), Settings{});
-        for (const QString& file : files)
+        for (const QString& file : stateFiles)
             EXPECT_EQ(dir.read(file), bytes) << file.toStdString();
     }
     // The first change of one list replaces that file and only that file.
