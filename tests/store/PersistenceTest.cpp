@@ -130,7 +130,7 @@ TEST_F(Persistence, EveryChangeIsOnDiskBeforeItIsAnnouncedAndOnlyChangesAreWritt
     EXPECT_EQ(store->todayBlocks().size(), 1u); // Tuesday's stamped block
 }
 
-TEST_F(Persistence, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListChanges) {
+TEST_F(Persistence, DamagedFilesAndAnUnusableFolderLeaveTheUsersDataAsItIs) {
     const std::pair<const char*, QByteArray> contents[] = {
         {"empty", QByteArray()},
         {"truncated", R"([{"id": "6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0", "title": "Wr)"},
@@ -158,9 +158,8 @@ TEST_F(Persistence, DamagedFilesGiveEmptyListsAndStayUntouchedUntilTheirListChan
     EXPECT_EQ(plannedOnDisk(), store->planned());
     for (const QString& file : {u"blocks.json"_s, u"rules.json"_s, u"settings.json"_s})
         EXPECT_EQ(dir.read(file), QByteArray("not json")) << file.toStdString();
-}
 
-TEST_F(Persistence, TheDataFolderIsAFileOrADanglingSymlink) {
+    // A data folder that is a file or a dangling link: everything is kept in memory.
     dir.write(u"Quillmere"_s, "I am a file");
     ASSERT_TRUE(QFile::link(dir.file(u"nowhere"_s), dir.file(u"link"_s)));
     for (const QString& name : {u"Quillmere"_s, u"link"_s}) {

@@ -69,7 +69,7 @@ TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignId
               (QSet<QUuid>{id, QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s)}));
 }
 
-TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
+TEST_F(StatsFile, SumsPerDayAndKindOfTheRecordAndThePlanAndTheTopDeepTitlesSkipBadRows) {
     // Across the New Year, a gap of days and the spring-forward day in Berlin; the thirty days
     // up to 4 March begin on 4 February.
     const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
@@ -115,6 +115,18 @@ TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
     ReadProblem problem = ReadProblem::damaged;
     EXPECT_EQ(readRows(path, &problem).size(), std::size(rows)); // the export skips the same rows
     EXPECT_EQ(problem, ReadProblem::none);
+
+    // The plan: the same sums over the kept blocks, none from a blocks file that does not read.
+    seedBlocks({makeBlock(u"a"_s, today, 540, 90),
+                makeBlock(u"b"_s, today, 660, 30, WorkKind::shallow),
+                makeBlock(u"c"_s, today, 720, 30), makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
+                makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45)});
+    const QString file = dir.file(u"blocks.json"_s);
+    EXPECT_EQ(readPlannedMinutes(file),
+              (DayMinutes{{monday, {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
+    dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
+    EXPECT_TRUE(readPlannedMinutes(file).empty());
+    EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());
 }
 
 // The statistics file may be missing, damaged or held by another writer: the record reads as
@@ -213,17 +225,4 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
     }
 ]
 )"));
-}
-
-TEST_F(StatsFile, PlannedMinutesComeFromTheKeptBlocks) {
-    seedBlocks({makeBlock(u"a"_s, today, 540, 90),
-                makeBlock(u"b"_s, today, 660, 30, WorkKind::shallow),
-                makeBlock(u"c"_s, today, 720, 30), makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
-                makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45)});
-    const QString file = dir.file(u"blocks.json"_s);
-    EXPECT_EQ(readPlannedMinutes(file),
-              (DayMinutes{{monday, {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
-    dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
-    EXPECT_TRUE(readPlannedMinutes(file).empty());
-    EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());
 }

@@ -16,6 +16,8 @@ public:
         m_old ? qputenv("TZ", *m_old) : qunsetenv("TZ");
         tzset();
     }
+    TzGuard(const TzGuard&) = delete; // one restore per change
+
     static void set(const char* zone) {
         qputenv("TZ", zone);
         tzset();
