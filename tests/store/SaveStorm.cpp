@@ -28,8 +28,7 @@ int main(int argc, char** argv) {
                    WorkKind::deep, std::nullopt, std::nullopt});
         std::printf("blocks %lld\n", static_cast<long long>(n + 1));
         const auto p = static_cast<qint64>(store.planned().size());
-        store.addPlanned(
-            {QUuid::createUuid(), QString::number(p), WorkKind::shallow, 0.0, std::nullopt});
+        store.addPlanned({QUuid::createUuid(), QString::number(p), WorkKind::shallow, 0.0, {}});
         std::printf("planned %lld\n", static_cast<long long>(p + 1));
         store.setRepeat({static_cast<int>(n % 7) + 1}, store.blocks().front().id);
         store.setSettings({.noiseVolume = static_cast<double>(n % 1000 + 1) / 1000.0});

@@ -3,6 +3,8 @@
 
 #include "support/StoreHarness.h"
 
+#include <QFile>
+
 #include <sqlite3.h>
 
 using namespace quillmere;
@@ -10,13 +12,9 @@ using namespace quillmere::StatsQueries;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
-namespace {
-
 // A statistics file made by the store's own schema, with a connection of the test's own to write
-// rows of any shape and to look at what the store wrote.
-struct StatsFile : ::testing::Test {
-    TzGuard tz{"Europe/Berlin"};
-    TempDataDir dir;
+// rows of any shape, to look at what the store wrote and to hold the file locked.
+struct StatsFile : StoreHarness {
     QString path = dir.file(u"stats.sqlite"_s);
     sqlite3* db = nullptr;
 
@@ -39,21 +37,17 @@ struct StatsFile : ::testing::Test {
         return out;
     }
     // `kind` and `duration` are SQL literals, so bad rows are spelled like good ones.
-    void row(const char* day, const QString& title, const char* kind, const char* duration) const {
+    void row(const char* day, const char* title, const char* kind, const char* duration) const {
         static int serial = 0;
-        sql(u"INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, "
-            u"duration_minutes) VALUES ('ID-%1', '%2', '%3', %4, 540, %5);"_s.arg(++serial)
-                .arg(QString::fromLatin1(day), QString(title).replace(u'\'', u"''"_s),
-                     QString::fromLatin1(kind), QString::fromLatin1(duration)));
+        sql(QString::asprintf("INSERT INTO confirmed_blocks (id, day, title, kind, start_minutes, "
+                              "duration_minutes) VALUES ('ID-%d', '%s', '%s', %s, 540, %s);",
+                              ++serial, day, title, kind, duration));
     }
 };
-
-} // namespace
 
 TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignIds) {
     const QUuid id = QUuid::createUuid();
     StatsDB stats(path);
-    ASSERT_TRUE(stats.isOpen());
     stats.insert({id, u"2024-03-04"_s, u"Write"_s, WorkKind::deep, 540, 60});
     stats.insert({id, u"2024-03-04"_s, u"Other"_s, WorkKind::shallow, 0, 15});
     stats.insert({QUuid::createUuid(), u"2024-03-03"_s, QString(), WorkKind::shallow, 0, 15});
@@ -73,15 +67,9 @@ TEST_F(StatsFile, TheStoreWritesItsSchemaKeepsTheFirstRowOfAnIdAndSkipsForeignId
         "'deep', 1, 1);"_s);
     EXPECT_EQ(stats.confirmedIDs(u"2024-03-04"_s),
               (QSet<QUuid>{id, QUuid::fromString(u"6F1D2C3B-4A59-4867-9786-A5B4C3D2E1F0"_s)}));
-
-    // A file that cannot be opened gives no handle and quiet calls.
-    StatsDB nowhere(dir.file(u"missing/folder/stats.sqlite"_s));
-    EXPECT_FALSE(nowhere.isOpen());
-    nowhere.insert({id, u"d"_s, u"t"_s, WorkKind::deep, 1, 1});
-    EXPECT_TRUE(nowhere.confirmedIDs(u"d"_s).isEmpty());
 }
 
-TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
+TEST_F(StatsFile, SumsPerDayAndKindOfTheRecordAndThePlanAndTheTopDeepTitlesSkipBadRows) {
     // Across the New Year, a gap of days and the spring-forward day in Berlin; the thirty days
     // up to 4 March begin on 4 February.
     const std::tuple<const char*, const char*, const char*, const char*> rows[] = {
@@ -101,14 +89,14 @@ TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
         {"2024-03-31", "Mail", "'shallow'", "1440"},
     };
     for (const auto& [day, title, kind, duration] : rows)
-        row(day, QString::fromLatin1(title), kind, duration);
+        row(day, title, kind, duration);
     // Skipped: unknown kinds, days that are no dates, durations that are no minutes of a day.
     for (const char* kind : {"'Deep'", "'focus'"})
-        row("2024-03-03", u"Bad"_s, kind, "60");
+        row("2024-03-03", "Bad", kind, "60");
     for (const char* day : {"2024-02-30", "2024-3-03", "2024-03-03 ", "yesterday"})
-        row(day, u"Bad"_s, "'deep'", "60");
+        row(day, "Bad", "'deep'", "60");
     for (const char* duration : {"0", "-30", "1441", "'sixty'", "60.5"})
-        row("2024-03-03", u"Bad"_s, "'deep'", duration);
+        row("2024-03-03", "Bad", "'deep'", duration);
 
     const DayMinutes expected{
         {QDate(2023, 12, 31), {120, 15}}, {QDate(2024, 1, 1), {0, 45}},
@@ -117,18 +105,70 @@ TEST_F(StatsFile, SumsPerDayAndKindAndTheTopDeepTitlesOfThirtyDaysSkipBadRows) {
         {QDate(2024, 3, 3), {15, 0}},     {QDate(2024, 3, 4), {60, 0}},
         {QDate(2024, 3, 5), {900, 0}},    {QDate(2024, 3, 31), {120, 1440}},
     };
-    ReadProblem problem = ReadProblem::damaged;
-    EXPECT_EQ(readDayMinutes(path, &problem), expected);
-    EXPECT_EQ(problem, ReadProblem::none);
-    const StatsRecord record = readRecord(path, QDate(2024, 3, 4));
-    EXPECT_EQ(record.confirmed, expected);
-    EXPECT_EQ(record.problem, ReadProblem::none);
     const std::vector<TitleMinutes> top{
         {u"Alpha"_s, 120}, {u"Code, review"_s, 120}, {u"Thesis"_s, 120}, {u"Small"_s, 15}};
-    EXPECT_EQ(record.topTitles, top);
-    EXPECT_EQ(readTopDeepTitles(path, QDate(2024, 2, 4), QDate(2024, 3, 4), 2),
+    const StatsRecord record = readRecord(path, monday);
+    EXPECT_EQ(std::tuple(record.confirmed, record.topTitles, record.problem),
+              std::tuple(expected, top, ReadProblem::none));
+    EXPECT_EQ(readTopDeepTitles(path, QDate(2024, 2, 4), monday, 2),
               std::vector(top.begin(), top.begin() + 2));
-    EXPECT_EQ(readRows(path).size(), std::size(rows)); // the export skips the same rows
+    ReadProblem problem = ReadProblem::damaged;
+    EXPECT_EQ(readRows(path, &problem).size(), std::size(rows)); // the export skips the same rows
+    EXPECT_EQ(problem, ReadProblem::none);
+
+    // The plan: the same sums over the kept blocks, none from a blocks file that does not read.
+    seedBlocks({makeBlock(u"a"_s, today, 540, 90),
+                makeBlock(u"b"_s, today, 660, 30, WorkKind::shallow),
+                makeBlock(u"c"_s, today, 720, 30), makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
+                makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45)});
+    const QString file = dir.file(u"blocks.json"_s);
+    EXPECT_EQ(readPlannedMinutes(file),
+              (DayMinutes{{monday, {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
+    dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
+    EXPECT_TRUE(readPlannedMinutes(file).empty());
+    EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());
+}
+
+// The statistics file may be missing, damaged or held by another writer: the record reads as
+// empty with a one-line reason, the file is left as it is, and a block that ends still freezes.
+TEST_F(StatsFile, AMissingDamagedOrLockedFileReadsEmptyAndTheEndedBlockStillFreezes) {
+    const WorkBlock block = makeBlock(u"Write"_s, today, 480, 60);
+    seedBlocks({block});
+    wall.set(monday, QTime(9, 0, 0, 100)); // just after the block's end
+    const auto expectEmpty = [&](ReadProblem problem) {
+        const StatsRecord record = readRecord(path, monday);
+        EXPECT_TRUE(record.confirmed.empty() && record.topTitles.empty());
+        EXPECT_EQ(record.problem, problem);
+        EXPECT_FALSE(explanation(problem).isEmpty() || explanation(problem).contains(u'\n'));
+        auto rowsProblem = ReadProblem::none;
+        EXPECT_TRUE(readRows(path, &rowsProblem).empty());
+        EXPECT_EQ(rowsProblem, problem);
+    };
+    // Another writer holds an exclusive transaction while the store starts and confirms.
+    row("2024-03-04", "t", "'deep'", "60");
+    sql(u"BEGIN EXCLUSIVE;"_s);
+    expectEmpty(ReadProblem::locked);
+    open();
+    EXPECT_TRUE(store->isFrozen(block)); // frozen in memory although nothing could be stored
+    sql(u"COMMIT;"_s);
+    store.reset();
+    // Only the row from before: the confirmation was lost to the lock, and the reads left the
+    // file free for the next write.
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 0}}}));
+    StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::shallow, 540, 30});
+    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 30}}}));
+
+    QFile::remove(path);
+    expectEmpty(ReadProblem::missing);
+    EXPECT_FALSE(dir.exists(u"stats.sqlite"_s)); // reading never creates it
+    dir.write(u"stats.sqlite"_s, QByteArray());  // a file SQLite made no table in
+    expectEmpty(ReadProblem::missing);
+    const QByteArray garbage = QByteArray("SQLite format 3").append(4096, '\x5a');
+    dir.write(u"stats.sqlite"_s, garbage);
+    expectEmpty(ReadProblem::damaged);
+    open();
+    EXPECT_EQ(store->confirmedIDs(), QSet<QUuid>{block.id}); // frozen
+    EXPECT_EQ(dir.read(u"stats.sqlite"_s), garbage);
 }
 
 TEST(StatsFigures, TotalsStreaksAndAverage) {
@@ -168,14 +208,12 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
         " ('A', '2024-03-04', 'Write, then \"edit\"' || char(13, 10) || 'again', 'deep', 540, 60),"
         " ('C', '2024-03-05', 'Über' || char(10) || 'größe', 'deep', 0, 30);"_s);
     const auto rows = readRows(path);
-    EXPECT_EQ(toCsv(rows), QByteArray("id,day,title,kind,start_minutes,duration_minutes\r\n"
-                                      "A,2024-03-04,\"Write, then \"\"edit\"\"\r\nagain\",deep,"
-                                      "540,60\r\n"
-                                      "B,2024-03-04,Plain,shallow,600,15\r\n"
-                                      "C,2024-03-05,\"\xc3\x9c"
-                                      "ber\ngr\xc3\xb6\xc3\x9f"
-                                      "e\",deep,0,30\r\n"));
-    EXPECT_EQ(toCsv({}), QByteArray("id,day,title,kind,start_minutes,duration_minutes\r\n"));
+    const QByteArray header = "id,day,title,kind,start_minutes,duration_minutes\r\n";
+    EXPECT_EQ(toCsv(rows), header +
+                               "A,2024-03-04,\"Write, then \"\"edit\"\"\r\nagain\",deep,540,60\r\n"
+                               "B,2024-03-04,Plain,shallow,600,15\r\n"
+                               "C,2024-03-05,\"Über\ngröße\",deep,0,30\r\n");
+    EXPECT_EQ(toCsv({}), header);
     EXPECT_EQ(toJson({rows.at(1)}), QByteArray(R"([
     {
         "day": "2024-03-04",
@@ -187,20 +225,4 @@ TEST_F(StatsFile, ExportIsByteExactCsvAndJson) {
     }
 ]
 )"));
-}
-
-TEST_F(StatsFile, PlannedMinutesComeFromTheKeptBlocks) {
-    const QString file = dir.file(u"blocks.json"_s);
-    dir.write(u"blocks.json"_s, json::encodeList(std::vector<WorkBlock>{
-                                    makeBlock(u"a"_s, u"2024-03-04"_s, 540, 90),
-                                    makeBlock(u"b"_s, u"2024-03-04"_s, 660, 30, WorkKind::shallow),
-                                    makeBlock(u"c"_s, u"2024-03-04"_s, 720, 30),
-                                    makeBlock(u"d"_s, u"2024-03-05"_s, 540, 45),
-                                    makeBlock(u"e"_s, u"2024-13-01"_s, 540, 45),
-                                }));
-    EXPECT_EQ(readPlannedMinutes(file),
-              (DayMinutes{{QDate(2024, 3, 4), {120, 30}}, {QDate(2024, 3, 5), {45, 0}}}));
-    dir.write(u"blocks.json"_s, "[{\"id\": 1}]");
-    EXPECT_TRUE(readPlannedMinutes(file).empty());
-    EXPECT_TRUE(readPlannedMinutes(dir.file(u"missing.json"_s)).empty());
 }

@@ -2,11 +2,18 @@
 
 #include "model/WallClock.h"
 
+#include <QCoreApplication>
 #include <QDate>
 #include <QDateTime>
 #include <QTime>
 
 namespace quillmere::test {
+
+// Enough passes for a queued tick and the work it queues in turn.
+inline void processEvents() {
+    for (int i = 0; i < 3; ++i)
+        QCoreApplication::processEvents();
+}
 
 // A wall clock the test moves by hand. It holds an instant (kept in UTC), so a change of the
 // process's time zone shows the same instant in the new zone, as the system clock would.
@@ -20,7 +27,6 @@ public:
     // Local wall time on a given date, in the zone in force now.
     void set(QDate date, QTime time) { m_now = QDateTime(date, time).toUTC(); }
     void advanceSecs(qint64 seconds) { m_now = m_now.addSecs(seconds); }
-    void advanceMSecs(qint64 ms) { m_now = m_now.addMSecs(ms); }
 
 private:
     QDateTime m_now;

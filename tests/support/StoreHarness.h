@@ -9,8 +9,6 @@
 #include "support/TempDataDir.h"
 #include "support/TzGuard.h"
 
-#include <QCoreApplication>
-
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -20,22 +18,14 @@
 
 namespace quillmere::test {
 
-// Enough passes for a queued tick and the work it queues in turn.
-inline void processEvents() {
-    for (int i = 0; i < 3; ++i)
-        QCoreApplication::processEvents();
-}
-
 inline WorkBlock makeBlock(const QString& title, const QString& day, Minutes start,
                            Minutes duration, WorkKind kind = WorkKind::deep) {
-    return WorkBlock{QUuid::createUuid(), title,       day, start, duration, kind,
-                     std::nullopt,        std::nullopt};
+    return {QUuid::createUuid(), title, day, start, duration, kind, std::nullopt, std::nullopt};
 }
 
 inline RepeatRule makeRule(const QString& title, Minutes start, Minutes duration, Weekdays days,
                            WorkKind kind = WorkKind::deep) {
-    return RepeatRule{QUuid::createUuid(), title,       kind, start, duration,
-                      std::move(days),     std::nullopt};
+    return {QUuid::createUuid(), title, kind, start, duration, std::move(days), std::nullopt};
 }
 
 // A real store on a temporary folder, driven by a wall clock the test moves by hand: Monday
@@ -53,42 +43,32 @@ struct StoreHarness : ::testing::Test {
     RecordingFocusAids aids;
     std::unique_ptr<BlockStore> store;
 
-    // Starts the store as the program does, including the tick of its start-up. The clock
-    // outlives the store (only its first start requests that tick), so a reopening asks for it.
-    BlockStore& open() {
+    // Starts the store as the program does, including the tick of its start-up, on the test's
+    // folder unless given another. The clock outlives the store (only its first start requests
+    // that tick), so a reopening asks for it.
+    BlockStore& open(const QString& folder = QString()) {
         store.reset(); // one store at a time, as in the program
-        store = std::make_unique<BlockStore>(clock, aids, dir.path());
+        store = std::make_unique<BlockStore>(clock, aids, folder.isEmpty() ? dir.path() : folder);
         clock.requestTick();
         processEvents();
         return *store;
     }
 
-    template <typename T> void seed(const QString& file, const std::vector<T>& items) const {
-        dir.write(file, json::encodeList(items));
+    template <typename T> void seed(const char* file, const std::vector<T>& items) const {
+        dir.write(QString::fromLatin1(file), json::encodeList(items));
     }
-    void seedBlocks(const std::vector<WorkBlock>& blocks) const {
-        seed(QStringLiteral("blocks.json"), blocks);
-    }
-    void seedRules(const std::vector<RepeatRule>& rules) const {
-        seed(QStringLiteral("rules.json"), rules);
-    }
-    void seedPlanned(const std::vector<PlannedBlock>& items) const {
-        seed(QStringLiteral("planned.json"), items);
-    }
+    void seedBlocks(const std::vector<WorkBlock>& v) const { seed("blocks.json", v); }
+    void seedRules(const std::vector<RepeatRule>& v) const { seed("rules.json", v); }
+    void seedPlanned(const std::vector<PlannedBlock>& v) const { seed("planned.json", v); }
 
     // A file's list; empty when it is missing or does not decode.
-    template <typename T> std::vector<T> onDisk(const QString& file) const {
-        return json::decodeList<T>(dir.read(file).value_or("")).value_or(std::vector<T>{});
+    template <typename T> std::vector<T> onDisk(const char* file) const {
+        return json::decodeList<T>(dir.read(QString::fromLatin1(file)).value_or(""))
+            .value_or(std::vector<T>{});
     }
-    std::vector<WorkBlock> blocksOnDisk() const {
-        return onDisk<WorkBlock>(QStringLiteral("blocks.json"));
-    }
-    std::vector<RepeatRule> rulesOnDisk() const {
-        return onDisk<RepeatRule>(QStringLiteral("rules.json"));
-    }
-    std::vector<PlannedBlock> plannedOnDisk() const {
-        return onDisk<PlannedBlock>(QStringLiteral("planned.json"));
-    }
+    std::vector<WorkBlock> blocksOnDisk() const { return onDisk<WorkBlock>("blocks.json"); }
+    std::vector<RepeatRule> rulesOnDisk() const { return onDisk<RepeatRule>("rules.json"); }
+    std::vector<PlannedBlock> plannedOnDisk() const { return onDisk<PlannedBlock>("planned.json"); }
     // Whether every file holds just what the store holds; a missing file holds nothing.
     bool savedAsHeld() const {
         const auto settings = dir.read(QStringLiteral("settings.json")).value_or("{}");
@@ -122,8 +102,7 @@ struct StoreHarness : ::testing::Test {
                 next = wake->toUTC();
             while (!actions.empty() && actions.begin()->first <= next) {
                 wall.set(actions.begin()->first);
-                const auto action = actions.extract(actions.begin()).mapped();
-                action();
+                actions.extract(actions.begin()).mapped()();
                 processEvents();
             }
             tickAt(next);

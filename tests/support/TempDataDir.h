@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QString>
@@ -14,8 +13,6 @@ namespace quillmere::test {
 // A data folder of its own for one test, removed afterwards.
 class TempDataDir {
 public:
-    TempDataDir() { m_dir.setAutoRemove(true); }
-
     QString path() const { return m_dir.path(); }
     QString file(const QString& name) const { return m_dir.filePath(name); }
 

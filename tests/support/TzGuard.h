@@ -4,25 +4,19 @@
 #include <QtGlobal>
 
 #include <ctime>
+#include <optional>
 
 namespace quillmere::test {
 
 // Sets the process's time zone for the life of the guard and restores it afterwards.
 class TzGuard {
 public:
-    explicit TzGuard(const char* zone)
-        : m_had(qEnvironmentVariableIsSet("TZ")), m_old(qgetenv("TZ")) {
-        set(zone);
-    }
+    explicit TzGuard(const char* zone) { set(zone); }
     ~TzGuard() {
-        if (m_had)
-            qputenv("TZ", m_old);
-        else
-            qunsetenv("TZ");
+        m_old ? qputenv("TZ", *m_old) : qunsetenv("TZ");
         tzset();
     }
-    TzGuard(const TzGuard&) = delete;
-    TzGuard& operator=(const TzGuard&) = delete;
+    TzGuard(const TzGuard&) = delete; // one restore per change
 
     static void set(const char* zone) {
         qputenv("TZ", zone);
@@ -30,8 +24,8 @@ public:
     }
 
 private:
-    bool m_had;
-    QByteArray m_old;
+    const std::optional<QByteArray> m_old =
+        qEnvironmentVariableIsSet("TZ") ? std::optional(qgetenv("TZ")) : std::nullopt;
 };
 
 } // namespace quillmere::test
