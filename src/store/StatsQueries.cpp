@@ -229,14 +229,6 @@ StatsRecord readRecord(const QString& databasePath, const QDate& today) {
     return record;
 }
 
-DayMinutes readDayMinutes(const QString& databasePath, ReadProblem* problem) {
-    Reader reader(databasePath);
-    DayMinutes days = dayMinutes(reader);
-    if (problem)
-        *problem = reader.problem();
-    return days;
-}
-
 std::vector<TitleMinutes> readTopDeepTitles(const QString& databasePath, const QDate& from,
                                             const QDate& to, int limit, ReadProblem* problem) {
     Reader reader(databasePath);

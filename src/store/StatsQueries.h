@@ -66,7 +66,6 @@ inline constexpr int titleWindowDays = 30;
 // Rows of an unknown kind, with a day that is no valid "yyyy-MM-dd", or with a duration that is
 // not a whole number of minutes within one day are skipped by every read.
 StatsRecord readRecord(const QString& databasePath, const QDate& today);
-DayMinutes readDayMinutes(const QString& databasePath, ReadProblem* problem = nullptr);
 std::vector<TitleMinutes> readTopDeepTitles(const QString& databasePath, const QDate& from,
                                             const QDate& to, int limit,
                                             ReadProblem* problem = nullptr);

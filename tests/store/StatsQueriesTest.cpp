@@ -154,9 +154,9 @@ TEST_F(StatsFile, AMissingDamagedOrLockedFileReadsEmptyAndTheEndedBlockStillFree
     store.reset();
     // Only the row from before: the confirmation was lost to the lock, and the reads left the
     // file free for the next write.
-    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 0}}}));
+    EXPECT_EQ(readRecord(path, monday).confirmed, (DayMinutes{{monday, {60, 0}}}));
     StatsDB(path).insert({QUuid::createUuid(), today, u"t"_s, WorkKind::shallow, 540, 30});
-    EXPECT_EQ(readDayMinutes(path), (DayMinutes{{monday, {60, 30}}}));
+    EXPECT_EQ(readRecord(path, monday).confirmed, (DayMinutes{{monday, {60, 30}}}));
 
     QFile::remove(path);
     expectEmpty(ReadProblem::missing);
