@@ -37,10 +37,8 @@ TEST(TimelineGeometry, DistancesTruncateAndBoxesNeverTurnInsideOut) {
 }
 
 TEST(TimelineGestures, SnapsToQuarterHoursWithHalvesAwayFromZero) {
-    EXPECT_EQ(snapToGrid(7.5), 15);
-    EXPECT_EQ(snapToGrid(-7.5), -15);
-    for (const auto& [minutes, snapped] : std::vector<std::pair<Minutes, Minutes>>{
-             {7, 0}, {-7, 0}, {8, 15}, {-8, -15}, {574, 570}, {1433, 1440}})
+    for (const auto& [minutes, snapped] : std::vector<std::pair<double, Minutes>>{
+             {7.5, 15}, {-7.5, -15}, {7, 0}, {-7, 0}, {8, 15}, {-8, -15}, {574, 570}, {1433, 1440}})
         EXPECT_EQ(snapToGrid(minutes), snapped) << minutes;
 }
 
