@@ -13,15 +13,15 @@ using namespace quillmere;
 using namespace quillmere::test;
 using namespace Qt::StringLiterals;
 
-using Gestures = TimelineFixture;
-using Timeline = TimelineFixture;
-
 // 09:00–10:00 and 10:10–11:00 are taken.
-TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
+TEST_F(Timeline, CreateDragHandsOverADraftInsideTheFreeTime) {
     add(540, 60);
     add(610, 50);
     show();
     const auto before = files();
+    // Between 10:00 and 10:10 there is no room for a block.
+    drag(at(605), at(700));
+    EXPECT_FALSE(view->working() || view->selectedID());
 
     // From 12:07 up to 11:52.
     press(at(727));
@@ -32,34 +32,26 @@ TEST_F(Gestures, CreateDragHandsOverADraftInsideTheFreeTime) {
     EXPECT_TRUE(view->isGestureInProgress());
     // A crimson tint while drawing; once released, the new block is drawn there, selected.
     const QRectF box = geometry().box(705, 15, canvas()->width());
-    const auto inside = [&] {
-        return px(static_cast<int>(box.right()) - 30, static_cast<int>(box.center().y()));
-    };
-    EXPECT_TRUE(near(inside(), over(ui::crimson(0.12), window())));
+    const QPoint inside = QPointF(box.right() - 30, box.center().y()).toPoint();
+    EXPECT_TRUE(near(px(inside.x(), inside.y()), over(ui::crimson(0.12), window())));
     release(at(712));
     processEvents();
-    EXPECT_TRUE(near(inside(), over(ui::crimson(0.34), window())));
+    EXPECT_TRUE(near(px(inside.x(), inside.y()), over(ui::crimson(0.34), window())));
 
     const WorkBlock draft = view->working().value_or(WorkBlock{});
     EXPECT_EQ(draft, (WorkBlock{draft.id, u"Deep Work"_s, u"2024-03-04"_s, 705, 15, WorkKind::deep,
                                 std::nullopt, TimeMath::referenceSeconds(wall.now())}));
     EXPECT_EQ(view->selectedID(), draft.id);
     EXPECT_FALSE(view->isGestureInProgress());
-
-    // Between 10:00 and 10:10 there is no room for a block.
-    view->setSelectedID(std::nullopt);
-    view->setWorking(std::nullopt);
-    drag(at(605), at(700));
-    EXPECT_FALSE(view->working() || view->selectedID());
     EXPECT_EQ(files(), before);
 }
 
 // At 08:10, beside a confirmed and a running block: a at 09:00–10:00, another at 10:15–11:15
 // and one repeating 16:00–17:00 on Mondays and Tuesdays. Frozen blocks only select; the others
 // follow the pointer and the keys, and nothing is written.
-TEST_F(Gestures, BlocksFollowThePointerAndTheKeysUnlessFrozen) {
+TEST_F(Timeline, BlocksFollowThePointerAndTheKeysUnlessFrozen) {
     const auto [done, running] = addFrozen();
-    addRepeating(16 * 60);
+    store->setRepeat({2, 3}, add(16 * 60, 60, WorkKind::shallow, u"2024-03-03"_s).id);
     const WorkBlock a = add(540, 60);
     add(615, 60);
     show();

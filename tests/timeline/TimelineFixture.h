@@ -30,11 +30,6 @@ struct TimelineFixture : StoreHarness {
         store->add(b);
         return b;
     }
-    // A block on an earlier day that repeats on Mondays and Tuesdays, reserving its time.
-    void addRepeating(Minutes start) {
-        const WorkBlock other = add(start, 60, WorkKind::shallow, QStringLiteral("2024-03-03"));
-        store->setRepeat({2, 3}, other.id);
-    }
     // At 08:10, a deep block of 07:00–07:45 whose end has passed (confirmed) and one of
     // 08:00–09:00 under way (locked).
     std::pair<WorkBlock, WorkBlock> addFrozen() {
@@ -92,5 +87,6 @@ struct TimelineFixture : StoreHarness {
     }
     QColor window() const { return canvas()->palette().color(QPalette::Window); }
 };
+using Timeline = TimelineFixture;
 
 } // namespace quillmere::test

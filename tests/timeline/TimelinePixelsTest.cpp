@@ -58,22 +58,11 @@ QImage paint(const QString& name, const QRectF& rect, QSize size = {40, 40}, qre
     return image;
 }
 
-// The smallest rectangle holding every pixel with any ink.
-QRect inkBox(const QImage& image) {
-    QRect box;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            box |= qAlpha(image.pixel(x, y)) > 0 ? QRect(x, y, 1, 1) : QRect();
-    return box;
-}
-
-using Pixels = TimelineFixture;
-
 } // namespace
 
 // At 14:30: 09:00–10:00 and 10:00–11:00 confirmed, 14:00–15:00 half done, and a 5-minute
 // block at 16:00.
-TEST_F(Pixels, NowLineInkBordersGapsAndShortBlocks) {
+TEST_F(Timeline, NowLineInkBordersGapsAndShortBlocks) {
     tickAt(monday, QTime(9, 0));
     const WorkBlock nine = add(9 * 60, 60);
     add(10 * 60, 60);
@@ -88,33 +77,29 @@ TEST_F(Pixels, NowLineInkBordersGapsAndShortBlocks) {
 
     // 14:30 is y = 928 on the timeline; the 1 pt line is centred on it, the rows above and
     // below are clear, and the 7 pt dot's top is at 924.5.
-    const int x = canvas()->width() - 6;
-    EXPECT_TRUE(reddish(px(x, 927)));
-    EXPECT_TRUE(reddish(px(x, 928)));
-    for (const int y : {926, 929})
-        EXPECT_TRUE(near(px(x, y), window())) << y;
-    EXPECT_TRUE(reddish(px(54, 928)));
+    const int edge = canvas()->width() - 6;
+    for (const QPoint& p : {QPoint(edge, 927), QPoint(edge, 928), QPoint(54, 928)})
+        EXPECT_TRUE(reddish(px(p.x(), p.y()))) << p.y();
+    EXPECT_FALSE(reddish(px(200, 640)));
 
     // Half of the running block's time has passed: ink on the upper half of its box (897–959),
-    // tint below.
-    const int cx = static_cast<int>(geometry().box(14 * 60, 60, canvas()->width()).center().x());
+    // tint below. Boxes 577–639 and 641–703 leave two pixel rows between them, the lower one
+    // the 10 AM line (not red, above). Below the 5-minute block (1025–1037) the day is clear.
+    const int cx = geometry().box(14 * 60, 60, canvas()->width()).center().toPoint().x() + 40;
     const QColor tint = over(ui::kindColor(WorkKind::deep, 0.2), window());
-    for (const auto& [y, colour] : {std::pair(901, crimson), std::pair(924, crimson),
-                                    std::pair(934, tint), std::pair(955, tint)})
-        EXPECT_TRUE(near(px(cx + 40, y), colour)) << y;
-
-    // Boxes 577–639 and 641–703: two pixel rows between them, the lower one the 10 AM line.
-    EXPECT_TRUE(near(px(200, 638), crimson));
-    EXPECT_TRUE(near(px(200, 639), window()));
-    EXPECT_FALSE(reddish(px(200, 640)));
-    EXPECT_TRUE(near(px(200, 641), crimson));
+    using Pixel = std::tuple<int, int, QColor>;
+    for (const auto& [x, y, colour] :
+         {Pixel(edge, 926, window()), Pixel(edge, 929, window()), Pixel(cx, 901, crimson),
+          Pixel(cx, 924, crimson), Pixel(cx, 934, tint), Pixel(cx, 955, tint),
+          Pixel(200, 638, crimson), Pixel(200, 639, window()), Pixel(200, 641, crimson),
+          Pixel(200, 1038, window())})
+        EXPECT_TRUE(near(px(x, y), colour)) << y;
     // A confirmed block that is not selected has no border: its edge is plain ink.
     EXPECT_TRUE(near(px(58, 608), px(62, 608), 2));
 
     // The 5-minute block is 12 pt tall (1025–1037), with its unconfirmed border at the edge.
     EXPECT_FALSE(near(px(200, 1026), window()));
     EXPECT_FALSE(near(px(200, 1036), window()));
-    EXPECT_TRUE(near(px(200, 1038), window()));
     EXPECT_FALSE(near(px(58, 1031), px(62, 1031), 8));
 
     view->setSelectedID(nine.id);
@@ -166,8 +151,7 @@ TEST(BlockView, TheBorderIsDashedForADraft) {
 TEST(BlockView, StatusGlyphsGoInARowOnAShortBlockAndInACornerTabOnATallOne) {
     BlockView tabbed{.block = writing, .isLocked = true, .durationText = {}};
     tabbed.block.repeatRuleID = QUuid::createUuid();
-    EXPECT_TRUE(tabbed.glyphsInRow(30));
-    EXPECT_FALSE(tabbed.glyphsInRow(card.height()));
+    EXPECT_EQ(std::pair(tabbed.glyphsInRow(30), tabbed.glyphsInRow(60)), std::pair(true, false));
     const QImage image = render(tabbed);
     EXPECT_LT(qGray(image.pixel(207, 33)), qGray(deepTint.rgb()) - 20);
     EXPECT_TRUE(near(image.pixelColor(186, 33), deepTint));
@@ -205,8 +189,7 @@ TEST(Glyphs, EveryKnownNameDrawsInsideItsSquareAndUnknownOnesNothing) {
 TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
     const QPixmap one = Glyphs::pixmap(u"lock.fill"_s, QSize(16, 16), Qt::black, 1.0);
     const QPixmap two = Glyphs::pixmap(u"lock.fill"_s, QSize(16, 16), Qt::black, 2.0);
-    EXPECT_EQ(two.size(), QSize(32, 32));
-    EXPECT_DOUBLE_EQ(two.devicePixelRatio(), 2.0);
+    EXPECT_EQ(std::pair(two.size(), two.devicePixelRatio()), std::pair(QSize(32, 32), 2.0));
     // The same shape at twice the resolution covers about four times the pixels.
     EXPECT_NEAR(double(count(two.toImage())) / count(one.toImage()), 4.0, 0.8);
 
@@ -221,10 +204,15 @@ TEST(Glyphs, PixmapsAndIconsFollowTheDevicePixelRatio) {
 // strokes as designed had none at 1x: a grey smudge), and the three stay distinct.
 TEST(Glyphs, SmallGlyphsAreSolidAndTheSameWhereverTheyFall) {
     for (const qreal ratio : {1.0, 1.25, 1.5, 2.0}) {
-        // Cut to the ink, so that only the shape is compared, not where it sits.
+        // Cut to the smallest rectangle holding every pixel with any ink, so that only the
+        // shape is compared, not where it sits.
         const auto shape = [&](const QString& name, qreal shift) {
             const QImage image = paint(name, QRectF(2 + shift, 2, 6.5, 6.5), {24, 24}, ratio);
-            return image.copy(inkBox(image));
+            QRect box;
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    box |= qAlpha(image.pixel(x, y)) > 0 ? QRect(x, y, 1, 1) : QRect();
+            return image.copy(box);
         };
         std::vector<QImage> shapes;
         for (const QString& name : {u"lock.fill"_s, u"repeat"_s, u"checkmark"_s}) {
