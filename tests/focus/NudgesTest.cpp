@@ -16,7 +16,6 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTest>
@@ -87,34 +86,31 @@ TEST(RealAids, AreMadeOnlyWhenNeededShareOneCardHoldNudgesBackWhileSilencedAndGo
 
     aids.setSilencer(desktop);
     const WorkBlock write = block(540, 60, WorkKind::deep, u"Write"_s);
-    // Whether the desktop could hold anything back decides whether a card follows.
-    for (bool canSilence : {true, false}) {
-        SCOPED_TRACE(canSilence);
+    const QStringList came{u"Mail"_s, u" Chat"_s, u"Mail"_s}; // named once each, trimmed
+    const QString digest = u"While you focused|3 notifications · Mail, Chat|"_s + deep;
+    // Whether the desktop could hold anything back decides whether a card follows; a quiet
+    // block in which nothing arrived ends without one.
+    for (const auto& [canSilence, arrivals, after] :
+         {std::tuple{true, came, digest}, std::tuple{false, came, QString()},
+          std::tuple{true, QStringList(), QString()}}) {
+        SCOPED_TRACE(testing::Message() << canSilence << arrivals.size());
         desktop->canSilence = canSilence;
         aids.watchBanners(write);
         NudgeCard& card = *aids.nudgeCard();
         desktop->arrivals = {u"Before"_s}; // came before the block: not part of it
         aids.silenceNotifications(write);
         desktop->present = true;
-        desktop->arrivals += {u"Mail"_s, u" Chat"_s, u"Mail"_s}; // named once each, trimmed
+        desktop->arrivals += arrivals;
         aids.focusNudge()->poll();
         EXPECT_EQ(taken(card).startsWith(nudgeTexts::stayFocused), !canSilence);
         desktop->present = false;
         aids.stopWatchingBanners();
         aids.endSilence();
-        EXPECT_EQ(taken(card), canSilence
-                                   ? u"While you focused|3 notifications · Mail, Chat|"_s + deep
-                                   : QString());
+        EXPECT_EQ(taken(card), after);
         // Refreshes after the block tell nothing again.
         aids.endSilence();
         EXPECT_EQ(taken(card), QString());
     }
-    // A quiet block in which nothing arrived ends without a card.
-    desktop->canSilence = true;
-    desktop->arrivals = {u"Before"_s};
-    aids.silenceNotifications(write);
-    aids.endSilence();
-    EXPECT_EQ(taken(*aids.nudgeCard()), QString());
 
     // Reminders announce each start once, with the kind, the title and the times; a start that
     // moved is a new start, and one offered late is not clamped.
@@ -257,18 +253,9 @@ TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiryCountingPortalOnesOnc
     BannerLedger ledger;
     const auto t0 = BannerLedger::Clock::now();
 
-    // Present from the request, before the server has even answered.
-    ledger.notifyRequested(":1.5", 7, 0, 10000, false, t0);
-    EXPECT_TRUE(ledger.present(t0));
-    ledger.notifyAnswered(":1.6", 7, 40); // someone else's reply with the same serial
-    ledger.closed(40);
-    EXPECT_TRUE(ledger.present(t0));
-    ledger.notifyAnswered(":1.5", 7, 41);
-    ledger.closed(41);
-    EXPECT_FALSE(ledger.present(t0));
-
-    // How long a banner lasts where no close comes: its own time, else the server's default;
-    // a never-expiring or critical one until it is closed.
+    // Present from the request, before the server has even answered, and for how long where no
+    // close comes: its own time, else the server's default; a never-expiring or critical one
+    // until it is closed, by the id the server gave in its answer to this caller.
     const std::tuple<std::int32_t, bool, std::chrono::milliseconds> expiries[] = {
         {1500, false, 1500ms},
         {-1, false, BannerLedger::serverDefaultExpiry},
@@ -279,9 +266,11 @@ TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiryCountingPortalOnesOnc
     for (const auto& [timeoutMs, critical, lasts] : expiries) {
         SCOPED_TRACE(timeoutMs);
         ledger.notifyRequested(":1.5", ++serial, 0, timeoutMs, critical, t0);
-        ledger.notifyAnswered(":1.5", serial, serial);
+        ledger.notifyAnswered(":1.6", serial, 40); // someone else's reply with the same serial
+        ledger.closed(40);
         EXPECT_TRUE(ledger.present(t0 + lasts - 1ms));
         EXPECT_EQ(ledger.present(t0 + lasts), lasts == 24h);
+        ledger.notifyAnswered(":1.5", serial, serial);
         ledger.closed(serial);
         EXPECT_FALSE(ledger.present(t0));
     }
@@ -296,13 +285,6 @@ TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiryCountingPortalOnesOnc
     ledger.closed(50);
     EXPECT_FALSE(ledger.present(t0 + 3800ms));
 
-    ledger.gtkAdded("org.example.Mail\nnew-mail", t0);
-    ledger.gtkAdded("org.example.Mail\nnew-mail", t0 + 1s); // same notification, updated
-    EXPECT_EQ(ledger.size(), 1u);
-    EXPECT_TRUE(ledger.present(t0 + 5500ms));
-    ledger.gtkRemoved("org.example.Mail\nnew-mail");
-    EXPECT_FALSE(ledger.present(t0 + 5500ms));
-
     // A portal notification counts once whether or not its backend forwards it.
     // Forwarded at once to the server: one banner, which ends with the server's close.
     ledger.portalAdded(":1.7\nreply", t0);
@@ -312,12 +294,15 @@ TEST(BannerLedger, FollowsBannersFromRequestToCloseOrExpiryCountingPortalOnesOnc
     ledger.closed(9);
     EXPECT_FALSE(ledger.present(t0 + 1s));
 
-    // Forwarded as a GTK notification: likewise.
+    // Forwarded as a GTK notification: likewise, and updating it keeps it one banner, which
+    // lasts the default time or until removed.
     ledger.portalAdded(":1.7\nreply", t0);
     ledger.gtkAdded("org.example.Chat\nreply", t0 + 20ms);
+    ledger.gtkAdded("org.example.Chat\nreply", t0 + 3s); // past the window: absorbs nothing more
     EXPECT_EQ(ledger.size(), 1u);
+    EXPECT_TRUE(ledger.present(t0 + 5500ms));
     ledger.gtkRemoved("org.example.Chat\nreply");
-    EXPECT_FALSE(ledger.present(t0 + 1s));
+    EXPECT_FALSE(ledger.present(t0 + 5500ms));
 
     // Not forwarded (a backend that shows it itself): it lasts the default time or until
     // removed; a server request long after it is a banner of its own.
@@ -364,12 +349,11 @@ TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSay
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
     {
-        NotificationMonitor none{[] { return QByteArray(); }, 50ms};
         NotificationMonitor nonsense{[] { return QByteArray("this is not an address"); }, 50ms};
         X11NotificationWindows noDisplay{QByteArrayLiteral(":9999")};
         QTest::qWait(300);
-        for (BannerSource* source : std::initializer_list<BannerSource*>{&none, &nonsense, &monitor,
-                                                                         &noDisplay, &noDisplay})
+        for (BannerSource* source :
+             std::initializer_list<BannerSource*>{&nonsense, &monitor, &noDisplay, &noDisplay})
             EXPECT_FALSE(source->bannerPresent());
         EXPECT_EQ(monitor.state(), bannerWatch::BusState::unreachable);
     }
@@ -391,11 +375,11 @@ TEST(NotificationMonitor, FindsTheSessionBusAndRetriesUntilItAllowsMonitoringSay
     ASSERT_TRUE(QTest::qWaitFor([&] { return monitor.isMonitoring(); }, 20000));
     EXPECT_TRUE(bannerWatch::problemText().isEmpty());
     // A request seen now is a banner, whoever it was addressed to.
-    EXPECT_EQ(QProcess::execute(u"dbus-send"_s,
-                                {u"--bus="_s + QString::fromLatin1(address),
-                                 u"--type=method_call"_s, u"--dest=org.freedesktop.DBus"_s, u"/"_s,
-                                 u"org.freedesktop.Notifications.Notify"_s, u"string:Mail"_s}),
-              0);
+    // The address has its spaces escaped, so the words split cleanly.
+    const QString notify = u"--bus="_s + QString::fromLatin1(address) +
+                           u" --type=method_call --dest=org.freedesktop.DBus / "
+                           u"org.freedesktop.Notifications.Notify string:Mail"_s;
+    EXPECT_EQ(QProcess::execute(u"dbus-send"_s, notify.split(u' ')), 0);
     EXPECT_TRUE(QTest::qWaitFor([&] { return monitor.bannerPresent(); }, 20000));
 
     // When the bus goes away, so do the banners it told of.
@@ -422,31 +406,24 @@ TEST(NotificationMonitor, SeesARealServersBannersComeAndGo) {
         session.environment().value(u"DISPLAY"_s).toLocal8Bit()));
     AnyBannerSource any(std::move(sources));
     ASSERT_TRUE(QTest::qWaitFor([&] { return monitor->isMonitoring(); }, 20000));
-    const auto monitorSees = [&] { return monitor->bannerPresent(); };
-    const auto allGone = [&] { return !any.bannerPresent(); };
     EXPECT_TRUE(QTest::qWaitFor([&] { return any.bannerPresent(); }, 20000));
-    EXPECT_FALSE(monitorSees());
+    EXPECT_FALSE(monitor->bannerPresent());
     session.run(u"dunstctl"_s, {u"close"_s});
-    EXPECT_TRUE(QTest::qWaitFor(allGone, 20000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !any.bannerPresent(); }, 20000));
 
-    // The server's own timeout ends the next banner.
-    QElapsedTimer sinceSent;
-    sinceSent.start();
-    session.run(u"notify-send"_s, {u"-a"_s, u"Mail"_s, u"-t"_s, u"1500"_s, u"hello"_s});
-    EXPECT_TRUE(QTest::qWaitFor(monitorSees, 20000));
-    EXPECT_TRUE(QTest::qWaitFor(allGone, 20000));
-    EXPECT_GT(sinceSent.elapsed(), 1000);
-
-    // A long banner the user closes early goes at once (well before its own minute): the server
-    // tells of the close by the id it gave, which the monitor learnt from its answer.
+    // A long banner stays while it is up, and when the user closes it early it goes at once
+    // (well before its own minute): the server tells of the close by the id it gave, which the
+    // monitor learnt from its answer.
     session.run(u"notify-send"_s, {u"-a"_s, u"Chat"_s, u"-t"_s, u"60000"_s, u"a long one"_s});
-    EXPECT_TRUE(QTest::qWaitFor(monitorSees, 20000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return monitor->bannerPresent(); }, 20000));
+    QTest::qWait(1500);
+    EXPECT_TRUE(monitor->bannerPresent());
     session.run(u"dunstctl"_s, {u"close"_s});
-    EXPECT_TRUE(QTest::qWaitFor(allGone, 30000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !any.bannerPresent(); }, 30000));
 
     // Each request seen counted once, under the application that made it, for the card after a
     // silenced block; watching never got the monitor thrown off the bus.
-    EXPECT_EQ(any.takeArrivals(), (QStringList{u"Mail"_s, u"Chat"_s}));
+    EXPECT_EQ(any.takeArrivals(), QStringList{u"Chat"_s});
     EXPECT_TRUE(any.takeArrivals().isEmpty());
     EXPECT_TRUE(monitor->isMonitoring());
 }

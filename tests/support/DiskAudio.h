@@ -1,7 +1,8 @@
 #pragma once
 
+#include "support/TempDataDir.h"
+
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <algorithm>
 #include <vector>
@@ -22,13 +23,12 @@ public:
     }
 
     void use(const QString& name) {
-        qputenv("SDL_DISKAUDIOFILE", QFile::encodeName(m_dir.filePath(name)));
+        qputenv("SDL_DISKAUDIOFILE", QFile::encodeName(m_dir.file(name)));
     }
 
     // The file as mono float samples, the format every device here is opened with.
     std::vector<float> samples(const QString& name = QStringLiteral("out.raw")) const {
-        QFile f(m_dir.filePath(name));
-        const QByteArray bytes = f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        const QByteArray bytes = m_dir.read(name).value_or(QByteArray());
         std::vector<float> out(static_cast<std::size_t>(bytes.size()) / sizeof(float));
         // Copied as bytes: the file's data need not be aligned for floats.
         std::copy_n(bytes.constData(), out.size() * sizeof(float),
@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    QTemporaryDir m_dir;
+    TempDataDir m_dir;
 };
 
 } // namespace quillmere::test
