@@ -22,8 +22,7 @@ Command command(Verb verb, const char* title = "", WorkKind kind = WorkKind::dee
 } // namespace
 
 TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
-    const WorkKind deep = WorkKind::deep;
-    const WorkKind shallow = WorkKind::shallow;
+    using enum WorkKind;
     // The arguments, separated by '|', and the command they make. (status, open, quit, plan and
     // a start without any are parsed in integration_tests' scripting scenarios.)
     for (const auto& [args, expected] : std::initializer_list<std::pair<const char*, Command>>{

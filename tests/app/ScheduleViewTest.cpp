@@ -84,13 +84,13 @@ struct ScheduleFixture : StoreHarness {
 
 // The desktop's settings portal as far as the colour scheme goes: answers ReadOne with the
 // current value and announces a new one.
-class FakeSettingsPortal final : public QDBusVirtualObject {
-public:
-    explicit FakeSettingsPortal(QDBusConnection bus) : m_bus(std::move(bus)) {
-        m_bus.registerVirtualObject(path, this, QDBusConnection::SubPath);
-        m_bus.registerService(u"org.freedesktop.portal.Desktop"_s);
+struct FakeSettingsPortal final : QDBusVirtualObject {
+    explicit FakeSettingsPortal(QDBusConnection connection) : bus(std::move(connection)) {
+        bus.registerVirtualObject(path, this, QDBusConnection::SubPath);
+        bus.registerService(u"org.freedesktop.portal.Desktop"_s);
     }
     inline static const QString path = u"/org/freedesktop/portal/desktop"_s;
+    QDBusConnection bus;
     QVariant value = 1u;
 
     void announce(const QVariant& next) {
@@ -99,16 +99,13 @@ public:
                                                          u"SettingChanged"_s);
         signal << u"org.freedesktop.appearance"_s << u"color-scheme"_s
                << QVariant::fromValue(QDBusVariant(next));
-        m_bus.send(signal);
+        bus.send(signal);
     }
     QString introspect(const QString&) const override { return {}; }
-    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override {
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& from) override {
         return message.member() == QLatin1String("ReadOne") &&
-               bus.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
+               from.send(message.createReply(QVariant::fromValue(QDBusVariant(value))));
     }
-
-private:
-    QDBusConnection m_bus;
 };
 
 } // namespace
@@ -274,8 +271,7 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewAndItsEditorWarnsRenamesAndSaves
           std::tuple(u"Shallow Work"_s, WorkKind::deep, u"Shallow Work"_s),
           std::tuple(u"deep work"_s, WorkKind::deep, u"deep work"_s)})
         EXPECT_EQ(editor::withKind(makeBlock(before, today, 540, 60, from), otherKind(from)).title,
-                  after)
-            << before.toStdString();
+                  after);
 }
 
 // The wait and the gap between the failures are scaled down from 2.5 s and 2 s. Timers never
@@ -359,16 +355,14 @@ TEST_F(ScheduleFixture, TheBacklogScrollsFromFiveRowsAndItsRowButtonsChangeOnlyT
     ASSERT_TRUE(QTest::qWaitFor([&] { return rows->height() == 4 * PlannedListView::rowHeight; }));
     EXPECT_EQ(rows->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
 
-    for (PlannedRow* r : {row(a.id), row(b.id)}) {
-        QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
+    QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
+    for (PlannedRow* r : {row(a.id), row(b.id)})
         QCoreApplication::sendEvent(r, &enter);
-    }
     QEvent leave(QEvent::Leave);
     QCoreApplication::sendEvent(row(a.id), &leave);
     EXPECT_EQ(list()->hoveredID(), b.id);
     const auto pin = [&](const PlannedBlock& p) { return child<QToolButton>(row(p.id), "pin"); };
-    EXPECT_TRUE(pin(b)->isVisible());
-    EXPECT_FALSE(pin(a)->isVisible());
+    EXPECT_EQ(std::pair(pin(a)->isVisible(), pin(b)->isVisible()), std::pair(false, true));
 
     // Unpinned, the pin is unset rather than false: the store then writes no key.
     QTest::mouseClick(pin(b), Qt::LeftButton);
