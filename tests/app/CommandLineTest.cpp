@@ -32,8 +32,7 @@ TEST(CommandLine, ParsesEveryCommandAndItsOptions) {
              {"add|Email|--shallow|--for|30m", command(Verb::add, "Email", shallow, {}, 30)},
              {"add|--at|9:30|--for|1h30m| Email |--deep",
               command(Verb::add, "Email", deep, 570, 90)},
-             {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)},
-         }) {
+             {"add|Late|--at|23:00|--for|1h", command(Verb::add, "Late", deep, 1380, 60)}}) {
         SCOPED_TRACE(args);
         const auto parsed =
             parseCommandLine(QString::fromUtf8(args).split(u'|', Qt::SkipEmptyParts));

@@ -46,11 +46,9 @@ TEST(StatusIcon, BarsAreSolidInTheKindColourAtEveryPixelRatioAndIdleFollowsThePa
     // (dark in a light one on other desktops: integration_tests' tray scenario on XFCE).
     const QPalette lightScheme(Qt::black, Qt::white);
     const QPalette darkScheme(Qt::white, Qt::black);
-    for (const auto& [desktops, palette, lightOutline] : {
-             std::tuple("ubuntu:GNOME", &lightScheme, true),
-             std::tuple("KDE", &darkScheme, true),
-             std::tuple("GNOME-Flashback:Unity", &lightScheme, false),
-         }) {
+    for (const auto& [desktops, palette, lightOutline] :
+         {std::tuple("ubuntu:GNOME", &lightScheme, true), std::tuple("KDE", &darkScheme, true),
+          std::tuple("GNOME-Flashback:Unity", &lightScheme, false)}) {
         const QColor c = StatusIcon::outlineColor(QString::fromLatin1(desktops), *palette);
         EXPECT_EQ(c.lightnessF() > 0.5f, lightOutline) << desktops;
     }
