@@ -138,8 +138,7 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
         processEvents();
         ASSERT_EQ(ui::schemeOf(view->palette()), scheme);
         EXPECT_TRUE(scheme != ui::schemeOf(platform) ||
-                    QApplication::palette().color(QPalette::Window) ==
-                        platform.color(QPalette::Window));
+                    QApplication::palette().window() == platform.window());
 
         // The strongest contrast in each control against the background at its corner: what
         // the ink of its text or symbol reaches, at 1x and at 2x. Text needs 4.5:1, symbols
@@ -159,9 +158,8 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
                     const QRect area(widget->mapTo(view.get(), QPoint(0, 0)) * ratio,
                                      widget->size() * ratio);
                     const QColor corner = picture.pixelColor(area.topLeft());
-                    EXPECT_GE(
-                        most(picture, area, [&](QColor c) { return ui::contrastRatio(c, corner); }),
-                        least)
+                    EXPECT_GE(most(picture, area, std::bind_front(ui::contrastRatio, corner)),
+                              least)
                         << name.toStdString() << " at " << ratio << "x";
                 }
         }
@@ -176,12 +174,11 @@ TEST_F(ScheduleFixture, ThePanelStaysLegibleAsTheDesktopSwitchesBetweenLightAndD
             if (!l->pixmap().isNull())
                 held.emplace_back(u"volume symbol"_s, l->pixmap().toImage());
         ASSERT_GE(held.size(), 4u);
-        for (const auto& [name, image] : held) {
-            // The strongest ink of the picture.
-            QColor ink = std::ranges::max(pixels(image), {}, &QColor::alpha);
-            ink.setAlpha(255);
-            EXPECT_GE(ui::contrastRatio(ink, window), 3.0) << name.toStdString();
-        }
+        // The strongest ink of each picture (the contrast reads the colour, not its alpha).
+        for (const auto& [name, image] : held)
+            EXPECT_GE(
+                ui::contrastRatio(std::ranges::max(pixels(image), {}, &QColor::alpha), window), 3.0)
+                << name.toStdString();
         for (QWidget* line : view->findChildren<QWidget*>(u"divider"_s))
             EXPECT_TRUE(near(line->grab().toImage().pixelColor(0, 0),
                              over(ui::secondaryColor(view->palette(), 0.35), window)));
@@ -251,16 +248,15 @@ TEST_F(ScheduleFixture, ADraftLivesOnlyInTheViewAndItsEditorWarnsRenamesAndSaves
     QToolButton* shallow = childWhere<QToolButton>(
         editor, [](QToolButton* b) { return b->text() == defaultTitle(WorkKind::shallow); });
     QTest::mouseClick(shallow, Qt::LeftButton);
-    EXPECT_EQ(title()->text(), u"Shallow Work"_s);
-    EXPECT_TRUE(shallow->isChecked());
+    EXPECT_EQ(std::pair(title()->text(), shallow->isChecked()), std::pair(u"Shallow Work"_s, true));
 
     // What is typed goes to the working copy as it stands, and the echo does not move the
     // cursor. (That Return there saves the draft is walked on the desktop.)
     title()->selectAll();
     QTest::keyClick(title(), Qt::Key_Backspace);
     QTest::keyClicks(title(), u" Write "_s);
-    EXPECT_EQ(view->working()->title, u" Write "_s);
-    EXPECT_EQ(title()->cursorPosition(), 7);
+    EXPECT_EQ(std::pair(view->working()->title, title()->cursorPosition()),
+              std::pair(u" Write "_s, 7));
     QTest::keyClick(title(), Qt::Key_Return);
     EXPECT_TRUE(closed());
 
@@ -443,44 +439,10 @@ TEST_F(ScheduleFixture,
     EXPECT_TRUE(closed());
 }
 
-// The options write the settings. "Start at Login" shows the entry on disk each time the menu
-// opens; a failed write shows in its help text and leaves it off.
-TEST_F(ScheduleFixture, OptionsWriteTheSettingsAndStartAtLoginFollowsTheEntryOnDisk) {
-    build();
-    choose(u"Upcoming Reminders"_s);
-    choose(u"Silence Notifications"_s);
-    EXPECT_EQ(std::tuple(store->settings().remindersEnabled, store->settings().silenceNotifications,
-                         action(view.get(), u"Upcoming Reminders"_s)->isChecked(),
-                         action(view.get(), u"Silence Notifications"_s)->isChecked()),
-              std::tuple(false, true, false, true));
-
-    const QString autostart =
-        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/autostart"_s;
-    QDir(autostart).removeRecursively();
-    QAction* toggle = action(view.get(), u"Start at Login"_s);
-    ASSERT_NE(toggle, nullptr);
-    choose(u"Start at Login"_s);
-    EXPECT_TRUE(toggle->isChecked());
-    EXPECT_EQ(QDir(autostart).entryList(QDir::Files), QStringList{applicationId + u".desktop"_s});
-
-    QDir(autostart).removeRecursively(); // by hand, while the menu is closed
-    QMenu* menu =
-        childWhere<QMenu>(view.get(), [&](QMenu* m) { return m->actions().contains(toggle); });
-    menu->popup(QPoint());
-    menu->hide();
-    EXPECT_FALSE(toggle->isChecked());
-
-    ASSERT_TRUE(QFile(autostart).open(QIODevice::WriteOnly)); // a file where the folder goes
-    choose(u"Start at Login"_s);
-    EXPECT_FALSE(toggle->isChecked());
-    EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
-    QFile::remove(autostart);
-}
-
 // The panel opens on the day; Tab walks its blocks in time order, then the editor's controls
 // top to bottom and the header's buttons; Shift+Tab walks back; Space and the arrows act
 // where the keyboard is.
-TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlOfThePanel) {
+TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlAndTheOptionsFollowTheSettingsAndTheDisk) {
     const WorkBlock write = makeBlock(u"Write"_s, today, 600, 60);
     const WorkBlock standup = makeBlock(u"Standup"_s, today, 780, 30, WorkKind::shallow);
     seedBlocks({standup, write});
@@ -529,4 +491,35 @@ TEST_F(ScheduleFixture, TheKeyboardReachesEveryControlOfThePanel) {
     press(Qt::Key_Space);
     press(Qt::Key_Return);
     EXPECT_EQ(store->todayBlocks().front().title, u"Read"_s); // at 9:15, the next free time
+
+    // Then the options write the settings. "Start at Login" shows the entry on disk each time the
+    // menu opens; a failed write shows in its help text and leaves it off.
+    choose(u"Upcoming Reminders"_s);
+    choose(u"Silence Notifications"_s);
+    EXPECT_EQ(std::tuple(store->settings().remindersEnabled, store->settings().silenceNotifications,
+                         action(view.get(), u"Upcoming Reminders"_s)->isChecked(),
+                         action(view.get(), u"Silence Notifications"_s)->isChecked()),
+              std::tuple(false, true, false, true));
+
+    const QString autostart =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/autostart"_s;
+    QDir(autostart).removeRecursively();
+    QAction* toggle = action(view.get(), u"Start at Login"_s);
+    ASSERT_NE(toggle, nullptr);
+    choose(u"Start at Login"_s);
+    EXPECT_TRUE(toggle->isChecked());
+    EXPECT_EQ(QDir(autostart).entryList(QDir::Files), QStringList{applicationId + u".desktop"_s});
+
+    QDir(autostart).removeRecursively(); // by hand, while the menu is closed
+    QMenu* menu =
+        childWhere<QMenu>(view.get(), [&](QMenu* m) { return m->actions().contains(toggle); });
+    menu->popup(QPoint());
+    menu->hide();
+    EXPECT_FALSE(toggle->isChecked());
+
+    ASSERT_TRUE(QFile(autostart).open(QIODevice::WriteOnly)); // a file where the folder goes
+    choose(u"Start at Login"_s);
+    EXPECT_FALSE(toggle->isChecked());
+    EXPECT_TRUE(toggle->toolTip().contains(autostart)) << toggle->toolTip().toStdString();
+    QFile::remove(autostart);
 }
