@@ -28,13 +28,12 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     TempDataDir dir;
     StatsWindow window{dir.path()};
     const QDate today(2024, 3, 4); // a Monday
-    StatsContent content;
+    StatsContent content{.record = {}, .planned = {{today, {180, 60}}}, .today = today};
+    window.resize(900, 700);
+    window.show();
     const auto show = [&](Qt::DayOfWeek first = Qt::Monday) {
-        content.today = today;
         content.firstDayOfWeek = first;
         window.setContent(content);
-        window.resize(900, 700);
-        window.show();
         QCoreApplication::processEvents();
     };
     // What a view shows at the middle of `r`.
@@ -52,7 +51,6 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     };
     for (const auto& [day, minutes, level] : days)
         content.record.confirmed[day] = minutes;
-    content.planned = {{today, {180, 60}}};
     show();
     auto* chart = window.findChild<DaysChartView*>();
     const StatsGeometry::DaysChart g = chart->geometry();
@@ -72,7 +70,7 @@ TEST(StatsWindow, ChartFiguresHeatmapProblemAndExportShowOneRecord) {
     for (const auto& [rect, colour] : expected)
         EXPECT_TRUE(near(pixel(chart, rect), over(colour, background)));
     // Four weeks reach back to 10 February.
-    click(window.findChild<QAbstractButton*>(u"weeks4"_s));
+    QTest::mouseClick(window.findChild<QAbstractButton*>(u"weeks4"_s), Qt::LeftButton);
     const StatsGeometry::DaysChart wide = chart->geometry();
     ASSERT_EQ(wide.days, 28);
     EXPECT_TRUE(

@@ -30,9 +30,4 @@ inline QAction* action(const QObject* root, const QString& text) {
     return childWhere<QAction>(root, [&](QAction* a) { return a->text() == text; });
 }
 
-inline void click(QWidget* widget, int times = 1) {
-    for (int i = 0; i < times; ++i)
-        QTest::mouseClick(widget, Qt::LeftButton);
-}
-
 } // namespace quillmere::test
