@@ -98,7 +98,7 @@ struct PanelShot {
     // The editor's seven day toggles: the boxes around the rows below `top` where seven discs
     // of 14 to 20 pixels stand side by side in the right half of the panel.
     QList<QRect> dayToggles(int top) const {
-        QList<QRect> boxes;
+        QList<QRect> boxes(7);
         for (int y = top; y < image.height(); ++y) {
             QList<QRect> row;
             for (int x = image.width() / 2; x < image.width() - 2; ++x)
@@ -107,14 +107,11 @@ struct PanelShot {
                 else if (!isBackground(x, y))
                     row << QRect(x, y, 1, 1);
             const auto disc = [](const QRect& r) { return r.width() >= 14 && r.width() <= 20; };
-            if (row.size() != 7 || !std::all_of(row.begin(), row.end(), disc))
-                continue;
-            if (boxes.isEmpty())
-                boxes = row;
-            for (qsizetype i = 0; i < 7; ++i)
-                boxes[i] |= row[i];
+            if (row.size() == 7 && std::ranges::all_of(row, disc))
+                for (qsizetype i = 0; i < 7; ++i)
+                    boxes[i] |= row[i]; // a null box grows into the row's
         }
-        return boxes;
+        return boxes[0].isNull() ? QList<QRect>() : boxes;
     }
     // The darkest grey level inside a box.
     int darkest(const QRect& box) const {
@@ -278,7 +275,6 @@ protected:
     void chooseOption(const QString& item, const QString& keys = u"Return"_s) {
         click(at(optionsX, header / 2));
         ASSERT_TRUE(waitFor([&] { return !popups().isEmpty(); }, 5000));
-        ASSERT_TRUE(optionsItems.contains(item)) << item.toStdString();
         key(QStringList(optionsItems.indexOf(item) + 1, u"Down"_s).join(u' ') + u' ' + keys);
     }
     // A data file's entries, each as its `fields` joined by spaces, become `want` (the program
@@ -353,8 +349,7 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     ASSERT_TRUE(program.start(environment(), binary, fakeStart));
     // The session bus has no watcher, but trayer owns the tray selection: there is nothing to
     // wait for, so the icon is there long before the grace of a trayless desktop would end.
-    EXPECT_TRUE(waitFor([&] { return trayHasIcon(); }, 5000)) << "no icon in trayer within 5 s";
-    ASSERT_TRUE(waitFor([&] { return trayHasIcon(); }, 15000));
+    ASSERT_TRUE(waitFor([&] { return trayHasIcon(); }, 5000)) << "no icon in trayer within 5 s";
     EXPECT_FALSE(panelOpen()) << "the panel opened by itself";
     ASSERT_NO_FATAL_FAILURE(openPanel());
     // Beside the icon: under the tray, inside the screen.
@@ -375,15 +370,13 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     // draws only itself.
     drag(at(200, minuteY(13 * 60) + 2), at(200, minuteY(14 * 60) - 2));
     EXPECT_NO_FATAL_FAILURE(expectDeepCardAboveEditor(60));
-    {
-        // No repeat day is chosen: each toggle is a faint disc with a grey letter, none black.
-        const PanelShot s = shot();
-        const QList<QRect> days = s.dayToggles(s.divider(-1));
-        ASSERT_EQ(days.size(), 7) << "no day toggles in the editor";
-        for (const QRect& day : days) {
-            EXPECT_GT(s.darkest(day), 80) << "a day's letter is black";
-            EXPECT_LT(s.darkest(day), 200) << "a day's letter is missing";
-        }
+    // No repeat day is chosen: each toggle is a faint disc with a grey letter, none black.
+    const PanelShot drawn = shot();
+    const QList<QRect> days = drawn.dayToggles(drawn.divider(-1));
+    ASSERT_EQ(days.size(), 7) << "no day toggles in the editor";
+    for (const QRect& day : days) {
+        EXPECT_GT(drawn.darkest(day), 80) << "a day's letter is black";
+        EXPECT_LT(drawn.darkest(day), 200) << "a day's letter is missing";
     }
     // The focus is still on the timeline: Return saves from there.
     key(u"Return"_s);
@@ -429,8 +422,8 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     expectSpans({{12 * 60 + 30, 75}, {nowMinutes, 60}}, __LINE__);
     const auto iconShowsDeepWork = [&] {
         const QImage icon = grab(trayRect());
-        const auto xs = std::views::iota(0, icon.width());
-        return std::ranges::any_of(xs, [&](int x) { return isCrimson(icon.pixelColor(x, 12)); });
+        return std::ranges::any_of(std::views::iota(0, icon.width()),
+                                   [&](int x) { return isCrimson(icon.pixelColor(x, 12)); });
     };
     EXPECT_TRUE(waitFor(iconShowsDeepWork, 5000)) << "the tray icon does not show deep work";
     // "Clear Today's Blocks" keeps only the running block.
@@ -486,16 +479,7 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
          "createdAt": 750000000},
         {"id": "0A0A0A0A-0000-4000-8000-000000000002", "title": "Beta", "kind": "shallow",
          "createdAt": 750000000}])");
-    // No tray of either kind: the first start waits, and so does the second's.
-    ASSERT_TRUE(program.start(environment(), binary, fakeStart));
-    QTest::qWait(1500);
-    ASSERT_TRUE(program.running());
-    EXPECT_FALSE(panelOpen());
-    FakeTimeProgram second;
-    ASSERT_TRUE(second.start(environment(), binary, fakeStart));
-    ASSERT_TRUE(second.process().waitForFinished(10000));
-    EXPECT_EQ(second.process().exitCode(), 0);
-    EXPECT_FALSE(panelOpen());
+    ASSERT_NO_FATAL_FAILURE(startWaitingForATray(program, binary, fakeStart));
     ASSERT_NO_FATAL_FAILURE(startTrayer());
     // Seen within moments, well before the ten seconds a trayless desktop waits.
     EXPECT_TRUE(waitFor([&] { return trayHasIcon(); }, 3000));
@@ -607,8 +591,7 @@ TEST_F(PanelScenario, ALateTrayAndTheBacklogAndTheEditorByHand) {
     expectBlocks({u"Beta shallow"_s, u"Write report deep"_s}, __LINE__);
     expectTitles({u"Alpha"_s, u"Beta"_s, u"Call Bob"_s}, __LINE__);
 
-    // Collapsing animates as expanding did.
-    ASSERT_TRUE(expanded());
+    // Collapsing animates as expanding did (the tray is still expanded).
     EXPECT_GT(heightsAfterClick(), 2) << "collapsing did not animate";
     EXPECT_FALSE(expanded());
 

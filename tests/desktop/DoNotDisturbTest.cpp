@@ -17,6 +17,7 @@
 
 #include <gio/gio.h>
 
+#include <cstring>
 #include <mutex>
 #include <set>
 
@@ -203,12 +204,11 @@ TEST_P(DoNotDisturbTest, OnForDeepWorkThenAsTheUserHadItAndTheNextStartRepairsAL
     }
 
     m_standIn->userSets(false);
-    QByteArray record;
-    {
+    const QByteArray record = [&] {
         QuietDesktop lost(m_folder.path(), m_bus);
         lost.silence();
-        record = m_folder.read(QString(QuietDesktop::recordName)).value_or(QByteArray());
-    }
+        return m_folder.read(QString(QuietDesktop::recordName)).value_or(QByteArray());
+    }();
     ASSERT_FALSE(record.isEmpty());
     // As the lost run left it. Plasma drops an inhibition with the connection that held it, so
     // there the record has nothing left to undo.
@@ -232,8 +232,7 @@ INSTANTIATE_TEST_SUITE_P(Servers, DoNotDisturbTest,
                          ::testing::Values("Plasma", "gnome-shell", "Xfce Notify Daemon", "mako",
                                            "SwayNotificationCenter"),
                          [](const auto& info) {
-                             const std::string name = info.param;
-                             return name.substr(0, name.find_first_of(" -"));
+                             return std::string(info.param, std::strcspn(info.param, " -"));
                          });
 
 // Without a server nothing changes and the toggle says why; a server that starts later (at

@@ -36,12 +36,10 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
         rules = json::decodeList<RepeatRule>(home.readData(u"rules.json"_s)).value_or(rules);
         return blocks.size() == 2 && !rules.empty() && rules[0].lastStampedDay == today;
     };
-    test::waitFor(stamped, 4000);
-    ASSERT_EQ(blocks.size(), 2u) << first.process().readAll().toStdString();
+    ASSERT_TRUE(test::waitFor(stamped, 4000)) << first.process().readAll().toStdString();
     EXPECT_EQ(std::tie(blocks[1].repeatRuleID, blocks[1].day, blocks[1].startMinutes),
               std::tuple(mondays.id, today, 780));
-    ASSERT_EQ(rules.size(), 1u);
-    EXPECT_EQ(rules[0].lastStampedDay, today);
+    EXPECT_EQ(rules.size(), 1u);
 
     // The block ends two seconds after start; five seconds after start it is on record.
     QThread::msleep(static_cast<unsigned long>(std::max<qint64>(0, 5000 - first.elapsed())));
@@ -52,9 +50,7 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     ASSERT_EQ(first.process().state(), QProcess::Running);
 
     // The first start also asks to come back at login, as the program that is running here.
-    QFile entryFile(home.path(u"config/autostart/"_s + applicationId + u".desktop"_s));
-    entryFile.open(QIODevice::ReadOnly);
-    const QByteArray entry = entryFile.readAll();
+    const QByteArray entry = home.read(u"config/autostart/"_s + applicationId + u".desktop"_s);
     EXPECT_TRUE(entry.contains(
         u"\nExec=%1\n"_s.arg(QFileInfo(QStringLiteral(QUILLMERE_BINARY)).canonicalFilePath())
             .toUtf8()))
@@ -64,8 +60,7 @@ TEST(QuillmereBinary, StampsConfirmsAndStaysOne) {
     // read, write, creation or removal inside the folder while it is watched.
     const int watch = inotify_init1(IN_NONBLOCK);
     inotify_add_watch(watch, QFile::encodeName(home.dataFile(QString())).constData(),
-                      IN_OPEN | IN_ACCESS | IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVED_TO |
-                          IN_ATTRIB);
+                      IN_ALL_EVENTS);
     // The second start runs on the real clock: it must not get as far as reading any file.
     EXPECT_EQ(home.run(QStringLiteral(QUILLMERE_BINARY), {}).exitCode, 0);
     alignas(inotify_event) char event[4096] = {};

@@ -149,8 +149,7 @@ TEST_F(Scripting, OfTwoStartsOneStaysThatCommandsReachAndTheFeedFollowsTheClock)
     ASSERT_TRUE(readLines(30000, [&] { return classNow() == u"deep"_s; }))
         << "lines seen: " << lines.size();
     EXPECT_EQ(lines.back().value(u"percentage"_s).toInt(), 0);
-    const auto status = run({u"status"_s});
-    EXPECT_EQ(status.out.trimmed(), QByteArray("Deep work: Write chapter, 45 m left"));
+    EXPECT_EQ(run({u"status"_s}).out.trimmed(), QByteArray("Deep work: Write chapter, 45 m left"));
 
     // open hands the panel over; quit ends the program, and the feed goes on without it.
     EXPECT_EQ(run({u"open"_s}).exitCode, 0);

@@ -46,10 +46,9 @@ QImage largestPixmap(const QDBusArgument& arg) {
 
 QString toolTipTitle(const QVariant& value) {
     const QDBusArgument arg = value.value<QDBusArgument>();
-    QString icon;
     QString title;
     arg.beginStructure();
-    arg >> icon;
+    arg >> title; // the icon's name, then its pictures, before the title
     largestPixmap(arg);
     arg >> title;
     return title;
@@ -100,16 +99,7 @@ TEST(QuillmereTray, ALateHostGetsOneItemWhoseToolTipIsWrittenOnlyWhenItChanges) 
 
     // Inbox runs until 11:00, 38 seconds after the start; a heartbeat comes at 10:59:30.
     const QString fakeStart = u"@2024-03-04 10:59:22"_s;
-    ASSERT_TRUE(desk.program.start(session.environment(), binary, fakeStart));
-    // No host yet: the program waits, and so does a second start's request.
-    QTest::qWait(1500);
-    ASSERT_TRUE(desk.program.running());
-    EXPECT_FALSE(panelShown());
-    test::FakeTimeProgram second;
-    ASSERT_TRUE(second.start(session.environment(), binary, fakeStart));
-    ASSERT_TRUE(second.process().waitForFinished(10000));
-    EXPECT_EQ(second.process().exitCode(), 0);
-    EXPECT_FALSE(panelShown());
+    ASSERT_NO_FATAL_FAILURE(session.startWaitingForATray(desk.program, binary, fakeStart));
 
     // The host comes up a moment after the program, as at a login: one item registers, and
     // the request that waited opens the panel.

@@ -20,6 +20,20 @@ public:
         EXPECT_EQ(o.exitCode, 0) << program.toStdString() << ": " << o.err.toStdString();
         return o.out.trimmed();
     }
+    // While there is no tray of either kind the program waits, showing nothing, and so does a
+    // second start's request for the panel, which it hands over before it leaves.
+    void startWaitingForATray(FakeTimeProgram& program, const QString& binary,
+                              const QString& fakeStart) {
+        ASSERT_TRUE(program.start(environment(), binary, fakeStart));
+        QTest::qWait(1500);
+        ASSERT_TRUE(program.running());
+        EXPECT_FALSE(shows(u"^Quillmere$"_s));
+        FakeTimeProgram second;
+        ASSERT_TRUE(second.start(environment(), binary, fakeStart) &&
+                    second.process().waitForFinished(10000));
+        EXPECT_EQ(second.process().exitCode(), 0);
+        EXPECT_FALSE(shows(u"^Quillmere$"_s));
+    }
 };
 
 } // namespace quillmere::test

@@ -5,8 +5,9 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QtCore/qtestsupport_core.h>
+
+#include "support/TempDataDir.h"
 
 #include <signal.h>
 #include <sys/prctl.h>
@@ -20,10 +21,8 @@ namespace quillmere::test {
 
 using namespace Qt::StringLiterals;
 
-// Whether `condition` holds within the time, the event loop running meanwhile.
-inline bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
-    return QTest::qWaitFor(condition, timeoutMs);
-}
+// Whether `holds()` becomes true within `ms` milliseconds, the event loop running meanwhile.
+inline constexpr auto waitFor = [](auto holds, int ms) { return QTest::qWaitFor(holds, ms); };
 
 // The first line a started helper prints (Xvfb's display, dbus-daemon's address), or nothing
 // when it does not start or says nothing within ten seconds.
@@ -39,7 +38,7 @@ inline QByteArray firstLine(QProcess& p) {
 // ending the group never leaves anything of it behind.
 class FakeTimeProgram {
 public:
-    ~FakeTimeProgram() { terminate(); }
+    ~FakeTimeProgram() { end(); }
 
     // `fakeStart` is libfaketime's absolute form, for example "@2024-03-04 10:30:00".
     bool start(QProcessEnvironment env, const QString& binary, const QString& fakeStart,
@@ -67,9 +66,9 @@ public:
         return true;
     }
 
-    // Ends the program as a session's end does; true when it was gone within five seconds.
-    bool terminate() { return end(SIGTERM); }
-    bool end(int signal) {
+    // Ends the program, by default as a session's end does; true when it was gone within five
+    // seconds.
+    bool end(int signal = SIGTERM) {
         if (m_group <= 0) // never kill(0, …): that would be the test's own process group
             return true;
         kill(-m_group, signal);
@@ -103,8 +102,8 @@ public:
             m_env.remove(QString::fromLatin1(name));
         m_env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         m_env.insert(u"XDG_RUNTIME_DIR"_s, m_dir.path());
-        m_env.insert(u"XDG_CONFIG_HOME"_s, m_dir.filePath(u"config"_s));
-        m_env.insert(u"XDG_DATA_HOME"_s, m_dir.filePath(u"data"_s));
+        m_env.insert(u"XDG_CONFIG_HOME"_s, m_dir.file(u"config"_s));
+        m_env.insert(u"XDG_DATA_HOME"_s, m_dir.file(u"data"_s));
         m_env.insert(u"TZ"_s, u"Europe/Berlin"_s);
         m_env.insert(u"SDL_AUDIODRIVER"_s, u"dummy"_s);
         QDir().mkpath(dataFile(QString()));
@@ -129,18 +128,16 @@ public:
         m_env.remove(u"QT_QPA_PLATFORM"_s);
 
         // A session bus without service activation, so nothing but what we start can answer.
-        QFile conf(m_dir.filePath(u"bus.conf"_s));
-        if (!conf.open(QIODevice::WriteOnly))
-            return conf.errorString();
-        conf.write(
+        m_dir.write(
+            u"bus.conf"_s,
             "<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(m_dir.path()) +
-            "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-            "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
-            "<allow own=\"*\"/></policy></busconfig>\n");
-        conf.close();
-        m_address = firstLine(spawn(
-            u"dbus-daemon"_s,
-            {u"--config-file="_s + conf.fileName(), u"--nofork"_s, u"--print-address=1"_s}, true));
+                "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+                "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                "<allow own=\"*\"/></policy></busconfig>\n");
+        m_address = firstLine(spawn(u"dbus-daemon"_s,
+                                    {u"--config-file="_s + m_dir.file(u"bus.conf"_s), u"--nofork"_s,
+                                     u"--print-address=1"_s},
+                                    true));
         if (m_address.isEmpty())
             return u"dbus-daemon did not start"_s;
         m_env.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromLatin1(m_address));
@@ -160,15 +157,14 @@ public:
     // A helper on the session (a tray, a daemon), ended with it. Its output goes nowhere, but
     // for the standard output of one whose first line is read: nothing drains a pipe.
     QProcess& spawn(const QString& program, const QStringList& args, bool firstLineRead = false) {
-        auto p = std::make_unique<QProcess>();
+        QProcess* p = m_processes.emplace_back(std::make_unique<QProcess>()).get();
         p->setProcessEnvironment(m_env);
         p->setStandardErrorFile(QProcess::nullDevice());
         if (!firstLineRead)
             p->setStandardOutputFile(QProcess::nullDevice());
         p->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
         p->start(program, args);
-        m_processes.push_back(std::move(p));
-        return *m_processes.back();
+        return *p;
     }
 
     QByteArray address() const { return m_address; }
@@ -177,19 +173,14 @@ public:
     QProcessEnvironment& environment() { return m_env; }
 
     // The program's own data folder, XDG_DATA_HOME/Quillmere.
-    QString dataFile(const QString& name) const {
-        return m_dir.filePath(u"data/Quillmere/"_s + name);
-    }
+    QString dataFile(const QString& name) const { return m_dir.file(u"data/Quillmere/"_s + name); }
     void writeData(const QString& name, const QByteArray& bytes) const {
-        QFile f(dataFile(name));
-        if (f.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            f.write(bytes);
+        m_dir.write(u"data/Quillmere/"_s + name, bytes);
     }
-    QByteArray readData(const QString& name) const {
-        QFile f(dataFile(name));
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
-    QString path(const QString& name) const { return m_dir.filePath(name); }
+    QByteArray readData(const QString& name) const { return read(u"data/Quillmere/"_s + name); }
+    // A file of the session's folder (its config, its runtime, …), or nothing.
+    QByteArray read(const QString& name) const { return m_dir.read(name).value_or(QByteArray()); }
+    QString path(const QString& name) const { return m_dir.file(name); }
 
     // Runs a client on the session to its end.
     struct Outcome {
@@ -213,7 +204,7 @@ public:
     }
 
 private:
-    QTemporaryDir m_dir;
+    TempDataDir m_dir;
     QProcessEnvironment m_env;
     QByteArray m_address;
     std::vector<std::unique_ptr<QProcess>> m_processes;
