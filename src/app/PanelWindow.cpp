@@ -1,7 +1,9 @@
 #include "app/PanelWindow.h"
 
 #include <QGuiApplication>
+#include <QMouseEvent>
 #include <QScreen>
+#include <QStyleHints>
 #include <QVBoxLayout>
 
 namespace quillmere {
@@ -49,17 +51,36 @@ void PanelWindow::open(const PanelAnchor& anchor) {
 
 void PanelWindow::toggle(const PanelAnchor& anchor) {
     if (isVisible()) {
-        hide();
+        if (!withinDoubleClickOfToggling())
+            hide();
         return;
     }
     if (m_style == Style::popup && m_sinceHidden.isValid() &&
         m_sinceHidden.elapsed() < reopenGuardMs)
         return;
     open(anchor);
+    m_sinceToggledOpen.start();
+}
+
+bool PanelWindow::withinDoubleClickOfToggling() const {
+    return m_style == Style::popup && m_sinceToggledOpen.isValid() &&
+           m_sinceToggledOpen.elapsed() < QGuiApplication::styleHints()->mouseDoubleClickInterval();
+}
+
+// A press outside the popup closes it (QWidget's default), except the second press of a double
+// click on the icon: a host that reports only the first press as an activation lets the second
+// one reach the popup as a click outside.
+void PanelWindow::mousePressEvent(QMouseEvent* event) {
+    if (withinDoubleClickOfToggling() && !rect().contains(event->position().toPoint())) {
+        event->accept();
+        return;
+    }
+    QWidget::mousePressEvent(event);
 }
 
 void PanelWindow::hideEvent(QHideEvent* event) {
     m_sinceHidden.start();
+    m_sinceToggledOpen.invalidate();
     QWidget::hideEvent(event);
 }
 

@@ -29,11 +29,13 @@ public:
     void open(const PanelAnchor& anchor);
     // Opens a closed panel and closes an open one. A click on the tray icon while the popup is
     // up first closes the popup (it is a click outside) and only then activates the icon; that
-    // activation must not open it again.
+    // activation must not open it again. Nor does the second click of a double click on the
+    // icon close the popup the first one opened.
     void toggle(const PanelAnchor& anchor);
 
 protected:
     void hideEvent(QHideEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
     void ensureContent();
@@ -41,7 +43,10 @@ private:
     Style m_style;
     ContentFactory m_factory;
     QWidget* m_content = nullptr;
+    bool withinDoubleClickOfToggling() const;
+
     QElapsedTimer m_sinceHidden;
+    QElapsedTimer m_sinceToggledOpen; // invalid while hidden
 };
 
 } // namespace quillmere

@@ -452,6 +452,12 @@ TEST_F(PanelScenario, ATrayIconOpensThePanelWhereBlocksAreDrawnMovedAndResized) 
     click(icon());
     EXPECT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
     QTest::qWait(400); // a second click this soon would be the same click's echo
+    // A double click, out of habit, leaves the panel open.
+    xdotool({u"click"_s, u"--repeat"_s, u"2"_s, u"--delay"_s, u"90"_s, u"1"_s}, 800);
+    EXPECT_TRUE(panelOpen()) << "a double click on the icon did not leave the panel open";
+    click(icon());
+    EXPECT_TRUE(waitFor([&] { return !panelOpen(); }, 3000));
+    QTest::qWait(400);
     click(icon(), 3);
     ASSERT_TRUE(waitFor([&] { return !popups().isEmpty(); }, 5000));
     const QRect iconMenu = popups().first();
