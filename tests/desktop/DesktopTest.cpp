@@ -16,6 +16,7 @@
 
 #include <xcb/xcb.h>
 
+#include <functional>
 #include <ranges>
 
 using namespace quillmere;

@@ -13,7 +13,6 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <functional>
 #include <memory>
 #include <vector>
 
